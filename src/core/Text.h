@@ -1,0 +1,28 @@
+#pragma once
+
+#include <QByteArrayView>
+#include <QString>
+#include <QUuid>
+#include <optional>
+
+namespace velmo {
+
+/// "Characters" are what a reader counts: extended grapheme clusters. An emoji with modifiers is one, and so is
+/// CR LF. Linear in the text.
+[[nodiscard]] qsizetype characterCount(QStringView text);
+
+/// The first count characters, or the whole text if it has no more.
+[[nodiscard]] QStringView characterPrefix(QStringView text, qsizetype count);
+
+/// Bytes that are not valid UTF-8 give nothing, rather than replacement characters.
+[[nodiscard]] std::optional<QString> decodeUtf8(QByteArrayView bytes);
+
+/// Identifiers are written in upper case, with hyphens and without braces.
+[[nodiscard]] QString uuidText(const QUuid& id);
+
+[[nodiscard]] inline QString boolText(bool value)
+{
+    return value ? QStringLiteral("true") : QStringLiteral("false");
+}
+
+} // namespace velmo
