@@ -1,0 +1,15 @@
+#pragma once
+
+#include "platform/Keychain.h"
+
+namespace velmo {
+
+/// A desktop without a key store: nothing is found and nothing is kept.
+class NullKeychain final : public Keychain {
+public:
+    [[nodiscard]] ReadResult read(const QString&, const QString&) override { return {}; }
+    Status update(const QString&, const QString&, const QByteArray&) override { return Status::Unavailable; }
+    Status add(const QString&, const QString&, const QByteArray&) override { return Status::Unavailable; }
+};
+
+} // namespace velmo

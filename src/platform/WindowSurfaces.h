@@ -1,0 +1,26 @@
+#pragma once
+
+class QWidget;
+
+namespace velmo {
+
+/// What our own floating windows need from the window system beyond the toolkit. Main thread; the widgets must
+/// have a native window.
+class WindowSurfaces {
+public:
+    virtual ~WindowSurfaces() = default;
+
+    /// Whether translucent windows show what is below them.
+    [[nodiscard]] virtual bool isComposited() const = 0;
+
+    /// Takes every key press for a window that has no input focus. False while another program holds the keyboard.
+    virtual bool grabKeyboard(QWidget& widget) = 0;
+    /// Nothing if the window does not hold the keyboard.
+    virtual void releaseKeyboard(QWidget& widget) = 0;
+
+    /// Moves the real input focus to the window now, with a fresh time stamp; a window of ours that holds the
+    /// keyboard gives it back after that.
+    virtual void focusWindow(QWidget& widget) = 0;
+};
+
+} // namespace velmo

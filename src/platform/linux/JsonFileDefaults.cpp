@@ -1,0 +1,183 @@
+#include "platform/linux/JsonFileDefaults.h"
+
+#include "core/Identity.h"
+#include "core/async/MainLoop.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <QLockFile>
+#include <QSaveFile>
+#include <QStandardPaths>
+#include <cerrno>
+#include <cstring>
+#include <sys/stat.h>
+#include <utility>
+
+namespace velmo {
+
+namespace {
+
+constexpr std::chrono::milliseconds kLockPatience{2000};
+/// Far beyond any real settings; a file larger than this is not ours.
+constexpr qint64 kMaximumBytes = qint64(16) * 1024 * 1024;
+
+struct ReadOutcome {
+    QJsonObject values;
+    QString problem; ///< Empty when the file was understood, or there is none.
+};
+
+ReadOutcome readFile(const QString& path)
+{
+    struct stat status {};
+    if (stat(QFile::encodeName(path).constData(), &status) != 0) {
+        if (errno == ENOENT)
+            return {};
+        return {{}, QString::fromLocal8Bit(std::strerror(errno))};
+    }
+    // Opening a pipe would wait for somebody to write to it.
+    if (!S_ISREG(status.st_mode))
+        return {{}, QStringLiteral("it is not a regular file")};
+    if (status.st_size > kMaximumBytes)
+        return {{}, QStringLiteral("it is too large")};
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return {{}, file.errorString()};
+    QJsonParseError error{};
+    const QJsonDocument document = QJsonDocument::fromJson(file.readAll(), &error);
+    if (error.error != QJsonParseError::NoError)
+        return {{}, error.errorString()};
+    if (!document.isObject())
+        return {{}, QStringLiteral("it does not hold an object")};
+    return {document.object(), {}};
+}
+
+/// Gives the sentence for the log.
+QString moveAside(const QString& path, const QString& reason)
+{
+    const QString aside = path + QStringLiteral(".bad");
+    const bool moved =
+        std::rename(QFile::encodeName(path).constData(), QFile::encodeName(aside).constData()) == 0;
+    return QStringLiteral("Settings file ") + path + QStringLiteral(" could not be read (") + reason +
+           QStringLiteral("); using the defaults") +
+           (moved ? QStringLiteral(", the file is kept as ") + aside : QString());
+}
+
+} // namespace
+
+/// The worker's side. Only the queue touches it.
+struct JsonFileDefaults::Writer {
+    QString path;
+    QJsonObject pending; ///< Also what an earlier write could not bring to the disk.
+
+    /// The problem in a sentence, or nothing.
+    QString write(const QJsonObject& changes)
+    {
+        for (auto change = changes.begin(); change != changes.end(); ++change)
+            pending.insert(change.key(), change.value());
+        const QString folder = QFileInfo(path).path();
+        if (!QDir().mkpath(folder))
+            return QStringLiteral("Settings could not be saved: ") + folder + QStringLiteral(" cannot be created");
+        QLockFile lock(path + QStringLiteral(".lock"));
+        if (!lock.tryLock(static_cast<int>(kLockPatience.count())))
+            return QStringLiteral("Settings could not be saved: ") + path + QStringLiteral(" cannot be locked");
+
+        ReadOutcome existing = readFile(path);
+        const QString problem = existing.problem.isEmpty() ? QString() : moveAside(path, existing.problem);
+        for (auto change = pending.begin(); change != pending.end(); ++change)
+            existing.values.insert(change.key(), change.value());
+
+        QSaveFile file(path);
+        const bool saved = file.open(QIODevice::WriteOnly) &&
+                           file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner) &&
+                           file.write(QJsonDocument(existing.values).toJson()) >= 0 && file.commit();
+        if (!saved)
+            return QStringLiteral("Settings could not be saved: ") + file.errorString();
+        pending = {};
+        return problem;
+    }
+};
+
+QString JsonFileDefaults::standardPath()
+{
+    return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
+           QStringLiteral("/velmo/settings.json");
+}
+
+JsonFileDefaults::JsonFileDefaults(const QString& path)
+    : writer_(std::make_shared<Writer>(Writer{path, {}}))
+    , self_(std::make_shared<JsonFileDefaults*>(this))
+    , queue_(std::string(kApplicationIdentifier) + ".settings")
+{
+    ReadOutcome outcome = readFile(path);
+    values_ = std::move(outcome.values);
+    if (!outcome.problem.isEmpty())
+        problems_.append(moveAside(path, outcome.problem));
+}
+
+JsonFileDefaults::~JsonFileDefaults()
+{
+    flush();
+    *self_ = nullptr;
+}
+
+QJsonValue JsonFileDefaults::object(const QString& key) const
+{
+    return values_.value(key);
+}
+
+void JsonFileDefaults::setObject(const QString& key, const QJsonValue& value)
+{
+    values_.insert(key, value);
+    unwritten_.insert(key, value);
+    schedule();
+}
+
+void JsonFileDefaults::schedule()
+{
+    if (std::exchange(scheduled_, true))
+        return;
+    async::postToMainLoop([self = self_] {
+        if (*self)
+            (*self)->handOver();
+    });
+}
+
+void JsonFileDefaults::handOver()
+{
+    scheduled_ = false;
+    if (unwritten_.isEmpty())
+        return;
+    queue_.async([writer = writer_, changes = std::exchange(unwritten_, {}), self = self_] {
+        const QString problem = writer->write(changes);
+        if (problem.isEmpty())
+            return;
+        async::postToMainLoop([self, problem] {
+            if (!*self)
+                return;
+            if ((*self)->onProblem_)
+                (*self)->onProblem_(problem);
+            else
+                (*self)->problems_.append(problem);
+        });
+    });
+}
+
+void JsonFileDefaults::flush()
+{
+    handOver();
+    queue_.sync([] {});
+}
+
+QStringList JsonFileDefaults::takeProblems()
+{
+    return std::exchange(problems_, {});
+}
+
+void JsonFileDefaults::setProblemHandler(std::function<void(const QString&)> handler)
+{
+    onProblem_ = std::move(handler);
+}
+
+} // namespace velmo

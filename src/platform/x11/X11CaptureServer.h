@@ -1,0 +1,43 @@
+#pragma once
+
+#include "platform/x11/X11Connection.h"
+#include "platform/x11/X11RenderFormats.h"
+
+#include <QString>
+#include <memory>
+
+namespace velmo {
+
+/// A connection that captures, with what its server offers. One thread.
+struct X11CaptureServer {
+    std::unique_ptr<X11Connection> connection;
+    X11RenderFormats formats;
+    QString missing; ///< Why windows cannot be put together here; empty when they can.
+
+    /// Null when no display answers.
+    [[nodiscard]] static std::unique_ptr<X11CaptureServer> open();
+};
+
+/// Announces the Composite version that can name window pixmaps, once per connection. False without it.
+[[nodiscard]] bool enableComposite(const X11Connection& connection);
+
+/// While it lives, no other client's request is carried out, so that the windows hold still.
+class X11ServerGrab {
+public:
+    explicit X11ServerGrab(xcb_connection_t* connection) : connection_(connection)
+    {
+        xcb_grab_server(connection_);
+    }
+    ~X11ServerGrab()
+    {
+        xcb_ungrab_server(connection_);
+        xcb_flush(connection_);
+    }
+    X11ServerGrab(const X11ServerGrab&) = delete;
+    X11ServerGrab& operator=(const X11ServerGrab&) = delete;
+
+private:
+    xcb_connection_t* connection_;
+};
+
+} // namespace velmo

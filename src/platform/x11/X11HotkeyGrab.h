@@ -1,0 +1,45 @@
+#pragma once
+
+#include "platform/EventTap.h"
+#include "platform/x11/X11KeyboardLayout.h"
+
+#include <QStringList>
+#include <set>
+#include <vector>
+
+namespace velmo {
+
+/// Reserves one key combination for this program, whatever locks are on. On the tap's thread.
+class X11HotkeyGrab {
+public:
+    X11HotkeyGrab(X11Connection& connection, const TapInterest& interest);
+
+    /// Reserves the combination where the layout places it; a place it had before is given up. When the place is
+    /// the same nothing is touched, because between giving up and reserving again a press would be lost.
+    /// Returns readable sentences about what could not be reserved.
+    QStringList install(const X11KeyboardLayout& layout);
+
+    void remove();
+
+    /// Whether a press of a hardware key with ModifierFlag bits held is the hotkey.
+    [[nodiscard]] bool matches(quint32 hardwareKeyCode, quint64 flags) const;
+
+private:
+    /// Where the combination is on the keyboard.
+    struct Place {
+        xcb_keycode_t key = 0;
+        std::vector<quint32> modifierSets; ///< One per subset of the locks; the first is without locks.
+        friend bool operator==(const Place&, const Place&) = default;
+    };
+
+    [[nodiscard]] std::set<quint32> grabForCoreClients() const;
+    [[nodiscard]] std::set<quint32> grabForExtensionClients(const std::set<quint32>& without) const;
+    void ungrabForCoreClients(quint32 modifiers) const;
+    [[nodiscard]] QStringList describe(const std::set<quint32>& refused, const X11KeyboardLayout& layout) const;
+
+    X11Connection& connection_;
+    TapInterest interest_;
+    Place place_;
+};
+
+} // namespace velmo

@@ -1,0 +1,50 @@
+#pragma once
+
+#include "platform/x11/X11Connection.h"
+
+#include <QString>
+#include <array>
+#include <bitset>
+#include <optional>
+#include <vector>
+
+namespace velmo {
+
+/// What the current keyboard map says about the keys and modifiers that settings speak of. Plain value.
+struct X11KeyboardLayout {
+    /// Modifier bits of the X server; 0 where the map has no such modifier.
+    quint32 altMask = 0;
+    quint32 superMask = 0;
+    quint32 numLockMask = 0;
+    quint32 scrollLockMask = 0;
+    std::array<int, 256> virtualKeyCodes{}; ///< By hardware key code; -1 for keys without one.
+    std::bitset<256> modifierKeys;          ///< Hardware key codes that are bound to a modifier.
+
+    /// Asks the server. On a lost connection a layout without any key.
+    [[nodiscard]] static X11KeyboardLayout read(X11Connection& connection);
+
+    /// ModifierFlag bits of an X modifier state. Locks are left out.
+    [[nodiscard]] quint64 flags(quint32 state) const;
+
+    /// The X modifiers for ModifierFlag bits; none when the map lacks one of them.
+    [[nodiscard]] std::optional<quint32> modifiers(quint64 flags) const;
+
+    /// The hardware key code at a virtual key code's position; 0, which no key has, when there is none.
+    [[nodiscard]] xcb_keycode_t hardwareKeyCode(int virtualKeyCode) const;
+
+    [[nodiscard]] int virtualKeyCode(quint32 hardwareKeyCode) const;
+
+    /// The modifiers joined with every subset of the locks: a grab only takes exactly the state it names.
+    [[nodiscard]] std::vector<quint32> withLocks(quint32 modifiers) const;
+
+    /// For people: "Caps Lock and Num Lock"; empty when the state holds no lock.
+    [[nodiscard]] QString lockNames(quint32 state) const;
+};
+
+/// What is printed on a key in the first group, for messages: "Space", "A", "F5".
+[[nodiscard]] QString keyLabel(X11Connection& connection, xcb_keycode_t key);
+
+/// "Ctrl+Alt+Space".
+[[nodiscard]] QString combinationLabel(quint64 flags, const QString& key);
+
+} // namespace velmo

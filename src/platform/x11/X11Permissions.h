@@ -1,0 +1,31 @@
+#pragma once
+
+#include "platform/Permissions.h"
+
+#include <memory>
+
+namespace velmo {
+
+class X11Connection;
+
+/// What an X server offers to this program. Keeps a connection open, so that each question costs one short round
+/// trip; a lost connection is opened again at the next question.
+class X11Permissions final : public Permissions {
+public:
+    X11Permissions();
+    ~X11Permissions() override;
+
+    /// The server has XI 2.2, XKB and XTEST. Probed once per connection.
+    [[nodiscard]] bool accessibilityGranted() override;
+
+    /// A pixel of the root can be read.
+    [[nodiscard]] bool screenRecordingGranted() override;
+
+private:
+    [[nodiscard]] bool connect();
+
+    std::unique_ptr<X11Connection> connection_;
+    bool inputIsWatchable_ = false;
+};
+
+} // namespace velmo

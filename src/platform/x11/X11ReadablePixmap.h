@@ -1,0 +1,43 @@
+#pragma once
+
+#include "platform/x11/X11Connection.h"
+
+#include <QImage>
+#include <QSize>
+#include <cstddef>
+#include <memory>
+#include <xcb/shm.h>
+
+namespace velmo {
+
+/// A pixmap of depth 32 in the server whose pixels can be read back cheaply: from memory shared with the server
+/// where both allow it, else over the connection.
+class X11ReadablePixmap {
+public:
+    X11ReadablePixmap(X11Connection& connection, QSize size);
+    ~X11ReadablePixmap();
+    X11ReadablePixmap(const X11ReadablePixmap&) = delete;
+    X11ReadablePixmap& operator=(const X11ReadablePixmap&) = delete;
+
+    [[nodiscard]] xcb_pixmap_t id() const { return pixmap_; }
+
+    /// The pixels as Format_RGB32, after all requests so far; their alpha is ignored. Null on failure.
+    [[nodiscard]] QImage read();
+
+private:
+    [[nodiscard]] bool shareMemory();
+    [[nodiscard]] QImage readOverConnection();
+
+    X11Connection& connection_;
+    QSize size_;
+    xcb_pixmap_t pixmap_ = XCB_NONE;
+    xcb_shm_seg_t segment_ = XCB_NONE;
+    uchar* memory_ = nullptr;
+    std::size_t bytes_ = 0;
+    bool pixmapIsShared_ = false;
+};
+
+/// A rectangle of the root as it is on the screen, whatever the screen's depth. Null on failure.
+[[nodiscard]] QImage readRootImage(X11Connection& connection, const QRect& rectangle);
+
+} // namespace velmo

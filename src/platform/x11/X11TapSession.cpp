@@ -1,0 +1,205 @@
+#include "platform/x11/X11TapSession.h"
+
+#include "platform/x11/X11InputExtensions.h"
+#include "platform/x11/XcbXkb.h"
+
+#include <array>
+#include <poll.h>
+#include <xcb/xinput.h>
+
+namespace velmo {
+namespace {
+
+int wholePixels(xcb_input_fp1616_t value)
+{
+    return value / 65536;
+}
+
+} // namespace
+
+X11TapSession::X11TapSession(const TapInterest& interest, EventTap::Handler handler, Controls controls)
+    : interest_(interest)
+    , handler_(std::move(handler))
+    , controls_(controls)
+{
+}
+
+X11TapSession::~X11TapSession()
+{
+    if (!connection_ || connection_->isBroken())
+        return;
+    if (hotkey_)
+        hotkey_->remove();
+    // Returning only when the server has let go means that whoever starts next finds the keys free.
+    connection_->sync();
+}
+
+EventTap::StartReport X11TapSession::setUp()
+{
+    connection_ = X11Connection::open();
+    if (!connection_)
+        return {false, {QStringLiteral("No X display can be reached.")}};
+    const auto extensions = X11InputExtensions::probe(*connection_);
+    if (!extensions.missing.isEmpty()) {
+        connection_.reset();
+        return {false, {extensions.missing}};
+    }
+    inputOpcode_ = extensions.inputOpcode;
+    keyboardEvent_ = extensions.keyboardEvent;
+    selectEvents();
+    layout_ = X11KeyboardLayout::read(*connection_);
+    hotkey_.emplace(*connection_, interest_);
+    const QStringList problems = hotkey_->install(layout_);
+    const auto state = connection_->await(
+        xcb_xkb_get_state_reply, xcb_xkb_get_state(connection_->get(), XCB_XKB_ID_USE_CORE_KBD));
+    if (state)
+        flags_ = layout_.flags(state->mods);
+    return {true, problems};
+}
+
+void X11TapSession::selectEvents() const
+{
+    // Only the modifier state is of interest; groups and compatibility states would wake us for nothing.
+    xcb_xkb_select_events_details_t details{};
+    details.affectNewKeyboard = XCB_XKB_NKN_DETAIL_KEYCODES;
+    details.newKeyboardDetails = XCB_XKB_NKN_DETAIL_KEYCODES;
+    details.affectState = XCB_XKB_STATE_PART_MODIFIER_STATE;
+    details.stateDetails = XCB_XKB_STATE_PART_MODIFIER_STATE;
+    constexpr uint16_t kEvents = XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY | XCB_XKB_EVENT_TYPE_MAP_NOTIFY
+                                 | XCB_XKB_EVENT_TYPE_STATE_NOTIFY;
+    constexpr uint16_t kMapParts = XCB_XKB_MAP_PART_KEY_TYPES | XCB_XKB_MAP_PART_KEY_SYMS
+                                   | XCB_XKB_MAP_PART_MODIFIER_MAP;
+    xcb_xkb_select_events_aux(connection_->get(), XCB_XKB_ID_USE_CORE_KBD, kEvents, 0, 0, kMapParts, kMapParts,
+                              &details);
+
+    struct {
+        xcb_input_event_mask_t head;
+        uint32_t mask;
+    } selection{{XCB_INPUT_DEVICE_ALL, 1}, XCB_INPUT_XI_EVENT_MASK_RAW_KEY_PRESS};
+    xcb_input_xi_select_events(connection_->get(), connection_->root(), 1, &selection.head);
+}
+
+bool X11TapSession::run()
+{
+    std::array<pollfd, 2> waits{
+        {{connection_->fileDescriptor(), POLLIN, 0}, {controls_.stopDescriptor, POLLIN, 0}}};
+    for (;;) {
+        // Replies carry events with them, so the queue must be empty before waiting on the descriptor.
+        while (const auto event = connection_->nextEvent()) {
+            if (stopRequested())
+                return true;
+            handle(*event);
+        }
+        if (connection_->isBroken())
+            return false;
+        if (layoutChanged_) {
+            layoutChanged_ = false;
+            updateLayout();
+            continue;
+        }
+        xcb_flush(connection_->get());
+        poll(waits.data(), waits.size(), -1);
+        if (waits[1].revents != 0)
+            return true;
+    }
+}
+
+bool X11TapSession::stopRequested() const
+{
+    pollfd wait{controls_.stopDescriptor, POLLIN, 0};
+    return poll(&wait, 1, 0) > 0;
+}
+
+void X11TapSession::handle(const xcb_generic_event_t& event)
+{
+    const int type = event.response_type & 0x7f;
+    if (type == XCB_GE_GENERIC) {
+        const auto& generic = reinterpret_cast<const xcb_ge_generic_event_t&>(event);
+        if (generic.extension == inputOpcode_)
+            handleInput(generic);
+    } else if (type == keyboardEvent_) {
+        handleKeyboard(event);
+    }
+}
+
+void X11TapSession::handleInput(const xcb_ge_generic_event_t& event)
+{
+    if (event.event_type == XCB_INPUT_KEY_PRESS)
+        handleHotkeyPress(event);
+    else if (event.event_type == XCB_INPUT_RAW_KEY_PRESS)
+        handleRawKeyPress(event);
+}
+
+void X11TapSession::handleKeyboard(const xcb_generic_event_t& event)
+{
+    const auto& state = reinterpret_cast<const xcb_xkb_state_notify_event_t&>(event);
+    if (state.xkbType == XCB_XKB_STATE_NOTIFY)
+        updateFlags(state.mods);
+    else
+        layoutChanged_ = true;
+}
+
+void X11TapSession::handleHotkeyPress(const xcb_ge_generic_event_t& event)
+{
+    const auto& press = reinterpret_cast<const xcb_input_key_press_event_t&>(event);
+    // The press is ours now. Letting go of the keyboard at once gives the application the releases of the
+    // modifiers, and whatever is typed next; knowing that it is done before anybody is told lets our own windows
+    // take the keyboard in answer.
+    xcb_input_xi_ungrab_device(connection_->get(), XCB_CURRENT_TIME, press.deviceid);
+    connection_->sync();
+    if ((press.flags & XCB_INPUT_KEY_EVENT_FLAGS_KEY_REPEAT) != 0)
+        return;
+    TapEvent tapEvent;
+    tapEvent.type = TapEvent::Type::KeyDown;
+    tapEvent.flags = layout_.flags(press.mods.effective);
+    tapEvent.keyCode = layout_.virtualKeyCode(press.detail);
+    tapEvent.location = {wholePixels(press.root_x), wholePixels(press.root_y)};
+    handler_(tapEvent);
+}
+
+void X11TapSession::handleRawKeyPress(const xcb_ge_generic_event_t& event)
+{
+    const auto& press = reinterpret_cast<const xcb_input_raw_key_press_event_t&>(event);
+    // Each press comes a second time as its master device's copy.
+    if (press.deviceid != press.sourceid)
+        return;
+    if (press.detail < layout_.modifierKeys.size() && layout_.modifierKeys.test(press.detail))
+        return;
+    // The grab reports the hotkey. It cannot while the keyboard is held: by another program the hotkey is then
+    // meant for that program, by one of our own windows it is still meant for us.
+    if (hotkey_->matches(press.detail, flags_) && !controls_.ownKeyboardHeld)
+        return;
+    report(TapEvent::Type::KeyDown, layout_.virtualKeyCode(press.detail));
+}
+
+void X11TapSession::updateFlags(quint32 state)
+{
+    const quint64 flags = layout_.flags(state);
+    if (flags == flags_)
+        return;
+    flags_ = flags;
+    report(TapEvent::Type::FlagsChanged, -1);
+}
+
+void X11TapSession::updateLayout()
+{
+    // The server also sends this whenever input moves from one keyboard to another, with the same map.
+    layout_ = X11KeyboardLayout::read(*connection_);
+    const QStringList problems = hotkey_->install(layout_);
+    if (!problems.isEmpty())
+        controls_.onProblems(problems);
+}
+
+void X11TapSession::report(TapEvent::Type type, int keyCode)
+{
+    handler_({type, flags_, keyCode, pointerLocation()});
+}
+
+PixelPoint X11TapSession::pointerLocation() const
+{
+    const auto reply = connection_->await(xcb_query_pointer_reply,
+                                          xcb_query_pointer(connection_->get(), connection_->root()));
+    return reply ? PixelPoint{reply->root_x, reply->root_y} : PixelPoint{};
+}
+
+} // namespace velmo

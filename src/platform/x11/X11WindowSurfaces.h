@@ -1,0 +1,37 @@
+#pragma once
+
+#include "platform/WindowSurfaces.h"
+
+#include <QPointer>
+#include <QWidget>
+#include <functional>
+#include <memory>
+
+namespace velmo {
+
+class X11Connection;
+
+/// Our own windows on an X server. Requests about a window go over the toolkit's connection, so that they keep
+/// their order with what the toolkit asks for. Needs a QGuiApplication on the xcb platform.
+class X11WindowSurfaces final : public WindowSurfaces {
+public:
+    X11WindowSurfaces();
+    ~X11WindowSurfaces() override;
+
+    /// Told whenever one of our windows takes or gives back the keyboard.
+    void setKeyboardObserver(std::function<void(bool held)> observer);
+
+    [[nodiscard]] bool isComposited() const override;
+
+    /// Also false for a window that the server does not show yet.
+    bool grabKeyboard(QWidget& widget) override;
+    void releaseKeyboard(QWidget& widget) override;
+    void focusWindow(QWidget& widget) override;
+
+private:
+    std::unique_ptr<X11Connection> clock_; ///< Makes time stamps. Null without a display.
+    std::function<void(bool)> keyboardObserver_;
+    QPointer<QWidget> keyboardHolder_;
+};
+
+} // namespace velmo
