@@ -1,0 +1,21 @@
+#include "providers/ProviderEndpoint.h"
+
+#include "core/Loopback.h"
+
+namespace velmo {
+
+QUrl providerEndpoint(const char* baseVariable, const QString& usualBase, const QString& operation)
+{
+    const QString configured = qEnvironmentVariable(baseVariable).trimmed();
+    QString base = configured.isEmpty() ? usualBase : configured;
+    if (!base.contains(QStringLiteral("://"))) {
+        const bool local = isLoopbackHost(QUrl(QStringLiteral("http://") + base).host());
+        base.prepend(local ? QStringLiteral("http://") : QStringLiteral("https://"));
+    }
+    const QString version = QStringLiteral("/v1");
+    while (base.endsWith(u'/') || base.endsWith(version))
+        base.chop(base.endsWith(u'/') ? 1 : version.size());
+    return QUrl(base + version + u'/' + operation, QUrl::StrictMode);
+}
+
+} // namespace velmo
