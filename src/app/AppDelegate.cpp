@@ -1,0 +1,169 @@
+#include "app/AppDelegate.h"
+
+#include "core/DebugLog.h"
+#include "overlay/OverlayWindowController.h"
+#include "panel/QueryPanelController.h"
+#include "providers/AnthropicProvider.h"
+#include "providers/OpenAIProvider.h"
+
+#include <QCoreApplication>
+
+namespace velmo {
+
+namespace {
+
+constexpr std::chrono::milliseconds kPermissionInterval{1000};
+
+void logPlatform(const QString& message)
+{
+    DebugLog::log(QStringLiteral("Platform"), message);
+}
+
+} // namespace
+
+AppDelegate::AppDelegate(std::shared_ptr<SettingsManager> settings, DesktopServices& desktop)
+    : settings_(std::move(settings))
+    , desktop_(desktop)
+    , capture_(*desktop.displayCapture)
+    , session_(collaborators())
+{
+    stateSubscription_ = session_.state().subscribe([this](SessionState next) { followSessionState(next); });
+}
+
+AppDelegate::~AppDelegate()
+{
+    hotkeyMonitor_.reset();
+    desktop_.displayCapture->release();
+}
+
+SessionCollaborators AppDelegate::collaborators()
+{
+    return {
+        .makeOverlay = [this](AnnotationSession& session, bool showToolbar) -> std::unique_ptr<AnnotationOverlay> {
+            return std::make_unique<OverlayWindowController>(session, showToolbar, *desktop_.screens,
+                                                             *desktop_.windowSurfaces);
+        },
+        .makePanel = [this](AnnotationSession& session,
+                            const std::optional<Screen>& screen) -> std::unique_ptr<QuestionPanel> {
+            return std::make_unique<QueryPanelController>(session, screen, *desktop_.screens,
+                                                          *desktop_.windowSurfaces);
+        },
+        .capture = capture_,
+        .focus = *desktop_.windowFocus,
+        .screens = *desktop_.screens,
+        .makeAnthropicProvider =
+            [](const QString& apiKey, const QString& model) -> std::unique_ptr<LLMProvider> {
+            return std::make_unique<AnthropicProvider>(apiKey, model);
+        },
+        .makeOpenAIProvider = [](const QString& apiKey, const QString& model) -> std::unique_ptr<LLMProvider> {
+            return std::make_unique<OpenAIProvider>(apiKey, model);
+        },
+    };
+}
+
+void AppDelegate::applicationDidFinishLaunching(JsonFileDefaults& defaults)
+{
+    DebugLog::reset();
+    DebugLog::log(QStringLiteral("App"), QStringLiteral("Application did finish launching"));
+    for (const QString& problem : defaults.takeProblems())
+        logPlatform(problem);
+    defaults.setProblemHandler(logPlatform);
+    session_.setSettings(settings_);
+    permissionMonitor_.setTimerType(Qt::PreciseTimer);
+    permissionMonitor_.callOnTimeout([this] { handlePermissionState(); });
+    permissionMonitor_.start(kPermissionInterval);
+    handlePermissionState();
+}
+
+void AppDelegate::terminate()
+{
+    permissionMonitor_.stop();
+    hotkeyMonitor_.reset();
+    // An additional capture that is being drawn takes the first cancel for itself.
+    while (session_.state().value() != SessionState::Idle)
+        session_.cancel();
+    QCoreApplication::quit();
+}
+
+void AppDelegate::requestAnnotation()
+{
+    if (!handlePermissionState())
+        return;
+    switch (session_.state().value()) {
+    case SessionState::Idle:
+        session_.begin(true);
+        break;
+    case SessionState::Querying:
+        session_.beginAdditionalCapture(true);
+        break;
+    case SessionState::Drawing:
+    case SessionState::Streaming:
+        break;
+    }
+}
+
+QStringList AppDelegate::missingPermissions()
+{
+    QStringList missing;
+    if (!desktop_.permissions->accessibilityGranted())
+        missing.append(QStringLiteral("watching the keyboard and mouse"));
+    if (!desktop_.permissions->screenRecordingGranted())
+        missing.append(QStringLiteral("reading the screen"));
+    return missing;
+}
+
+bool AppDelegate::handlePermissionState()
+{
+    const QStringList missing = missingPermissions();
+    if (missing != reportedMissing_) {
+        reportedMissing_ = missing;
+        if (!missing.isEmpty())
+            logPlatform(QStringLiteral("This desktop does not allow: ") + missing.join(QStringLiteral(", ")));
+    }
+    if (!missing.isEmpty()) {
+        hotkeyMonitor_.reset();
+        session_.cancel();
+        return false;
+    }
+    startHotkeyMonitor();
+    return true;
+}
+
+void AppDelegate::startHotkeyMonitor()
+{
+    if (hotkeyMonitor_)
+        return;
+    hotkeyMonitor_ = std::make_unique<HotkeyMonitor>(*desktop_.eventTap, [this] { requestAnnotation(); });
+    hotkeyMonitor_->keyCode = static_cast<int>(settings_->hotkeyKeyCode.value());
+    hotkeyMonitor_->keyModifiers = static_cast<quint64>(settings_->hotkeyModifiers.value());
+    hotkeyMonitor_->onStarted = [this](const EventTap::StartReport& report) { reportMonitorStart(report); };
+    hotkeyMonitor_->start();
+}
+
+void AppDelegate::restartHotkeyMonitor()
+{
+    hotkeyMonitor_.reset();
+    startHotkeyMonitor();
+}
+
+void AppDelegate::reportMonitorStart(const EventTap::StartReport& report)
+{
+    for (const QString& problem : report.problems)
+        logPlatform(problem);
+    if (report.started)
+        logPlatform(QStringLiteral("ready"));
+}
+
+/// Told before the state changes, so the desktop is prepared before the first of our windows is there.
+void AppDelegate::followSessionState(SessionState next)
+{
+    const SessionState current = session_.state().value();
+    if (current == SessionState::Idle && next == SessionState::Drawing)
+        desktop_.displayCapture->prepare();
+    else if (next == SessionState::Idle)
+        desktop_.displayCapture->release();
+    for (const QString& diagnostic : desktop_.takeDiagnostics())
+        logPlatform(diagnostic);
+}
+
+} // namespace velmo

@@ -1,0 +1,131 @@
+#include "app/CommandLine.h"
+
+#include "app/AskCommand.h"
+#include "app/VelmoApp.h"
+#include "core/SettingsManager.h"
+
+#include <QFile>
+#include <csignal>
+#include <cstdio>
+
+namespace velmo {
+
+namespace {
+
+const char* const kUsage = R"(Velmo: circle something on the screen and ask about it.
+
+Usage:
+  velmo                      start, and wait for the hotkey (Ctrl+Alt+Space)
+  velmo ask [--provider anthropic|openai] [--model NAME] [--image FILE] [QUESTION]
+                             ask one question and print the answer as it arrives;
+                             without QUESTION it is read from standard input
+  velmo --help | --version
+
+Keys come from ANTHROPIC_API_KEY and OPENAI_API_KEY; servers of your own from
+ANTHROPIC_BASE_URL and OPENAI_BASE_URL, their models from ANTHROPIC_MODEL and OPENAI_MODEL.
+Exit codes: 0 done, 1 failed, 2 wrong usage.
+)";
+
+/// Reads "--name VALUE" and "--name=VALUE".
+bool takeOption(const QString& name, const QStringList& arguments, qsizetype& position, std::optional<QString>& value)
+{
+    const QString& argument = arguments.at(position);
+    if (argument.startsWith(name + u'=')) {
+        value = argument.sliced(name.size() + 1);
+        return true;
+    }
+    if (argument != name || position + 1 >= arguments.size())
+        return false;
+    value = arguments.at(++position);
+    return true;
+}
+
+bool parseAsk(const QStringList& arguments, AskArguments& ask, QString* reason)
+{
+    QStringList words;
+    bool optionsEnded = false;
+    for (qsizetype position = 0; position < arguments.size(); ++position) {
+        const QString& argument = arguments.at(position);
+        if (!optionsEnded && argument == QStringLiteral("--")) {
+            optionsEnded = true;
+        } else if (!optionsEnded && argument.startsWith(QStringLiteral("--"))) {
+            if (!takeOption(QStringLiteral("--provider"), arguments, position, ask.provider) &&
+                !takeOption(QStringLiteral("--model"), arguments, position, ask.model) &&
+                !takeOption(QStringLiteral("--image"), arguments, position, ask.imagePath)) {
+                *reason = QStringLiteral("unknown option, or one without its value: ") + argument;
+                return false;
+            }
+        } else {
+            words.append(argument);
+        }
+    }
+    if (ask.provider && *ask.provider != ProviderID::Anthropic && *ask.provider != ProviderID::OpenAI) {
+        *reason = QStringLiteral("unknown provider: ") + *ask.provider;
+        return false;
+    }
+    if (!words.isEmpty())
+        ask.question = words.join(u' ');
+    return true;
+}
+
+void printError(const QString& text)
+{
+    std::fputs((text + u'\n').toLocal8Bit().constData(), stderr);
+}
+
+} // namespace
+
+std::optional<CommandLine> parseCommandLine(const QStringList& arguments, QString* reason)
+{
+    CommandLine line;
+    if (arguments.isEmpty())
+        return line;
+    const QString& verb = arguments.first();
+    if (verb == QStringLiteral("ask")) {
+        line.verb = CommandLine::Verb::Ask;
+        if (!parseAsk(arguments.sliced(1), line.ask, reason))
+            return std::nullopt;
+        return line;
+    }
+    if (arguments.size() == 1 && (verb == QStringLiteral("--help") || verb == QStringLiteral("-h"))) {
+        line.verb = CommandLine::Verb::Help;
+        return line;
+    }
+    if (arguments.size() == 1 && verb == QStringLiteral("--version")) {
+        line.verb = CommandLine::Verb::Version;
+        return line;
+    }
+    *reason = QStringLiteral("not understood: ") + arguments.join(u' ');
+    return std::nullopt;
+}
+
+int runCommandLine(int argc, char** argv)
+{
+    // A reader that goes away is no reason to die: writing reports it.
+    std::signal(SIGPIPE, SIG_IGN);
+
+    QStringList arguments;
+    for (int index = 1; index < argc; ++index)
+        arguments.append(QFile::decodeName(argv[index]));
+    QString reason;
+    const auto line = parseCommandLine(arguments, &reason);
+    if (!line) {
+        printError(QStringLiteral("velmo: ") + reason + QStringLiteral(" (see velmo --help)"));
+        return static_cast<int>(ExitCode::Usage);
+    }
+    switch (line->verb) {
+    case CommandLine::Verb::Start:
+        return static_cast<int>(runVelmoApp(argc, argv));
+    case CommandLine::Verb::Ask:
+        return static_cast<int>(runAskCommand(argc, argv, line->ask));
+    case CommandLine::Verb::Help:
+        std::fputs(kUsage, stdout);
+        return static_cast<int>(ExitCode::Done);
+    case CommandLine::Verb::Version:
+        std::fputs("velmo " VELMO_VERSION "\n", stdout);
+        return static_cast<int>(ExitCode::Done);
+    }
+    return static_cast<int>(ExitCode::Failed);
+}
+
+} // namespace velmo

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+#include <optional>
+
+namespace velmo {
+
+/// Exit codes of every verb.
+enum class ExitCode { Done = 0, Failed = 1, Usage = 2 };
+
+/// "velmo ask", as it was typed.
+struct AskArguments {
+    std::optional<QString> provider; ///< "anthropic" or "openai".
+    std::optional<QString> model;
+    std::optional<QString> imagePath;
+    std::optional<QString> question; ///< None: it comes from standard input.
+};
+
+/// A command line, understood.
+struct CommandLine {
+    enum class Verb { Start, Ask, Help, Version };
+    Verb verb = Verb::Start;
+    AskArguments ask;
+};
+
+/// The arguments after the program's name; nothing, and the reason, if they are not understood.
+[[nodiscard]] std::optional<CommandLine> parseCommandLine(const QStringList& arguments, QString* reason);
+
+/// Does what the command line says and gives the process's exit code.
+[[nodiscard]] int runCommandLine(int argc, char** argv);
+
+} // namespace velmo

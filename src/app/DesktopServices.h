@@ -1,0 +1,35 @@
+#pragma once
+
+#include "core/Result.h"
+#include "platform/DisplayCapture.h"
+#include "platform/EventTap.h"
+#include "platform/Permissions.h"
+#include "platform/Screens.h"
+#include "platform/WindowFocus.h"
+#include "platform/WindowSurfaces.h"
+
+#include <QStringList>
+#include <functional>
+#include <memory>
+
+namespace velmo {
+
+/// The desktop's services, from the backend that fits. Main thread.
+struct DesktopServices {
+    std::unique_ptr<Screens> screens;
+    std::unique_ptr<EventTap> eventTap;
+    std::unique_ptr<DisplayCapture> displayCapture;
+    std::unique_ptr<WindowFocus> windowFocus;
+    std::unique_ptr<WindowSurfaces> windowSurfaces;
+    std::unique_ptr<Permissions> permissions;
+
+    /// What the backends could not do as they should, since the last call.
+    std::function<QStringList()> takeDiagnostics;
+
+    /// Why the program cannot run on this desktop at all; nothing if it can. Before the application object.
+    [[nodiscard]] static std::optional<QString> obstacle();
+    /// Needs the application object.
+    [[nodiscard]] static DesktopServices create();
+};
+
+} // namespace velmo

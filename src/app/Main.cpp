@@ -1,0 +1,6 @@
+#include "app/CommandLine.h"
+
+int main(int argc, char** argv)
+{
+    return velmo::runCommandLine(argc, argv);
+}

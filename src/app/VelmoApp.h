@@ -1,0 +1,10 @@
+#pragma once
+
+#include "app/CommandLine.h"
+
+namespace velmo {
+
+/// Runs the program until it is told to quit.
+[[nodiscard]] ExitCode runVelmoApp(int argc, char** argv);
+
+} // namespace velmo

@@ -1,0 +1,121 @@
+#include "panel/QueryPanelController.h"
+
+#include "core/CoordinateSpace.h"
+#include "core/DebugLog.h"
+#include "panel/QueryInputPanel.h"
+#include "panel/QueryPanelContentView.h"
+
+#include <QGuiApplication>
+#include <QScreen>
+
+namespace velmo {
+
+namespace {
+
+constexpr double kDockClearance = 16;
+
+void log(const QString& message)
+{
+    DebugLog::log(QStringLiteral("QueryPanel"), message);
+}
+
+QString whole(double value)
+{
+    return QString::number(wholeNumber(value));
+}
+
+std::optional<Screen> chooseScreen(const std::optional<Screen>& given, const Screens& screens)
+{
+    if (given)
+        return given;
+    if (auto main = screens.main())
+        return main;
+    const auto all = screens.all();
+    return all.empty() ? std::nullopt : std::optional(all.front());
+}
+
+CoordinateSpace coordinateSpace()
+{
+    const QScreen* primary = QGuiApplication::primaryScreen();
+    return CoordinateSpace(primary ? QRectF(primary->geometry()) : QRectF());
+}
+
+} // namespace
+
+QueryPanelController::QueryPanelController(AnnotationSession& session, const std::optional<Screen>& screen,
+                                           const Screens& screens, WindowSurfaces& windows)
+    : windows_(windows)
+{
+    const Screen chosen = chooseScreen(screen, screens).value_or(Screen{});
+    const ScreenRect visible = chosen.visibleFrame;
+    log(QStringLiteral("screen=") + describe(chosen.frame) + QStringLiteral(" visibleFrame=") + describe(visible));
+    const ScreenPoint origin{visible.midX() - QueryInputPanel::kWidth / 2.0, visible.minY() + kDockClearance};
+    log(QStringLiteral("panel origin=(") + whole(origin.x) + QStringLiteral(", ") + whole(origin.y) +
+        QStringLiteral(") size=") + QString::number(QueryInputPanel::kWidth) + u'x' +
+        QString::number(QueryInputPanel::kMinimumHeight));
+    log(QStringLiteral("dock clearance: panelBottom=") + whole(origin.y) + QStringLiteral(" dockTop=") +
+        whole(visible.minY()) + QStringLiteral(" gap=") + whole(origin.y - visible.minY()) + QStringLiteral("pt"));
+
+    auto* panel = new QueryInputPanel(coordinateSpace().toQt(origin).toPoint(), windows);
+    panel->onEscape = [&session] { session.cancel(); };
+    // The content lives inside the panel, so it never calls one that is gone.
+    auto* content = new QueryPanelContentView(session, [panel](int height) { panel->animateHeight(height); });
+    panel->setCard(content);
+    panel_ = panel;
+    contentViewBridge_ = content;
+}
+
+QueryPanelController::~QueryPanelController()
+{
+    close();
+}
+
+void QueryPanelController::showWindow()
+{
+    QueryInputPanel* panel = panel_.data();
+    if (!panel)
+        return;
+    // The content is the panel's, so it is there whenever the panel has come in.
+    panel->enter([view = contentViewBridge_.data()] { view->focusField(); });
+    // At once and not after the entrance: what is typed meanwhile belongs to the question.
+    windows_.focusWindow(*panel);
+    focusInput();
+}
+
+void QueryPanelController::close()
+{
+    if (QueryInputPanel* panel = panel_.data())
+        panel->leaveAndDelete();
+    panel_ = nullptr;
+}
+
+void QueryPanelController::focusInput()
+{
+    QueryPanelContentView* view = contentViewBridge_.data();
+    if (view && panel_)
+        view->focusField();
+}
+
+void QueryPanelController::hideWindow()
+{
+    if (QueryInputPanel* panel = panel_.data())
+        panel->hide();
+}
+
+void QueryPanelController::bringToFront()
+{
+    QueryInputPanel* panel = panel_.data();
+    if (!panel)
+        return;
+    panel->show();
+    panel->raise();
+    windows_.focusWindow(*panel);
+}
+
+bool QueryPanelController::isWindowVisible() const
+{
+    const QueryInputPanel* panel = panel_.data();
+    return panel && panel->isVisible();
+}
+
+} // namespace velmo
