@@ -1,0 +1,41 @@
+# Thin: each target calls a script, cmake or ctest.
+.PHONY: help deps build run test bench lint format clean
+
+JOBS ?= $(shell nproc)
+
+help:
+	@echo "make run [PRACTICE=1]  install, build, and do the main job"
+	@echo "make test              install, build, and run every test"
+	@echo "make build             build/release/velmo"
+	@echo "make bench             run the benchmarks"
+	@echo "make lint | format     check, or mend, the style of the code"
+	@echo "make clean             remove build/"
+
+deps:
+	@scripts/install-packages
+
+build: deps
+	@cmake --preset release
+	@cmake --build --preset release --parallel $(JOBS) --target velmo velmo-practice
+
+run: build
+	@PRACTICE=$(PRACTICE) scripts/run
+
+test: deps
+	@cmake --preset dev
+	@cmake --build --preset dev --parallel $(JOBS)
+	@ctest --preset dev --parallel $(JOBS)
+
+bench: deps
+	@cmake --preset bench
+	@cmake --build --preset bench --parallel $(JOBS) --target velmo_bench
+	@build/bench/bench/velmo_bench
+
+lint: deps
+	@scripts/lint
+
+format: deps
+	@git ls-files '*.cpp' '*.h' | xargs clang-format -i
+
+clean:
+	@rm -rf build run-output

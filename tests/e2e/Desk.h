@@ -1,0 +1,66 @@
+#pragma once
+
+#include "support/x11/Await.h"
+
+#include <QProcess>
+#include <QRect>
+#include <QStringList>
+
+namespace velmo::test {
+
+/// Somebody's application with the keyboard in its text field, as a process of its own.
+class Desk {
+public:
+    Desk()
+    {
+        process_.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        process_.start(QStringLiteral(VELMO_DESK_EXECUTABLE), QStringList());
+    }
+    Desk(const Desk&) = delete;
+    Desk& operator=(const Desk&) = delete;
+    ~Desk()
+    {
+        process_.terminate();
+        process_.waitForFinished();
+    }
+
+    [[nodiscard]] bool awaitReady()
+    {
+        return awaitCondition([this] { return lines().contains(QStringLiteral("ready")); });
+    }
+
+    /// What is worth circling, in pixels of the screen.
+    [[nodiscard]] QRect target()
+    {
+        for (const QString& line : lines()) {
+            const QStringList words = line.split(u' ');
+            if (words.first() == QStringLiteral("target") && words.size() == 5)
+                return {words[1].toInt(), words[2].toInt(), words[3].toInt(), words[4].toInt()};
+        }
+        return {};
+    }
+
+    [[nodiscard]] bool awaitText(const QString& text)
+    {
+        return awaitCondition([this, text] { return lines().contains(QStringLiteral("text ") + text); });
+    }
+
+    [[nodiscard]] bool receivedAnyText()
+    {
+        const QStringList all = lines();
+        return std::any_of(all.begin(), all.end(),
+                           [](const QString& line) { return line.startsWith(QStringLiteral("text ")); });
+    }
+
+private:
+    QStringList lines()
+    {
+        output_ += process_.readAllStandardOutput();
+        return QString::fromUtf8(output_).split(u'\n');
+    }
+
+    QProcess process_;
+    QByteArray output_;
+};
+
+} // namespace velmo::test
