@@ -16,7 +16,7 @@ deps:
 
 build: deps
 	@cmake --preset release
-	@cmake --build --preset release --parallel $(JOBS) --target velmo velmo-practice
+	@cmake --build --preset release --parallel $(JOBS) --target velmo velmo-practice velmo-desk
 
 run: build
 	@PRACTICE=$(PRACTICE) scripts/run

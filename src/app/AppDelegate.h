@@ -25,6 +25,8 @@ public:
     /// Ends the session and then the program.
     void terminate();
 
+    [[nodiscard]] AnnotationSession& session() { return session_; }
+
     /// The hotkey's and the menu's action.
     void requestAnnotation();
 

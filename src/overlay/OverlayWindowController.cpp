@@ -35,6 +35,8 @@ OverlayWindowController::OverlayWindowController(AnnotationSession& session, boo
     : session_(session)
     , windows_(windows)
 {
+    // Every point that the pointer passes belongs to the stroke; merged moves would cut its corners.
+    QCoreApplication::setAttribute(Qt::AA_CompressHighFrequencyEvents, false);
     const auto all = screens.all();
     for (const Screen& screen : all)
         unionRect_ = unionRect_.united(screen.frame);

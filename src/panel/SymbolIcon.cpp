@@ -3,10 +3,17 @@
 #include <QPainter>
 #include <QSvgRenderer>
 
+/// A static library's resources are not registered by themselves. The macro works outside namespaces only.
+static void registerIcons()
+{
+    Q_INIT_RESOURCE(velmo);
+}
+
 namespace velmo {
 
 QIcon symbolIcon(const QString& name, const QColor& color, int size)
 {
+    registerIcons();
     QIcon icon;
     QSvgRenderer renderer(QStringLiteral(":/velmo/icons/") + name + QStringLiteral(".svg"));
     for (const int scale : {1, 2}) {

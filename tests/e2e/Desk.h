@@ -5,6 +5,7 @@
 #include <QProcess>
 #include <QRect>
 #include <QStringList>
+#include <algorithm>
 
 namespace velmo::test {
 
@@ -38,6 +39,16 @@ public:
                 return {words[1].toInt(), words[2].toInt(), words[3].toInt(), words[4].toInt()};
         }
         return {};
+    }
+
+    /// The upper edge of its contents, in pixels of the screen; the title bar is above it.
+    [[nodiscard]] int top()
+    {
+        for (const QString& line : lines()) {
+            if (line.startsWith(QStringLiteral("top ")))
+                return line.section(u' ', 1).toInt();
+        }
+        return 0;
     }
 
     [[nodiscard]] bool awaitText(const QString& text)

@@ -142,11 +142,15 @@ bool isRedNear(const QImage& image, QPoint point)
     return false;
 }
 
-/// Pixels that differ though no stroke comes near them.
-int differencesBesideTheStroke(const QImage& before, const QImage& sent, const QList<QPoint>& stroke)
+/// Pixels that differ though no stroke comes near them. Window frames do not count: the window manager repaints
+/// the title when the keyboard moves to the panel.
+int differencesBesideTheStroke(const QImage& before, const QImage& sent, const QList<QPoint>& stroke, int titleTop,
+                               int titleBottom)
 {
     int count = 0;
     for (int y = 0; y < sent.height(); ++y) {
+        if (y >= titleTop && y <= titleBottom)
+            continue;
         for (int x = 0; x < sent.width(); ++x) {
             if (before.pixel(x, y) == sent.pixel(x, y))
                 continue;
@@ -207,7 +211,12 @@ TEST_P(MainJob, CircleAskFollowUpAndEscape)
     }
     const QImage expected = before.convertToFormat(QImage::Format_RGB32)
                                 .scaled(kSentSize, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
-    EXPECT_EQ(differencesBesideTheStroke(expected, sent, sentStroke), 0);
+    constexpr int kTitleHeight = 40;
+    const int titleBottom = desk_->top();
+    EXPECT_EQ(differencesBesideTheStroke(expected, sent, sentStroke,
+                                         static_cast<int>((titleBottom - kTitleHeight) * scale),
+                                         static_cast<int>(titleBottom * scale) + 1),
+              0);
 
     // A follow-up carries the whole chat.
     ASSERT_TRUE(awaitCondition([] { return dynamic_cast<QueryInputTextView*>(QApplication::focusWidget()); }));

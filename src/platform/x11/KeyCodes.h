@@ -5,8 +5,8 @@
 
 namespace velmo {
 
-/// A key as the settings name it, and as the X keyboard does. Both mean a position on the keyboard, not what is
-/// printed on it, so that a change of layout changes neither.
+/// A key as the settings name it, and as the X keyboard does. Both mean a position on the keyboard, not what
+/// is printed on it, so that a change of layout changes neither.
 struct KeyCodeName {
     int keyCode; ///< Virtual key code.
     std::string_view xkbName;

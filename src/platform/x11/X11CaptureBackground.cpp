@@ -7,40 +7,40 @@ namespace velmo {
 
 std::optional<X11Background> announcedBackground(X11Connection& connection)
 {
-    const xcb_pixmap_t pixmap = readNumber(connection.get(), connection.root(), connection.atom("_XROOTPMAP_ID"));
+    const xcb_pixmap_t pixmap =
+        readNumber(connection.get(), connection.root(), connection.atom("_XROOTPMAP_ID"));
     if (pixmap == XCB_NONE)
         return std::nullopt;
     // The property outlives the program that set it, and the pixmap may not.
-    const auto geometry = connection.await(xcb_get_geometry_reply, xcb_get_geometry(connection.get(), pixmap));
+    const auto geometry =
+        connection.await(xcb_get_geometry_reply, xcb_get_geometry(connection.get(), pixmap));
     const auto& screen = connection.screen();
     if (!geometry || geometry->depth != screen.root_depth || geometry->root != screen.root)
         return std::nullopt;
     const auto root =
         connection.await(xcb_get_geometry_reply, xcb_get_geometry(connection.get(), connection.root()));
     const bool covers = root && geometry->width >= root->width && geometry->height >= root->height;
-    return X11Background{pixmap, !covers, false};
+    return X11Background{pixmap, QPoint(), !covers, false};
 }
 
-X11Background paintedBackground(X11Connection& connection)
+X11Background paintedBackground(X11Connection& connection, const QRect& area)
 {
-    // The server never hands out the root's background. A window that borrows it and lies below all others shows
-    // it without anybody seeing a difference, and being redirected it has all of its pixels.
+    // The server never hands out the root's background. A window that borrows it and lies below all others
+    // shows it without anybody seeing a difference, and being redirected it has all of its pixels.
     xcb_connection_t* xcb = connection.get();
-    const auto root = connection.await(xcb_get_geometry_reply, xcb_get_geometry(xcb, connection.root()));
-    if (!root)
-        return {};
     const xcb_window_t window = xcb_generate_id(xcb);
     const std::array<uint32_t, 2> values{XCB_BACK_PIXMAP_PARENT_RELATIVE, 1};
-    xcb_create_window(xcb, XCB_COPY_FROM_PARENT, window, connection.root(), 0, 0, root->width, root->height, 0,
-                      XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
-                      XCB_CW_BACK_PIXMAP | XCB_CW_OVERRIDE_REDIRECT, values.data());
+    xcb_create_window(xcb, XCB_COPY_FROM_PARENT, window, connection.root(), static_cast<int16_t>(area.x()),
+                      static_cast<int16_t>(area.y()), static_cast<uint16_t>(area.width()),
+                      static_cast<uint16_t>(area.height()), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
+                      XCB_COPY_FROM_PARENT, XCB_CW_BACK_PIXMAP | XCB_CW_OVERRIDE_REDIRECT, values.data());
     const uint32_t below = XCB_STACK_MODE_BELOW;
     xcb_configure_window(xcb, window, XCB_CONFIG_WINDOW_STACK_MODE, &below);
     xcb_map_window(xcb, window);
     const xcb_pixmap_t pixmap = xcb_generate_id(xcb);
     xcb_composite_name_window_pixmap(xcb, window, pixmap);
     xcb_destroy_window(xcb, window);
-    return {pixmap, false, true};
+    return {pixmap, area.topLeft(), false, true};
 }
 
 X11Background copyOfScreen(X11Connection& connection)
@@ -50,14 +50,15 @@ X11Background copyOfScreen(X11Connection& connection)
     if (!root)
         return {};
     const xcb_pixmap_t pixmap = xcb_generate_id(xcb);
-    xcb_create_pixmap(xcb, connection.screen().root_depth, pixmap, connection.root(), root->width, root->height);
+    xcb_create_pixmap(xcb, connection.screen().root_depth, pixmap, connection.root(), root->width,
+                      root->height);
     const xcb_gcontext_t context = xcb_generate_id(xcb);
     const std::array<uint32_t, 2> values{XCB_SUBWINDOW_MODE_INCLUDE_INFERIORS, 0};
     xcb_create_gc(xcb, context, connection.root(), XCB_GC_SUBWINDOW_MODE | XCB_GC_GRAPHICS_EXPOSURES,
                   values.data());
     xcb_copy_area(xcb, connection.root(), pixmap, context, 0, 0, 0, 0, root->width, root->height);
     xcb_free_gc(xcb, context);
-    return {pixmap, false, true};
+    return {pixmap, QPoint(), false, true};
 }
 
 } // namespace velmo

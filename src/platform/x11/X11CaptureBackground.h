@@ -2,8 +2,7 @@
 
 #include "platform/x11/X11Connection.h"
 
-#include <QPoint>
-#include <QSize>
+#include <QRect>
 #include <optional>
 
 namespace velmo {
@@ -11,6 +10,7 @@ namespace velmo {
 /// A pixmap of the root's depth that shows the desktop below all windows.
 struct X11Background {
     xcb_pixmap_t pixmap = XCB_NONE;
+    QPoint origin{};      ///< Where the pixmap's top left is on the root.
     bool repeats = false; ///< Smaller than the root, laid out as tiles.
     bool owned = false;   ///< The receiver frees it.
 };
@@ -18,9 +18,9 @@ struct X11Background {
 /// The picture that the desktop announces as its background; none when it announces nothing usable.
 [[nodiscard]] std::optional<X11Background> announcedBackground(X11Connection& connection);
 
-/// What the server itself paints on the root. Only where no compositing manager paints the screen. The caller has
-/// grabbed the server and redirected the root's children.
-[[nodiscard]] X11Background paintedBackground(X11Connection& connection);
+/// What the server itself paints on this part of the root. Only where no compositing manager paints the
+/// screen. The caller has grabbed the server and redirected the root's children.
+[[nodiscard]] X11Background paintedBackground(X11Connection& connection, const QRect& area);
 
 /// The whole screen as it is now, as a pixmap in the server.
 [[nodiscard]] X11Background copyOfScreen(X11Connection& connection);

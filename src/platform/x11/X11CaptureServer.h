@@ -24,7 +24,8 @@ struct X11CaptureServer {
 /// While it lives, no other client's request is carried out, so that the windows hold still.
 class X11ServerGrab {
 public:
-    explicit X11ServerGrab(xcb_connection_t* connection) : connection_(connection)
+    explicit X11ServerGrab(xcb_connection_t* connection)
+        : connection_(connection)
     {
         xcb_grab_server(connection_);
     }

@@ -21,15 +21,15 @@ std::unique_ptr<X11Connection> X11Connection::open()
         xcb_disconnect(connection);
         return nullptr;
     }
-    return std::unique_ptr<X11Connection>(new X11Connection(connection, number, screenOf(connection, number)));
+    return std::unique_ptr<X11Connection>(
+        new X11Connection(connection, number, screenOf(connection, number)));
 }
 
 X11Connection::X11Connection(xcb_connection_t* connection, int screenNumber, xcb_screen_t* screen)
     : connection_(connection)
     , screenNumber_(screenNumber)
     , screen_(screen)
-{
-}
+{}
 
 X11Connection::~X11Connection()
 {
@@ -91,8 +91,8 @@ xcb_timestamp_t X11Connection::serverTime()
                           XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, XCB_CW_EVENT_MASK, &mask);
     }
     // Appending nothing changes no property, but the server reports it with its own time.
-    xcb_change_property(connection_, XCB_PROP_MODE_APPEND, clockWindow_, XCB_ATOM_WM_NAME, XCB_ATOM_STRING, 8, 0,
-                        nullptr);
+    xcb_change_property(connection_, XCB_PROP_MODE_APPEND, clockWindow_, XCB_ATOM_WM_NAME, XCB_ATOM_STRING, 8,
+                        0, nullptr);
     xcb_flush(connection_);
     while (XcbPointer<xcb_generic_event_t> event{xcb_wait_for_event(connection_)}) {
         if ((event->response_type & 0x7f) == XCB_PROPERTY_NOTIFY) {

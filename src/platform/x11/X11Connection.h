@@ -11,7 +11,8 @@ namespace velmo {
 
 /// An own connection to the X server. One thread at a time uses it.
 ///
-/// A lost connection never ends the process: requests then do nothing, replies are null and isBroken() is true.
+/// A lost connection never ends the process: requests then do nothing, replies are null and isBroken() is
+/// true.
 class X11Connection {
 public:
     /// Null when no display answers.

@@ -29,7 +29,9 @@ struct X11DisplayCapture::Shared {
     std::atomic<quint32> picture = 0;
 };
 
-X11DisplayCapture::X11DisplayCapture() : shared_(std::make_unique<Shared>()) {}
+X11DisplayCapture::X11DisplayCapture()
+    : shared_(std::make_unique<Shared>())
+{}
 X11DisplayCapture::~X11DisplayCapture() = default;
 
 void X11DisplayCapture::setScaleSource(ScaleSource source)
@@ -68,8 +70,8 @@ void X11DisplayCapture::prepare()
     if (!holder_ || !enableComposite(*holder_))
         return;
     xcb_composite_redirect_subwindows(holder_->get(), holder_->root(), XCB_COMPOSITE_REDIRECT_AUTOMATIC);
-    // A compositing manager paints the desktop itself. Where it announces no picture of it, the screen as it is
-    // now, without any window of ours, is the only one there is.
+    // A compositing manager paints the desktop itself. Where it announces no picture of it, the screen as it
+    // is now, without any window of ours, is the only one there is.
     if (holder_->compositingManager() != XCB_NONE && !announcedBackground(*holder_))
         picturePixmap_ = copyOfScreen(*holder_).pixmap;
     shared_->picture = picturePixmap_;
@@ -136,8 +138,8 @@ Result<QImage, PlatformError> X11DisplayCapture::captureDisplay(quint32 id)
     const auto monitors = readMonitors(connection.get(), connection.root());
     const auto monitor = std::ranges::find(monitors, id, &X11Monitor::id);
     if (monitor == monitors.end())
-        return Failure{
-            PlatformError{PlatformError::Kind::Failed, QStringLiteral("The display is no longer connected.")}};
+        return Failure{PlatformError{PlatformError::Kind::Failed,
+                                     QStringLiteral("The display is no longer connected.")}};
 
     QImage image;
     QString obstacle = capture->missing;
@@ -149,13 +151,13 @@ Result<QImage, PlatformError> X11DisplayCapture::captureDisplay(quint32 id)
             obstacle = QStringLiteral("the windows could not be put together");
     }
     if (image.isNull()) {
-        addDiagnostic(QStringLiteral("The picture is the plain screen with this program's own windows: ") + obstacle
-                      + QStringLiteral("."));
+        addDiagnostic(QStringLiteral("The picture is the plain screen with this program's own windows: ") +
+                      obstacle + QStringLiteral("."));
         image = readRootImage(connection, monitor->area);
     }
     if (image.isNull())
-        return Failure{
-            PlatformError{PlatformError::Kind::Failed, QStringLiteral("The X server refused to show the screen.")}};
+        return Failure{PlatformError{PlatformError::Kind::Failed,
+                                     QStringLiteral("The X server refused to show the screen.")}};
     return image;
 }
 
@@ -178,11 +180,11 @@ QImage X11DisplayCapture::captureWithoutOwnWindows(X11CaptureServer& server, con
         const QRegion uncovered = scene.cull(stack, blending);
         // Finding the background is the dear part, and under a full-screen window there is none to be seen.
         if (!uncovered.isEmpty()) {
-            X11Background background{shared_->picture, false, false};
+            X11Background background{shared_->picture, QPoint(), false, false};
             if (const auto announced = announcedBackground(connection))
                 background = *announced;
             else if (blending == Blending::Opaque)
-                background = paintedBackground(connection);
+                background = paintedBackground(connection, uncovered.boundingRect());
             scene.drawBackground(background, uncovered);
             if (background.owned)
                 xcb_free_pixmap(connection.get(), background.pixmap);
@@ -192,8 +194,8 @@ QImage X11DisplayCapture::captureWithoutOwnWindows(X11CaptureServer& server, con
     QImage image = target.read();
     // Requests that draw are not answered; what went wrong with them has arrived together with the pixels.
     if (const int errors = connection.discardEvents(); errors > 0)
-        addDiagnostic(QStringLiteral("Parts of the picture may be missing: the X server refused ")
-                      + QString::number(errors) + QStringLiteral(" drawing requests."));
+        addDiagnostic(QStringLiteral("Parts of the picture may be missing: the X server refused ") +
+                      QString::number(errors) + QStringLiteral(" drawing requests."));
     return image;
 }
 

@@ -22,8 +22,8 @@ struct DisplayScale {
 
 /// Captures from an X server: the contents of all windows but ours, put together in the server.
 ///
-/// That works because from prepare() to release() every window draws into a pixmap of its own, also where one of
-/// ours covers it. Without the extensions for it the picture is the screen itself, ours included, and
+/// That works because from prepare() to release() every window draws into a pixmap of its own, also where one
+/// of ours covers it. Without the extensions for it the picture is the screen itself, ours included, and
 /// takeDiagnostics() says so. prepare() and the worker use a connection each.
 class X11DisplayCapture final : public DisplayCapture {
 public:
@@ -56,8 +56,8 @@ private:
     [[nodiscard]] double scaleOf(quint32 displayID);
 
     ScaleSource scaleSource_;
-    std::unique_ptr<X11Connection> holder_; ///< Keeps windows redirected. Main thread.
-    quint32 picturePixmap_ = 0;             ///< The screen before our windows, on holder_. Main thread.
+    std::unique_ptr<X11Connection> holder_;    ///< Keeps windows redirected. Main thread.
+    quint32 picturePixmap_ = 0;                ///< The screen before our windows, on holder_. Main thread.
     std::unique_ptr<X11CaptureServer> server_; ///< The worker's.
     std::unique_ptr<Shared> shared_;
 };

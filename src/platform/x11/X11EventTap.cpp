@@ -39,8 +39,7 @@ public:
             previous.reset();
             work(interest, std::move(handler), onStarted, ownKeyboardHeld);
         })
-    {
-    }
+    {}
 
     ~Run()
     {

@@ -15,8 +15,7 @@ constexpr quint64 kHotkeyFlags =
 X11HotkeyGrab::X11HotkeyGrab(X11Connection& connection, const TapInterest& interest)
     : connection_(connection)
     , interest_(interest)
-{
-}
+{}
 
 QStringList X11HotkeyGrab::install(const X11KeyboardLayout& layout)
 {
@@ -30,17 +29,17 @@ QStringList X11HotkeyGrab::install(const X11KeyboardLayout& layout)
 
     remove();
     if (place.key == 0)
-        return {QStringLiteral("This keyboard has no key for the hotkey (key code ")
-                + QString::number(interest_.hotkeyKeyCode) + QStringLiteral(").")};
+        return {QStringLiteral("This keyboard has no key for the hotkey (key code ") +
+                QString::number(interest_.hotkeyKeyCode) + QStringLiteral(").")};
     if (!modifiers)
-        return {QStringLiteral("This keyboard layout lacks a modifier of the hotkey ")
-                + combinationLabel(interest_.hotkeyModifiers, keyLabel(connection_, place.key))
-                + QStringLiteral(".")};
+        return {QStringLiteral("This keyboard layout lacks a modifier of the hotkey ") +
+                combinationLabel(interest_.hotkeyModifiers, keyLabel(connection_, place.key)) +
+                QStringLiteral(".")};
     place_ = place;
 
-    // A core grab and an XInput grab of the same key never refuse each other, the later one wins silently. Only
-    // holding both finds every other holder and keeps later ones away; and neither is kept where the other is
-    // refused, or the program that had the combination first would lose it to us.
+    // A core grab and an XInput grab of the same key never refuse each other, the later one wins silently.
+    // Only holding both finds every other holder and keeps later ones away; and neither is kept where the
+    // other is refused, or the program that had the combination first would lose it to us.
     std::set<quint32> refused = grabForCoreClients();
     for (const quint32 set : grabForExtensionClients(refused)) {
         ungrabForCoreClients(set);
@@ -114,15 +113,16 @@ void X11HotkeyGrab::remove()
 
 bool X11HotkeyGrab::matches(quint32 hardwareKeyCode, quint64 flags) const
 {
-    return place_.key != 0 && hardwareKeyCode == place_.key
-           && (flags & kHotkeyFlags) == (interest_.hotkeyModifiers & kHotkeyFlags);
+    return place_.key != 0 && hardwareKeyCode == place_.key &&
+           (flags & kHotkeyFlags) == (interest_.hotkeyModifiers & kHotkeyFlags);
 }
 
 QStringList X11HotkeyGrab::describe(const std::set<quint32>& refused, const X11KeyboardLayout& layout) const
 {
     if (refused.empty())
         return {};
-    const QString combination = combinationLabel(interest_.hotkeyModifiers, keyLabel(connection_, place_.key));
+    const QString combination =
+        combinationLabel(interest_.hotkeyModifiers, keyLabel(connection_, place_.key));
     if (refused.size() == place_.modifierSets.size())
         return {combination + QStringLiteral(" is held by another program.")};
     QStringList problems;
@@ -130,10 +130,10 @@ QStringList X11HotkeyGrab::describe(const std::set<quint32>& refused, const X11K
         if (!refused.contains(set))
             continue;
         const QString locks = layout.lockNames(set & ~place_.modifierSets.front());
-        problems << combination
-                        + (locks.isEmpty() ? QStringLiteral(" without any lock")
-                                           : QStringLiteral(" with ") + locks)
-                        + QStringLiteral(" is held by another program.");
+        problems << combination +
+                        (locks.isEmpty() ? QStringLiteral(" without any lock")
+                                         : QStringLiteral(" with ") + locks) +
+                        QStringLiteral(" is held by another program.");
     }
     return problems;
 }

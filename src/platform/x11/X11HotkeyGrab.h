@@ -14,8 +14,8 @@ class X11HotkeyGrab {
 public:
     X11HotkeyGrab(X11Connection& connection, const TapInterest& interest);
 
-    /// Reserves the combination where the layout places it; a place it had before is given up. When the place is
-    /// the same nothing is touched, because between giving up and reserving again a press would be lost.
+    /// Reserves the combination where the layout places it; a place it had before is given up. When the place
+    /// is the same nothing is touched, because between giving up and reserving again a press would be lost.
     /// Returns readable sentences about what could not be reserved.
     QStringList install(const X11KeyboardLayout& layout);
 
@@ -35,7 +35,8 @@ private:
     [[nodiscard]] std::set<quint32> grabForCoreClients() const;
     [[nodiscard]] std::set<quint32> grabForExtensionClients(const std::set<quint32>& without) const;
     void ungrabForCoreClients(quint32 modifiers) const;
-    [[nodiscard]] QStringList describe(const std::set<quint32>& refused, const X11KeyboardLayout& layout) const;
+    [[nodiscard]] QStringList describe(const std::set<quint32>& refused,
+                                       const X11KeyboardLayout& layout) const;
 
     X11Connection& connection_;
     TapInterest interest_;

@@ -14,18 +14,18 @@ constexpr quint16 kInputMinor = 2;
 
 bool enableInput(const X11Connection& connection)
 {
-    const auto version = connection.await(xcb_input_xi_query_version_reply,
-                                          xcb_input_xi_query_version(connection.get(), kInputMajor, kInputMinor));
-    return version
-           && (version->major_version > kInputMajor
-               || (version->major_version == kInputMajor && version->minor_version >= kInputMinor));
+    const auto version =
+        connection.await(xcb_input_xi_query_version_reply,
+                         xcb_input_xi_query_version(connection.get(), kInputMajor, kInputMinor));
+    return version && (version->major_version > kInputMajor ||
+                       (version->major_version == kInputMajor && version->minor_version >= kInputMinor));
 }
 
 bool enableKeyboard(const X11Connection& connection)
 {
-    const auto answer =
-        connection.await(xcb_xkb_use_extension_reply,
-                         xcb_xkb_use_extension(connection.get(), XCB_XKB_MAJOR_VERSION, XCB_XKB_MINOR_VERSION));
+    const auto answer = connection.await(
+        xcb_xkb_use_extension_reply,
+        xcb_xkb_use_extension(connection.get(), XCB_XKB_MAJOR_VERSION, XCB_XKB_MINOR_VERSION));
     return answer && answer->supported != 0;
 }
 

@@ -20,9 +20,8 @@ using KeyboardMapping = XcbPointer<xcb_get_keyboard_mapping_reply_t>;
 
 KeyboardMapping keyboardMapping(X11Connection& connection, xcb_keycode_t first, int count)
 {
-    return connection.await(
-        xcb_get_keyboard_mapping_reply,
-        xcb_get_keyboard_mapping(connection.get(), first, static_cast<uint8_t>(count)));
+    return connection.await(xcb_get_keyboard_mapping_reply,
+                            xcb_get_keyboard_mapping(connection.get(), first, static_cast<uint8_t>(count)));
 }
 
 /// Modifier bits are assigned freely by the keyboard map, so they are found by the keys that produce them.
@@ -30,8 +29,8 @@ void readModifiers(X11Connection& connection, X11KeyboardLayout& layout)
 {
     const auto* setup = xcb_get_setup(connection.get());
     const auto first = setup->min_keycode;
-    const auto bound = connection.await(xcb_get_modifier_mapping_reply,
-                                        xcb_get_modifier_mapping(connection.get()));
+    const auto bound =
+        connection.await(xcb_get_modifier_mapping_reply, xcb_get_modifier_mapping(connection.get()));
     const auto mapping = keyboardMapping(connection, first, setup->max_keycode - first + 1);
     if (!bound || !mapping)
         return;
@@ -76,18 +75,19 @@ int virtualKeyCodeOf(std::string_view name)
 
 void readKeyNames(X11Connection& connection, X11KeyboardLayout& layout)
 {
-    const auto reply = connection.await(
-        xcb_xkb_get_names_reply,
-        xcb_xkb_get_names(connection.get(), XCB_XKB_ID_USE_CORE_KBD,
-                          XCB_XKB_NAME_DETAIL_KEY_NAMES | XCB_XKB_NAME_DETAIL_KEY_ALIASES));
+    const auto reply =
+        connection.await(xcb_xkb_get_names_reply,
+                         xcb_xkb_get_names(connection.get(), XCB_XKB_ID_USE_CORE_KBD,
+                                           XCB_XKB_NAME_DETAIL_KEY_NAMES | XCB_XKB_NAME_DETAIL_KEY_ALIASES));
     if (!reply)
         return;
     xcb_xkb_get_names_value_list_t values{};
-    xcb_xkb_get_names_value_list_unpack(xcb_xkb_get_names_value_list(reply.get()), reply->nTypes,
-                                        reply->indicators, reply->virtualMods, reply->groupNames, reply->nKeys,
-                                        reply->nKeyAliases, reply->nRadioGroups, reply->which, &values);
+    xcb_xkb_get_names_value_list_unpack(
+        xcb_xkb_get_names_value_list(reply.get()), reply->nTypes, reply->indicators, reply->virtualMods,
+        reply->groupNames, reply->nKeys, reply->nKeyAliases, reply->nRadioGroups, reply->which, &values);
     const std::span names(values.keyNames, values.keyNames == nullptr ? std::size_t{0} : reply->nKeys);
-    const std::span aliases(values.keyAliases, values.keyAliases == nullptr ? std::size_t{0} : reply->nKeyAliases);
+    const std::span aliases(values.keyAliases,
+                            values.keyAliases == nullptr ? std::size_t{0} : reply->nKeyAliases);
     for (std::size_t i = 0; i < names.size() && reply->firstKey + i < layout.virtualKeyCodes.size(); ++i) {
         const auto name = keyName(names[i].name);
         if (name.empty())

@@ -8,8 +8,8 @@
 
 namespace velmo {
 
-/// A monitor in native pixels of the root. Its id is the atom of its name: unlike outputs, every monitor has one,
-/// and the toolkit calls its screens by the same name.
+/// A monitor in native pixels of the root. Its id is the atom of its name: unlike outputs, every monitor has
+/// one, and the toolkit calls its screens by the same name.
 struct X11Monitor {
     quint32 id = 0;
     QRect area;
@@ -32,8 +32,8 @@ struct X11Monitor {
     std::vector<X11Monitor> monitors;
     for (auto monitor = xcb_randr_get_monitors_monitors_iterator(reply.get()); monitor.rem > 0;
          xcb_randr_monitor_info_next(&monitor)) {
-        monitors.push_back({monitor.data->name,
-                            QRect(monitor.data->x, monitor.data->y, monitor.data->width, monitor.data->height)});
+        monitors.push_back({monitor.data->name, QRect(monitor.data->x, monitor.data->y, monitor.data->width,
+                                                      monitor.data->height)});
     }
     return monitors;
 }

@@ -30,9 +30,9 @@ bool X11Permissions::screenRecordingGranted()
 {
     if (!connect())
         return false;
-    const auto image = connection_->await(
-        xcb_get_image_reply, xcb_get_image(connection_->get(), XCB_IMAGE_FORMAT_Z_PIXMAP, connection_->root(), 0,
-                                           0, 1, 1, 0xffffffff));
+    const auto image =
+        connection_->await(xcb_get_image_reply, xcb_get_image(connection_->get(), XCB_IMAGE_FORMAT_Z_PIXMAP,
+                                                              connection_->root(), 0, 0, 1, 1, 0xffffffff));
     return image != nullptr;
 }
 

@@ -8,8 +8,8 @@ namespace velmo {
 
 class X11Connection;
 
-/// What an X server offers to this program. Keeps a connection open, so that each question costs one short round
-/// trip; a lost connection is opened again at the next question.
+/// What an X server offers to this program. Keeps a connection open, so that each question costs one short
+/// round trip; a lost connection is opened again at the next question.
 class X11Permissions final : public Permissions {
 public:
     X11Permissions();

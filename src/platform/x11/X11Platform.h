@@ -11,8 +11,8 @@
 
 namespace velmo {
 
-/// Every service of an X desktop, connected with one another where they need it. Create it and destroy it on the
-/// main thread, while a QGuiApplication on the xcb platform exists; end the worker that captures first.
+/// Every service of an X desktop, connected with one another where they need it. Create it and destroy it on
+/// the main thread, while a QGuiApplication on the xcb platform exists; end the worker that captures first.
 struct X11Platform {
     std::unique_ptr<X11Screens> screens;
     std::unique_ptr<X11EventTap> eventTap;

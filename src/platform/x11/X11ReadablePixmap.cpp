@@ -45,11 +45,11 @@ int bitsPerPixel(const X11Connection& connection, int depth)
 XcbPointer<xcb_get_image_reply_t> getImage(const X11Connection& connection, xcb_drawable_t drawable,
                                            const QRect& area)
 {
-    return connection.await(
-        xcb_get_image_reply,
-        xcb_get_image(connection.get(), XCB_IMAGE_FORMAT_Z_PIXMAP, drawable, static_cast<int16_t>(area.x()),
-                      static_cast<int16_t>(area.y()), static_cast<uint16_t>(area.width()),
-                      static_cast<uint16_t>(area.height()), kAllPlanes));
+    return connection.await(xcb_get_image_reply,
+                            xcb_get_image(connection.get(), XCB_IMAGE_FORMAT_Z_PIXMAP, drawable,
+                                          static_cast<int16_t>(area.x()), static_cast<int16_t>(area.y()),
+                                          static_cast<uint16_t>(area.width()),
+                                          static_cast<uint16_t>(area.height()), kAllPlanes));
 }
 
 } // namespace
@@ -120,11 +120,11 @@ QImage X11ReadablePixmap::read()
         connection_.sync();
         return connection_.isBroken() ? QImage() : opaqueCopy(memory_, size_, false);
     }
-    const auto reply = connection_.await(
-        xcb_shm_get_image_reply,
-        xcb_shm_get_image(connection_.get(), pixmap_, 0, 0, static_cast<uint16_t>(size_.width()),
-                          static_cast<uint16_t>(size_.height()), kAllPlanes, XCB_IMAGE_FORMAT_Z_PIXMAP,
-                          segment_, 0));
+    const auto reply = connection_.await(xcb_shm_get_image_reply,
+                                         xcb_shm_get_image(connection_.get(), pixmap_, 0, 0,
+                                                           static_cast<uint16_t>(size_.width()),
+                                                           static_cast<uint16_t>(size_.height()), kAllPlanes,
+                                                           XCB_IMAGE_FORMAT_Z_PIXMAP, segment_, 0));
     return reply ? opaqueCopy(memory_, size_, false) : readOverConnection();
 }
 
@@ -153,8 +153,9 @@ QImage readRootImage(X11Connection& connection, const QRect& rectangle)
     if (swapBytes || (reply->depth != 30 && reply->depth != 16))
         return {};
     const auto format = reply->depth == 30 ? QImage::Format_RGB30 : QImage::Format_RGB16;
-    return QImage(data, rectangle.width(), rectangle.height(), bytesPerLine, format)
-        .convertToFormat(QImage::Format_RGB32);
+    const QImage image(data, rectangle.width(), rectangle.height(), bytesPerLine, format);
+    // The conversion leaves the unused bits of a pixel to chance.
+    return opaqueCopy(image.convertToFormat(QImage::Format_RGB32).constBits(), rectangle.size(), false);
 }
 
 } // namespace velmo

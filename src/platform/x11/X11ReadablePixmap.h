@@ -10,8 +10,8 @@
 
 namespace velmo {
 
-/// A pixmap of depth 32 in the server whose pixels can be read back cheaply: from memory shared with the server
-/// where both allow it, else over the connection.
+/// A pixmap of depth 32 in the server whose pixels can be read back cheaply: from memory shared with the
+/// server where both allow it, else over the connection.
 class X11ReadablePixmap {
 public:
     X11ReadablePixmap(X11Connection& connection, QSize size);

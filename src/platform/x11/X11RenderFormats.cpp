@@ -6,10 +6,10 @@ namespace {
 bool isArgb32(const xcb_render_pictforminfo_t& format)
 {
     const auto& direct = format.direct;
-    return format.type == XCB_RENDER_PICT_TYPE_DIRECT && format.depth == 32 && direct.alpha_shift == 24
-           && direct.alpha_mask == 0xff && direct.red_shift == 16 && direct.red_mask == 0xff
-           && direct.green_shift == 8 && direct.green_mask == 0xff && direct.blue_shift == 0
-           && direct.blue_mask == 0xff;
+    return format.type == XCB_RENDER_PICT_TYPE_DIRECT && format.depth == 32 && direct.alpha_shift == 24 &&
+           direct.alpha_mask == 0xff && direct.red_shift == 16 && direct.red_mask == 0xff &&
+           direct.green_shift == 8 && direct.green_mask == 0xff && direct.blue_shift == 0 &&
+           direct.blue_mask == 0xff;
 }
 
 } // namespace

@@ -17,7 +17,8 @@ xcb_render_picture_t createPicture(X11Connection& connection, xcb_drawable_t dra
 
 /// The part of source whose top left is at sourceOrigin, onto the bounds of the target.
 void composite(X11Connection& connection, xcb_render_pict_op_t operation, xcb_render_picture_t source,
-               xcb_render_picture_t mask, QPoint sourceOrigin, xcb_render_picture_t target, const QRect& bounds)
+               xcb_render_picture_t mask, QPoint sourceOrigin, xcb_render_picture_t target,
+               const QRect& bounds)
 {
     xcb_render_composite(connection.get(), static_cast<uint8_t>(operation), source, mask, target,
                          static_cast<int16_t>(sourceOrigin.x()), static_cast<int16_t>(sourceOrigin.y()), 0, 0,
@@ -33,8 +34,7 @@ X11SceneCompositor::X11SceneCompositor(X11Connection& connection, const X11Rende
     , formats_(formats)
     , area_(area)
     , target_(createPicture(connection, target, formats.argb32()))
-{
-}
+{}
 
 X11SceneCompositor::~X11SceneCompositor()
 {
@@ -43,7 +43,8 @@ X11SceneCompositor::~X11SceneCompositor()
 
 bool X11SceneCompositor::isTranslucent(const X11StackedWindow& window, Blending blending) const
 {
-    return blending == Blending::Translucent && (window.opacity < 1 || formats_.ofVisual(window.visual).hasAlpha);
+    return blending == Blending::Translucent &&
+           (window.opacity < 1 || formats_.ofVisual(window.visual).hasAlpha);
 }
 
 QRegion X11SceneCompositor::cull(std::vector<X11StackedWindow>& stack, Blending blending) const
@@ -77,18 +78,19 @@ void X11SceneCompositor::drawBackground(const X11Background& background, const Q
     if (background.pixmap == XCB_NONE) {
         const xcb_rectangle_t all{0, 0, static_cast<uint16_t>(area_.width()),
                                   static_cast<uint16_t>(area_.height())};
-        xcb_render_fill_rectangles(connection_.get(), XCB_RENDER_PICT_OP_SRC, target_, {0, 0, 0, 0xffff}, 1, &all);
+        xcb_render_fill_rectangles(connection_.get(), XCB_RENDER_PICT_OP_SRC, target_, {0, 0, 0, 0xffff}, 1,
+                                   &all);
         return;
     }
-    const auto picture = createPicture(connection_, background.pixmap,
-                                       formats_.ofVisual(connection_.screen().root_visual).id);
+    const auto picture =
+        createPicture(connection_, background.pixmap, formats_.ofVisual(connection_.screen().root_visual).id);
     if (background.repeats) {
         const uint32_t repeat = XCB_RENDER_REPEAT_NORMAL;
         xcb_render_change_picture(connection_.get(), picture, XCB_RENDER_CP_REPEAT, &repeat);
     }
     const QRect bounds = region.boundingRect();
-    composite(connection_, XCB_RENDER_PICT_OP_SRC, picture, XCB_NONE, bounds.topLeft(), target_,
-              bounds.translated(-area_.topLeft()));
+    composite(connection_, XCB_RENDER_PICT_OP_SRC, picture, XCB_NONE, bounds.topLeft() - background.origin,
+              target_, bounds.translated(-area_.topLeft()));
     xcb_render_free_picture(connection_.get(), picture);
 }
 

@@ -8,8 +8,8 @@
 
 namespace velmo {
 
-/// Draws windows over a background into a pixmap in the server, as the screen shows them. The caller has grabbed
-/// the server, and the root's children are redirected.
+/// Draws windows over a background into a pixmap in the server, as the screen shows them. The caller has
+/// grabbed the server, and the root's children are redirected.
 class X11SceneCompositor {
 public:
     /// How overlapping windows are shown.

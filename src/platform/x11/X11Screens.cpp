@@ -42,8 +42,8 @@ std::vector<QRect> reservedStripes(xcb_connection_t* connection)
         std::array<int, 12> strut{};
         std::ranges::transform(numbers.begin(), numbers.begin() + 12, strut.begin(),
                                [](quint32 number) { return static_cast<int>(number); });
-        const auto [left, right, top, bottom, leftFrom, leftTo, rightFrom, rightTo, topFrom, topTo, bottomFrom,
-                    bottomTo] = strut;
+        const auto [left, right, top, bottom, leftFrom, leftTo, rightFrom, rightTo, topFrom, topTo,
+                    bottomFrom, bottomTo] = strut;
         stripes.emplace_back(QPoint(0, leftFrom), QPoint(left - 1, leftTo));
         stripes.emplace_back(QPoint(width - right, rightFrom), QPoint(width - 1, rightTo));
         stripes.emplace_back(QPoint(topFrom, 0), QPoint(topTo, top - 1));

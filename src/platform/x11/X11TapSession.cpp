@@ -21,8 +21,7 @@ X11TapSession::X11TapSession(const TapInterest& interest, EventTap::Handler hand
     : interest_(interest)
     , handler_(std::move(handler))
     , controls_(controls)
-{
-}
+{}
 
 X11TapSession::~X11TapSession()
 {
@@ -50,8 +49,8 @@ EventTap::StartReport X11TapSession::setUp()
     layout_ = X11KeyboardLayout::read(*connection_);
     hotkey_.emplace(*connection_, interest_);
     const QStringList problems = hotkey_->install(layout_);
-    const auto state = connection_->await(
-        xcb_xkb_get_state_reply, xcb_xkb_get_state(connection_->get(), XCB_XKB_ID_USE_CORE_KBD));
+    const auto state = connection_->await(xcb_xkb_get_state_reply,
+                                          xcb_xkb_get_state(connection_->get(), XCB_XKB_ID_USE_CORE_KBD));
     if (state)
         flags_ = layout_.flags(state->mods);
     return {true, problems};
@@ -65,12 +64,12 @@ void X11TapSession::selectEvents() const
     details.newKeyboardDetails = XCB_XKB_NKN_DETAIL_KEYCODES;
     details.affectState = XCB_XKB_STATE_PART_MODIFIER_STATE;
     details.stateDetails = XCB_XKB_STATE_PART_MODIFIER_STATE;
-    constexpr uint16_t kEvents = XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY | XCB_XKB_EVENT_TYPE_MAP_NOTIFY
-                                 | XCB_XKB_EVENT_TYPE_STATE_NOTIFY;
-    constexpr uint16_t kMapParts = XCB_XKB_MAP_PART_KEY_TYPES | XCB_XKB_MAP_PART_KEY_SYMS
-                                   | XCB_XKB_MAP_PART_MODIFIER_MAP;
-    xcb_xkb_select_events_aux(connection_->get(), XCB_XKB_ID_USE_CORE_KBD, kEvents, 0, 0, kMapParts, kMapParts,
-                              &details);
+    constexpr uint16_t kEvents = XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY | XCB_XKB_EVENT_TYPE_MAP_NOTIFY |
+                                 XCB_XKB_EVENT_TYPE_STATE_NOTIFY;
+    constexpr uint16_t kMapParts =
+        XCB_XKB_MAP_PART_KEY_TYPES | XCB_XKB_MAP_PART_KEY_SYMS | XCB_XKB_MAP_PART_MODIFIER_MAP;
+    xcb_xkb_select_events_aux(connection_->get(), XCB_XKB_ID_USE_CORE_KBD, kEvents, 0, 0, kMapParts,
+                              kMapParts, &details);
 
     struct {
         xcb_input_event_mask_t head;
@@ -143,8 +142,8 @@ void X11TapSession::handleHotkeyPress(const xcb_ge_generic_event_t& event)
 {
     const auto& press = reinterpret_cast<const xcb_input_key_press_event_t&>(event);
     // The press is ours now. Letting go of the keyboard at once gives the application the releases of the
-    // modifiers, and whatever is typed next; knowing that it is done before anybody is told lets our own windows
-    // take the keyboard in answer.
+    // modifiers, and whatever is typed next; knowing that it is done before anybody is told lets our own
+    // windows take the keyboard in answer.
     xcb_input_xi_ungrab_device(connection_->get(), XCB_CURRENT_TIME, press.deviceid);
     connection_->sync();
     if ((press.flags & XCB_INPUT_KEY_EVENT_FLAGS_KEY_REPEAT) != 0)
@@ -165,8 +164,8 @@ void X11TapSession::handleRawKeyPress(const xcb_ge_generic_event_t& event)
         return;
     if (press.detail < layout_.modifierKeys.size() && layout_.modifierKeys.test(press.detail))
         return;
-    // The grab reports the hotkey. It cannot while the keyboard is held: by another program the hotkey is then
-    // meant for that program, by one of our own windows it is still meant for us.
+    // The grab reports the hotkey. It cannot while the keyboard is held: by another program the hotkey is
+    // then meant for that program, by one of our own windows it is still meant for us.
     if (hotkey_->matches(press.detail, flags_) && !controls_.ownKeyboardHeld)
         return;
     report(TapEvent::Type::KeyDown, layout_.virtualKeyCode(press.detail));

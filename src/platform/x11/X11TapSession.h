@@ -12,14 +12,15 @@
 
 namespace velmo {
 
-/// One run of the event tap, from reserving the keys to giving them back. Lives on the tap's thread, save for the
-/// two flags that others set.
+/// One run of the event tap, from reserving the keys to giving them back. Lives on the tap's thread, save for
+/// the two flags that others set.
 class X11TapSession {
 public:
     struct Controls {
-        int stopDescriptor = -1;                       ///< Readable once the tap shall end.
-        const std::atomic<bool>& ownKeyboardHeld;      ///< A window of this program has grabbed the keyboard.
-        std::function<void(const QStringList&)> onProblems; ///< A new keyboard map could not be served in full.
+        int stopDescriptor = -1;                  ///< Readable once the tap shall end.
+        const std::atomic<bool>& ownKeyboardHeld; ///< A window of this program has grabbed the keyboard.
+        std::function<void(const QStringList&)>
+            onProblems; ///< A new keyboard map could not be served in full.
     };
 
     X11TapSession(const TapInterest& interest, EventTap::Handler handler, Controls controls);

@@ -11,8 +11,8 @@
 namespace velmo {
 namespace {
 
-/// What senders of a request to activate a window call themselves: a pager acts for the user, and window managers
-/// follow it where they would only flash an application's window.
+/// What senders of a request to activate a window call themselves: a pager acts for the user, and window
+/// managers follow it where they would only flash an application's window.
 constexpr quint32 kSourcePager = 2;
 
 xcb_window_t activeWindow(X11Connection& connection)
@@ -43,8 +43,8 @@ std::optional<RunningApplication> applicationWithInputFocus(X11Connection& conne
 
 bool exists(const X11Connection& connection, xcb_window_t window)
 {
-    return connection.await(xcb_get_window_attributes_reply, xcb_get_window_attributes(connection.get(), window))
-           != nullptr;
+    return connection.await(xcb_get_window_attributes_reply,
+                            xcb_get_window_attributes(connection.get(), window)) != nullptr;
 }
 
 /// The window by which a window manager shows that it is alive names itself.
@@ -67,7 +67,8 @@ std::optional<RunningApplication> frontmost(X11Connection& connection)
 /// The top-most managed window of a process; 0 when it has none.
 xcb_window_t windowOf(X11Connection& connection, qint32 processID)
 {
-    auto windows = readNumbers(connection.get(), connection.root(), connection.atom("_NET_CLIENT_LIST_STACKING"));
+    auto windows =
+        readNumbers(connection.get(), connection.root(), connection.atom("_NET_CLIENT_LIST_STACKING"));
     if (windows.empty())
         windows = readNumbers(connection.get(), connection.root(), connection.atom("_NET_CLIENT_LIST"));
     const auto found = std::find_if(windows.rbegin(), windows.rend(), [&](xcb_window_t window) {
@@ -78,7 +79,8 @@ xcb_window_t windowOf(X11Connection& connection, qint32 processID)
 
 void setInputFocus(X11Connection& connection, xcb_window_t window, xcb_timestamp_t time)
 {
-    // An iconified window refuses the focus. That is no failure: the window manager shows it and gives it then.
+    // An iconified window refuses the focus. That is no failure: the window manager shows it and gives it
+    // then.
     const XcbPointer<xcb_generic_error_t> ignored(xcb_request_check(
         connection.get(),
         xcb_set_input_focus_checked(connection.get(), XCB_INPUT_FOCUS_POINTER_ROOT, window, time)));
@@ -112,8 +114,8 @@ bool hasEnded(qint32 processID)
 
 } // namespace
 
-/// Listens for activations. Every read on the connection may take events along that no descriptor announces any
-/// more, so whoever waits for a reply calls readLater().
+/// Listens for activations. Every read on the connection may take events along that no descriptor announces
+/// any more, so whoever waits for a reply calls readLater().
 class X11WindowFocus::Watcher : public QObject {
 public:
     explicit Watcher(X11Connection& connection)
@@ -129,8 +131,8 @@ public:
     void setHandler(ActivationHandler handler)
     {
         handler_ = std::move(handler);
-        // Window managers publish an activation a moment after it happened, so what has the focus now may yet be
-        // announced and must not count as a change then.
+        // Window managers publish an activation a moment after it happened, so what has the focus now may yet
+        // be announced and must not count as a change then.
         const auto application = frontmost(connection_);
         last_ = application ? static_cast<xcb_window_t>(application->window) : xcb_window_t{XCB_NONE};
         readLater();
@@ -141,7 +143,8 @@ public:
         if (readIsDue_)
             return;
         readIsDue_ = true;
-        QMetaObject::invokeMethod(this, [this] { readEvents(); }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            this, [this] { readEvents(); }, Qt::QueuedConnection);
     }
 
 private:
@@ -184,7 +187,8 @@ private:
     bool readIsDue_ = false;
 };
 
-X11WindowFocus::X11WindowFocus() : connection_(X11Connection::open())
+X11WindowFocus::X11WindowFocus()
+    : connection_(X11Connection::open())
 {
     if (connection_)
         watcher_ = std::make_unique<Watcher>(*connection_);
@@ -237,8 +241,9 @@ void X11WindowFocus::activate(qint32 processID, const std::optional<Accessibilit
                                                       : windowOf(*connection_, processID);
     if (target == XCB_NONE || !exists(*connection_, target))
         return;
-    // The message alone is ignored by some window managers while an unmanaged window has the focus, and the focus
-    // alone neither raises nor de-iconifies. Both carry the same time, so neither looks older than the other.
+    // The message alone is ignored by some window managers while an unmanaged window has the focus, and the
+    // focus alone neither raises nor de-iconifies. Both carry the same time, so neither looks older than the
+    // other.
     const xcb_timestamp_t time = connection_->serverTime();
     setInputFocus(*connection_, target, time);
     requestActivation(*connection_, target, time);

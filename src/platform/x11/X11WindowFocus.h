@@ -10,10 +10,10 @@ class X11Connection;
 
 /// Focus on an X server by what window managers publish (EWMH), and by the input focus itself without one.
 ///
-/// It has a connection of its own rather than the toolkit's: the toolkit sets its event mask on the root window as
-/// it likes and would log every window that vanished between question and answer. Activations are noticed by a
-/// socket notifier, so the main loop must run. Elements inside windows are the accessibility bus's, which is not
-/// consulted here: focusedElement() knows none, and focusElement() serves windows only.
+/// It has a connection of its own rather than the toolkit's: the toolkit sets its event mask on the root
+/// window as it likes and would log every window that vanished between question and answer. Activations are
+/// noticed by a socket notifier, so the main loop must run. Elements inside windows are the accessibility
+/// bus's, which is not consulted here: focusedElement() knows none, and focusElement() serves windows only.
 class X11WindowFocus final : public WindowFocus {
 public:
     X11WindowFocus();

@@ -19,8 +19,8 @@ std::vector<xcb_window_t> childrenOfRoot(X11Connection& connection)
 
 bool isVisible(const xcb_get_window_attributes_reply_t* attributes)
 {
-    return attributes != nullptr && attributes->map_state == XCB_MAP_STATE_VIEWABLE
-           && attributes->_class == XCB_WINDOW_CLASS_INPUT_OUTPUT;
+    return attributes != nullptr && attributes->map_state == XCB_MAP_STATE_VIEWABLE &&
+           attributes->_class == XCB_WINDOW_CLASS_INPUT_OUTPUT;
 }
 
 /// The window that a compositing manager paints everything into: it shows all others and is none itself.
@@ -62,7 +62,8 @@ struct PendingWindow {
     xcb_get_property_cookie_t opacity;
 };
 
-std::optional<X11StackedWindow> finish(X11Connection& connection, const PendingWindow& pending, const QRect& area)
+std::optional<X11StackedWindow> finish(X11Connection& connection, const PendingWindow& pending,
+                                       const QRect& area)
 {
     const auto attributes = connection.await(xcb_get_window_attributes_reply, pending.attributes);
     const auto geometry = connection.await(xcb_get_geometry_reply, pending.geometry);
@@ -74,7 +75,8 @@ std::optional<X11StackedWindow> finish(X11Connection& connection, const PendingW
     X11StackedWindow result;
     result.window = pending.window;
     result.visual = attributes->visual;
-    result.frame = QRect(geometry->x, geometry->y, geometry->width + 2 * border, geometry->height + 2 * border);
+    result.frame =
+        QRect(geometry->x, geometry->y, geometry->width + 2 * border, geometry->height + 2 * border);
     if (!result.frame.intersects(area))
         return std::nullopt;
     result.region = result.frame;

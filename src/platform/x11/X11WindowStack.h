@@ -17,9 +17,11 @@ struct X11StackedWindow {
     double opacity = 1; ///< What the window asks a compositing manager for.
 };
 
-/// Every viewable window that meets the area, bottom-most first, without ours. The caller has grabbed the server.
-[[nodiscard]] std::vector<X11StackedWindow> readWindowStack(X11Connection& connection, const QRect& area,
-                                                            const std::optional<X11ResourceRange>& ownResources);
+/// Every viewable window that meets the area, bottom-most first, without ours. The caller has grabbed the
+/// server.
+[[nodiscard]] std::vector<X11StackedWindow>
+readWindowStack(X11Connection& connection, const QRect& area,
+                const std::optional<X11ResourceRange>& ownResources);
 
 /// How many windows people could see: viewable top-level ones, ours included.
 [[nodiscard]] int countViewableWindows(X11Connection& connection);

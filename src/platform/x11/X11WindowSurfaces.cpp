@@ -15,7 +15,9 @@ xcb_window_t windowOf(const QWidget& widget)
 
 } // namespace
 
-X11WindowSurfaces::X11WindowSurfaces() : clock_(X11Connection::open()) {}
+X11WindowSurfaces::X11WindowSurfaces()
+    : clock_(X11Connection::open())
+{}
 X11WindowSurfaces::~X11WindowSurfaces() = default;
 
 void X11WindowSurfaces::setKeyboardObserver(std::function<void(bool)> observer)

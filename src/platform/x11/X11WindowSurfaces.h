@@ -11,8 +11,8 @@ namespace velmo {
 
 class X11Connection;
 
-/// Our own windows on an X server. Requests about a window go over the toolkit's connection, so that they keep
-/// their order with what the toolkit asks for. Needs a QGuiApplication on the xcb platform.
+/// Our own windows on an X server. Requests about a window go over the toolkit's connection, so that they
+/// keep their order with what the toolkit asks for. Needs a QGuiApplication on the xcb platform.
 class X11WindowSurfaces final : public WindowSurfaces {
 public:
     X11WindowSurfaces();

@@ -8,7 +8,8 @@ constexpr quint32 kLongestProperty = 4096;
 
 } // namespace
 
-xcb_get_property_cookie_t requestProperty(xcb_connection_t* connection, xcb_window_t window, xcb_atom_t property)
+xcb_get_property_cookie_t requestProperty(xcb_connection_t* connection, xcb_window_t window,
+                                          xcb_atom_t property)
 {
     return xcb_get_property(connection, 0, window, property, XCB_GET_PROPERTY_TYPE_ANY, 0, kLongestProperty);
 }

@@ -20,9 +20,9 @@ using XcbPointer = std::unique_ptr<T, XcbFree>;
 
 /// Waits for a reply. Null after an error, which is dropped: callers only care that there is no answer.
 template <typename Reply, typename Cookie>
-[[nodiscard]] XcbPointer<Reply> awaitReply(xcb_connection_t* connection,
-                                           Reply* (*function)(xcb_connection_t*, Cookie, xcb_generic_error_t**),
-                                           Cookie cookie)
+[[nodiscard]] XcbPointer<Reply>
+awaitReply(xcb_connection_t* connection, Reply* (*function)(xcb_connection_t*, Cookie, xcb_generic_error_t**),
+           Cookie cookie)
 {
     return XcbPointer<Reply>(function(connection, cookie, nullptr));
 }
@@ -32,7 +32,8 @@ template <typename Reply, typename Cookie>
                                                         xcb_atom_t property);
 
 /// The numbers of a 32-bit property; empty when it is absent or of another format.
-[[nodiscard]] std::vector<quint32> awaitNumbers(xcb_connection_t* connection, xcb_get_property_cookie_t cookie);
+[[nodiscard]] std::vector<quint32> awaitNumbers(xcb_connection_t* connection,
+                                                xcb_get_property_cookie_t cookie);
 
 /// The bytes of an 8-bit property; empty when it is absent or of another format.
 [[nodiscard]] QByteArray awaitBytes(xcb_connection_t* connection, xcb_get_property_cookie_t cookie);

@@ -3,6 +3,7 @@
 //
 //   ready                the window is on the screen and has the keyboard
 //   target X Y W H       what is worth circling, in pixels of the screen
+//   top Y                where its contents begin, below the title bar
 //   text WORDS           what its field holds now
 
 #include <QApplication>
@@ -125,6 +126,7 @@ int main(int argc, char** argv)
         const QRect spike = chart->spike();
         const QPoint corner = chart->mapToGlobal(spike.topLeft());
         say(QStringLiteral("target %1 %2 %3 %4").arg(corner.x()).arg(corner.y()).arg(spike.width()).arg(spike.height()));
+        say(QStringLiteral("top %1").arg(window.geometry().top()));
         say(QStringLiteral("ready"));
     });
     window.setGeometry(160, 90, 1100, 760);

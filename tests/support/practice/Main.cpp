@@ -1,4 +1,5 @@
 #include "support/practice/PracticeServer.h"
+#include "support/practice/TranscriptPrinter.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -18,6 +19,7 @@ constexpr int kUsageError = 2;
 struct CommandLine {
     ServerOptions options;
     Scenario scenario;
+    QString transcriptOf; ///< A recorded request to print instead of serving.
 };
 
 void complain(const QString& message)
@@ -50,11 +52,14 @@ std::optional<CommandLine> readCommandLine(const QCoreApplication& application)
         QStringLiteral("tls-cert"), QStringLiteral("Speak TLS, with this PEM file."), QStringLiteral("FILE"));
     const QCommandLineOption key(QStringLiteral("tls-key"),
                                  QStringLiteral("The key of the certificate (PEM)."), QStringLiteral("FILE"));
+    const QCommandLineOption transcript(QStringLiteral("transcript"),
+                                        QStringLiteral("Print the conversation in a recorded request and end."),
+                                        QStringLiteral("FILE"));
     QCommandLineParser parser;
     parser.setApplicationDescription(
         QStringLiteral("Imitates a model service and a speech service on this computer."));
     parser.addHelpOption();
-    parser.addOptions({port, record, scenario, delay, redirect, certificate, key});
+    parser.addOptions({port, record, scenario, delay, redirect, certificate, key, transcript});
     parser.process(application);
 
     CommandLine line;
@@ -66,6 +71,7 @@ std::optional<CommandLine> readCommandLine(const QCoreApplication& application)
     line.options.tlsCertificateFile = parser.value(certificate);
     line.options.tlsKeyFile = parser.value(key);
     line.scenario.redirectTo = parser.value(redirect);
+    line.transcriptOf = parser.value(transcript);
     const auto kind = velmo::practice::scenarioKind(parser.value(scenario));
     if (!kind) {
         complain(QStringLiteral("there is no scenario '%1'; see --help").arg(parser.value(scenario)));
@@ -98,6 +104,15 @@ int main(int argc, char** argv)
     const auto line = readCommandLine(application);
     if (!line) {
         return kUsageError;
+    }
+    if (!line->transcriptOf.isEmpty()) {
+        const auto text = velmo::practice::readTranscript(line->transcriptOf);
+        if (!text) {
+            complain(QStringLiteral("there is no conversation in ") + line->transcriptOf);
+            return EXIT_FAILURE;
+        }
+        std::fputs(qUtf8Printable(*text), stdout);
+        return EXIT_SUCCESS;
     }
     PracticeServer server;
     server.setScenario(line->scenario);
