@@ -32,7 +32,7 @@ function(velmo_library name)
     target_link_libraries(${name} PUBLIC velmo_flags ${ARG_LINKS} PRIVATE ${ARG_PRIVATE_LINKS})
 endfunction()
 
-# velmo_test(NAME SOURCES ... LINKS ... LABELS ... [SERIAL]): one GoogleTest executable, one ctest entry a test case.
+# velmo_test(NAME SOURCES ... LINKS ... LABELS ... [LOCKS ...] [TIMEOUT s]): one GoogleTest executable, one ctest entry a test case.
 function(velmo_test name)
     cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LINKS;LABELS;LOCKS" ${ARGN})
     add_executable(${name} ${ARG_SOURCES})
@@ -41,7 +41,13 @@ function(velmo_test name)
     if(NOT ARG_TIMEOUT)
         set(ARG_TIMEOUT 120)
     endif()
-    gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_TIMEOUT 60
-        PROPERTIES LABELS "${ARG_LABELS}" TIMEOUT ${ARG_TIMEOUT} RESOURCE_LOCK "${ARG_LOCKS}"
-                   ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
+    gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_TIMEOUT 60 TEST_LIST ${name}_cases
+        PROPERTIES TIMEOUT ${ARG_TIMEOUT} RESOURCE_LOCK "${ARG_LOCKS}" ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
+    # A list of labels does not survive the way through the discovery, so they are set when the cases are known.
+    set(labels_file ${CMAKE_CURRENT_BINARY_DIR}/${name}_labels.cmake)
+    file(WRITE ${labels_file}
+        "foreach(case IN LISTS ${name}_cases)\n"
+        "    set_tests_properties(\"\${case}\" PROPERTIES LABELS \"${ARG_LABELS}\")\n"
+        "endforeach()\n")
+    set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES ${labels_file})
 endfunction()

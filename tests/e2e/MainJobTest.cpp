@@ -8,6 +8,7 @@
 #include "providers/LLMTransport.h"
 #include "support/practice/PracticeServer.h"
 #include "support/x11/InputDriver.h"
+#include "support/x11/RootBackground.h"
 #include "support/x11/VirtualDisplay.h"
 
 #include <QApplication>
@@ -35,6 +36,7 @@ class MainJob : public testing::TestWithParam<bool> {
 protected:
     void SetUp() override
     {
+        background_ = std::make_unique<RootBackground>(RootBackground::Announced::Yes);
         ASSERT_TRUE(display().startWindowManager());
         if (GetParam()) {
             ASSERT_TRUE(display().startCompositor());
@@ -54,6 +56,7 @@ protected:
         desk_.reset();
         display().stopCompositor();
         display().stopWindowManager();
+        background_.reset();
         DebugLog::flush();
     }
 
@@ -119,7 +122,19 @@ protected:
         return QImage::fromData(QByteArray::fromBase64(url.section(u',', 1).toLatin1()));
     }
 
+    /// The screen as people see it; a compositor needs a moment for its first picture.
+    [[nodiscard]] static QImage awaitScreen()
+    {
+        QImage screen;
+        EXPECT_TRUE(awaitCondition([&screen] {
+            screen = QApplication::primaryScreen()->grabWindow(0).toImage();
+            return screen.pixelColor(screen.rect().bottomRight()) != Qt::black;
+        }));
+        return screen;
+    }
+
     QTemporaryDir folder_;
+    std::unique_ptr<RootBackground> background_;
     PracticeServer practice_;
     InputDriver input_;
     std::unique_ptr<Desk> desk_;
@@ -175,7 +190,7 @@ TEST_P(MainJob, CircleAskFollowUpAndEscape)
     const AnnotationSession& session = delegate.session();
     delegate.applicationDidFinishLaunching(defaults);
     ASSERT_TRUE(awaitCondition([&] { return logHolds(QStringLiteral("[Platform] ready")); }));
-    const QImage before = QApplication::primaryScreen()->grabWindow(0).toImage();
+    const QImage before = awaitScreen();
 
     // The hotkey opens the overlay; the application below sees nothing of it and stays the active one.
     input_.chord({"Control_L", "Alt_L", "space"});

@@ -26,13 +26,7 @@ bool TaskScope::isBusy() const
 
 void TaskScope::adopt(Root root, const std::shared_ptr<TaskContext>& context)
 {
-    // Finished frames are kept until here, since a frame cannot destroy itself while it runs.
-    std::erase_if(tasks_, [](const auto& task) {
-        if (!isFinished(*task) || task->running_)
-            return false;
-        task->destroy();
-        return true;
-    });
+    std::erase_if(tasks_, [](const auto& task) { return isFinished(*task); });
     root.handle.promise().context = context.get();
     context->setRoot(root.handle);
     tasks_.push_back(context);

@@ -89,10 +89,13 @@ struct JsonFileDefaults::Writer {
             existing.values.insert(change.key(), change.value());
 
         QSaveFile file(path);
-        const bool saved = file.open(QIODevice::WriteOnly) &&
-                           file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner) &&
-                           file.write(QJsonDocument(existing.values).toJson()) >= 0 && file.commit();
-        if (!saved)
+        const QByteArray text = QJsonDocument(existing.values).toJson();
+        if (!file.open(QIODevice::WriteOnly) || !file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner))
+            return QStringLiteral("Settings could not be saved: ") + file.errorString();
+        // A disk that fills up takes a part of the text, and the toolkit would put that in the place of the file.
+        if (file.write(text) != text.size() || !file.flush() || file.size() != text.size())
+            return QStringLiteral("Settings could not be saved: only a part could be written, the disk may be full");
+        if (!file.commit())
             return QStringLiteral("Settings could not be saved: ") + file.errorString();
         pending = {};
         return problem;

@@ -1,0 +1,127 @@
+#include "TapRecorder.h"
+#include "support/x11/InputDriver.h"
+#include "support/x11/PlainClient.h"
+#include "support/x11/VirtualDisplay.h"
+
+#include <array>
+#include <gtest/gtest.h>
+#include <xcb/xinput.h>
+
+namespace velmo::test {
+namespace {
+
+constexpr int kSpace = 49;
+constexpr uint16_t kControlAlt = XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1;
+
+class X11EventTapFailureTest : public testing::Test {
+protected:
+    void holdForCoreClients(uint16_t modifiers)
+    {
+        auto& connection = holder_.connection();
+        const XcbPointer<xcb_generic_error_t> error(xcb_request_check(
+            connection.get(),
+            xcb_grab_key_checked(connection.get(), 0, connection.root(), modifiers, input_.keyCode("space"),
+                                 XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC)));
+        ASSERT_FALSE(error);
+    }
+
+    int holderPresses() { return holder_.count(PlainClient::Event::Type::KeyPress, input_.keyCode("space")); }
+
+    InputDriver input_;
+    PlainClient holder_{{}};
+    TapRecorder tap_;
+};
+
+TEST_F(X11EventTapFailureTest, NamesACombinationThatAnotherProgramHolds)
+{
+    for (const int locks : {0, 2, 16, 18})
+        holdForCoreClients(static_cast<uint16_t>(kControlAlt | locks));
+    const auto report = tap_.start();
+    EXPECT_TRUE(report.started);
+    ASSERT_EQ(report.problems.size(), 1);
+    EXPECT_EQ(report.problems.front(), QStringLiteral("Ctrl+Alt+Space is held by another program."));
+
+    input_.chord({"Control_L", "Alt_L", "space"});
+    EXPECT_TRUE(awaitCondition([this] { return holderPresses() == 1; }))
+        << "it must stay the other program's";
+    input_.tap("a");
+    EXPECT_TRUE(tap_.awaitKeyDowns(0, 1));
+    EXPECT_TRUE(tap_.keyDowns(kSpace).empty());
+}
+
+TEST_F(X11EventTapFailureTest, NamesTheLockUnderWhichAnotherProgramHoldsTheCombination)
+{
+    holdForCoreClients(kControlAlt | XCB_MOD_MASK_LOCK);
+    const auto report = tap_.start();
+    EXPECT_TRUE(report.started);
+    ASSERT_EQ(report.problems.size(), 1);
+    EXPECT_EQ(report.problems.front(),
+              QStringLiteral("Ctrl+Alt+Space with Caps Lock is held by another program."));
+    input_.chord({"Control_L", "Alt_L", "space"});
+    EXPECT_TRUE(tap_.awaitKeyDowns(kSpace, 1));
+}
+
+TEST_F(X11EventTapFailureTest, FindsAHolderThatUsesTheInputExtension)
+{
+    auto& connection = holder_.connection();
+    static_cast<void>(connection.await(xcb_input_xi_query_version_reply,
+                                       xcb_input_xi_query_version(connection.get(), 2, 2)));
+    const uint32_t any = XCB_INPUT_MODIFIER_MASK_ANY;
+    const uint32_t mask = XCB_INPUT_XI_EVENT_MASK_KEY_PRESS;
+    const auto grab = connection.await(
+        xcb_input_xi_passive_grab_device_reply,
+        xcb_input_xi_passive_grab_device(
+            connection.get(), XCB_CURRENT_TIME, connection.root(), XCB_NONE, input_.keyCode("space"),
+            XCB_INPUT_DEVICE_ALL_MASTER, 1, 1, XCB_INPUT_GRAB_TYPE_KEYCODE, XCB_INPUT_GRAB_MODE_22_ASYNC,
+            XCB_INPUT_GRAB_MODE_22_ASYNC, XCB_INPUT_GRAB_OWNER_NO_OWNER, &mask, &any));
+    ASSERT_TRUE(grab);
+    const auto report = tap_.start();
+    EXPECT_TRUE(report.started);
+    EXPECT_EQ(report.problems, QStringList{QStringLiteral("Ctrl+Alt+Space is held by another program.")});
+}
+
+TEST_F(X11EventTapFailureTest, SaysWhenTheKeyboardHasNoSuchKey)
+{
+    TapInterest interest;
+    interest.hotkeyKeyCode = 127;
+    const auto report = tap_.start(interest);
+    EXPECT_TRUE(report.started);
+    EXPECT_EQ(report.problems,
+              QStringList{QStringLiteral("This keyboard has no key for the hotkey (key code 127).")});
+}
+
+TEST_F(X11EventTapFailureTest, DoesNotStartWithoutXtest)
+{
+    VirtualDisplay::Options options;
+    options.arguments = {"-extension", "XTEST"};
+    const VirtualDisplay poor(options);
+    ASSERT_FALSE(poor.name().isEmpty());
+    const auto report = tap_.start();
+    EXPECT_FALSE(report.started);
+    EXPECT_EQ(report.problems, QStringList{QStringLiteral("The X server lacks the test extension (XTEST).")});
+}
+
+TEST_F(X11EventTapFailureTest, DoesNotStartWithoutADisplay)
+{
+    const QByteArray before = qgetenv("DISPLAY");
+    qputenv("DISPLAY", ":65000");
+    const auto report = tap_.start();
+    qputenv("DISPLAY", before);
+    EXPECT_FALSE(report.started);
+    EXPECT_EQ(report.problems, QStringList{QStringLiteral("No X display can be reached.")});
+}
+
+TEST_F(X11EventTapFailureTest, TellsWhenTheDisplayGoesAway)
+{
+    {
+        const VirtualDisplay shortLived;
+        ASSERT_TRUE(tap_.start().started);
+    }
+    ASSERT_TRUE(awaitCondition([this] { return tap_.reports().size() == 2; }));
+    EXPECT_FALSE(tap_.reports().back().started);
+    EXPECT_EQ(tap_.reports().back().problems,
+              QStringList{QStringLiteral("The connection to the X display was lost.")});
+}
+
+} // namespace
+} // namespace velmo::test

@@ -1,0 +1,105 @@
+#include "platform/x11/X11KeyboardLayout.h"
+
+#include "platform/EventTap.h"
+#include "platform/x11/KeyCodes.h"
+#include "platform/x11/X11InputExtensions.h"
+#include "support/x11/InputDriver.h"
+
+#include <gtest/gtest.h>
+#include <set>
+
+namespace velmo::test {
+namespace {
+
+TEST(KeyCodesTest, NamesEveryPositionOnce)
+{
+    std::set<int> codes;
+    std::set<std::string_view> names;
+    for (const auto& entry : kKeyCodeNames) {
+        EXPECT_TRUE(codes.insert(entry.keyCode).second) << entry.keyCode;
+        EXPECT_TRUE(names.insert(entry.xkbName).second) << entry.xkbName;
+        EXPECT_LE(entry.xkbName.size(), 4U);
+        EXPECT_LT(entry.keyCode, 128);
+    }
+}
+
+class X11KeyboardLayoutTest : public testing::Test {
+protected:
+    X11KeyboardLayoutTest()
+    {
+        EXPECT_EQ(X11InputExtensions::probe(*connection_).missing, QString());
+        layout_ = X11KeyboardLayout::read(*connection_);
+    }
+
+    std::unique_ptr<X11Connection> connection_ = X11Connection::open();
+    X11KeyboardLayout layout_;
+};
+
+TEST_F(X11KeyboardLayoutTest, FindsKeysByTheirPlace)
+{
+    InputDriver input;
+    EXPECT_EQ(layout_.hardwareKeyCode(49), input.keyCode("space"));
+    EXPECT_EQ(layout_.hardwareKeyCode(0), input.keyCode("a"));
+    EXPECT_EQ(layout_.hardwareKeyCode(53), input.keyCode("Escape"));
+    EXPECT_EQ(layout_.hardwareKeyCode(122), input.keyCode("F1"));
+    EXPECT_EQ(layout_.virtualKeyCode(input.keyCode("space")), 49);
+    EXPECT_EQ(layout_.hardwareKeyCode(127), 0);
+    EXPECT_EQ(layout_.hardwareKeyCode(-1), 0);
+    EXPECT_EQ(layout_.virtualKeyCode(4000), -1);
+}
+
+TEST_F(X11KeyboardLayoutTest, FindsNearlyEveryKeyOfTheTable)
+{
+    int missing = 0;
+    for (const auto& entry : kKeyCodeNames)
+        missing += layout_.hardwareKeyCode(entry.keyCode) == 0 ? 1 : 0;
+    // Keyboards differ in a key or two beyond the common hundred.
+    EXPECT_LE(missing, 2);
+}
+
+TEST_F(X11KeyboardLayoutTest, TranslatesModifiersBothWays)
+{
+    const quint64 all =
+        ModifierFlag::Shift | ModifierFlag::Control | ModifierFlag::Option | ModifierFlag::Command;
+    for (const quint64 flags :
+         {quint64{0}, ModifierFlag::Shift, ModifierFlag::Option, ModifierFlag::Command, all}) {
+        const auto modifiers = layout_.modifiers(flags);
+        ASSERT_TRUE(modifiers);
+        EXPECT_EQ(layout_.flags(*modifiers), flags);
+        EXPECT_EQ(layout_.flags(*modifiers | XCB_MOD_MASK_LOCK | layout_.numLockMask), flags);
+    }
+}
+
+TEST_F(X11KeyboardLayoutTest, RefusesAModifierThatTheMapLacks)
+{
+    layout_.superMask = 0;
+    EXPECT_FALSE(layout_.modifiers(ModifierFlag::Command));
+    EXPECT_TRUE(layout_.modifiers(ModifierFlag::Option));
+}
+
+TEST_F(X11KeyboardLayoutTest, JoinsACombinationWithEverySubsetOfTheLocks)
+{
+    layout_.numLockMask = XCB_MOD_MASK_2;
+    layout_.scrollLockMask = XCB_MOD_MASK_5;
+    const auto sets = layout_.withLocks(XCB_MOD_MASK_CONTROL);
+    EXPECT_EQ(sets.size(), 8U);
+    EXPECT_EQ(sets.front(), quint32{XCB_MOD_MASK_CONTROL});
+    EXPECT_EQ(std::set<quint32>(sets.begin(), sets.end()).size(), 8U);
+    EXPECT_EQ(layout_.lockNames(XCB_MOD_MASK_LOCK | XCB_MOD_MASK_2),
+              QStringLiteral("Caps Lock and Num Lock"));
+
+    layout_.scrollLockMask = 0;
+    EXPECT_EQ(layout_.withLocks(0).size(), 4U);
+}
+
+TEST_F(X11KeyboardLayoutTest, NamesCombinationsForPeople)
+{
+    EXPECT_EQ(keyLabel(*connection_, layout_.hardwareKeyCode(49)), QStringLiteral("Space"));
+    EXPECT_EQ(keyLabel(*connection_, layout_.hardwareKeyCode(0)), QStringLiteral("A"));
+    EXPECT_EQ(combinationLabel(ModifierFlag::Command | ModifierFlag::Control | ModifierFlag::Shift,
+                               QStringLiteral("K")),
+              QStringLiteral("Ctrl+Shift+Super+K"));
+}
+
+} // namespace
+} // namespace velmo::test

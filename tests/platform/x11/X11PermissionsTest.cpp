@@ -1,0 +1,61 @@
+#include "platform/x11/X11Permissions.h"
+
+#include "support/x11/VirtualDisplay.h"
+
+#include <chrono>
+#include <gtest/gtest.h>
+#include <optional>
+
+namespace velmo::test {
+namespace {
+
+TEST(X11PermissionsTest, GrantsWhatAnOrdinaryServerOffers)
+{
+    X11Permissions permissions;
+    EXPECT_TRUE(permissions.accessibilityGranted());
+    EXPECT_TRUE(permissions.screenRecordingGranted());
+}
+
+TEST(X11PermissionsTest, AnswersFastEnoughToBeAskedEverySecond)
+{
+    X11Permissions permissions;
+    ASSERT_TRUE(permissions.accessibilityGranted());
+    constexpr int kRounds = 200;
+    const auto begin = std::chrono::steady_clock::now();
+    for (int i = 0; i < kRounds; ++i)
+        EXPECT_TRUE(permissions.accessibilityGranted() && permissions.screenRecordingGranted());
+    const auto each = (std::chrono::steady_clock::now() - begin) / (2 * kRounds);
+    RecordProperty("microseconds", static_cast<int>(each / std::chrono::microseconds(1)));
+    EXPECT_LT(each, std::chrono::milliseconds(1));
+}
+
+TEST(X11PermissionsTest, DeniesInputWithoutXtest)
+{
+    VirtualDisplay::Options options;
+    options.arguments = {"-extension", "XTEST"};
+    const VirtualDisplay poor(options);
+    X11Permissions permissions;
+    EXPECT_FALSE(permissions.accessibilityGranted());
+    EXPECT_TRUE(permissions.screenRecordingGranted());
+}
+
+TEST(X11PermissionsTest, NoticesThatTheDisplayWentAndCameBack)
+{
+    X11Permissions permissions;
+    {
+        std::optional<VirtualDisplay> other(std::in_place);
+        EXPECT_TRUE(permissions.accessibilityGranted());
+        const QByteArray name = other->name();
+        other.reset();
+        const QByteArray before = qgetenv("DISPLAY");
+        qputenv("DISPLAY", name);
+        EXPECT_FALSE(permissions.accessibilityGranted());
+        EXPECT_FALSE(permissions.screenRecordingGranted());
+        qputenv("DISPLAY", before);
+    }
+    EXPECT_TRUE(permissions.accessibilityGranted());
+    EXPECT_TRUE(permissions.screenRecordingGranted());
+}
+
+} // namespace
+} // namespace velmo::test

@@ -1,0 +1,81 @@
+#include "support/x11/SplitMonitors.h"
+
+#include "support/x11/Await.h"
+
+#include <QGuiApplication>
+#include <QScreen>
+#include <cstring>
+#include <xcb/randr.h>
+
+namespace velmo::test {
+namespace {
+
+QStringList screenNames()
+{
+    QStringList names;
+    if (qGuiApp != nullptr) {
+        for (const auto* screen : QGuiApplication::screens())
+            names << screen->name();
+    }
+    return names;
+}
+
+std::vector<quint32> outputsOf(const X11Connection& connection)
+{
+    const auto reply =
+        connection.await(xcb_randr_get_screen_resources_current_reply,
+                         xcb_randr_get_screen_resources_current(connection.get(), connection.root()));
+    if (!reply)
+        return {};
+    const auto* first = xcb_randr_get_screen_resources_current_outputs(reply.get());
+    return {first, first + xcb_randr_get_screen_resources_current_outputs_length(reply.get())};
+}
+
+} // namespace
+
+SplitMonitors::SplitMonitors()
+    : screensBefore_(screenNames())
+{
+    // The monitor that the server made by itself goes once another one has its outputs. The toolkit must not
+    // look in between: the server announces a monitor with outputs only.
+    xcb_grab_server(connection_->get());
+    add("west", kWest, outputsOf(*connection_));
+    add("east", kEast, {});
+    xcb_ungrab_server(connection_->get());
+    connection_->sync();
+    const QStringList expected{QStringLiteral("west"), QStringLiteral("east")};
+    isThere_ = qGuiApp == nullptr || awaitCondition([&] { return screenNames() == expected; });
+}
+
+SplitMonitors::~SplitMonitors()
+{
+    xcb_grab_server(connection_->get());
+    for (const xcb_atom_t name : names_)
+        xcb_randr_delete_monitor(connection_->get(), connection_->root(), name);
+    xcb_ungrab_server(connection_->get());
+    connection_->sync();
+    awaitCondition([this] { return screenNames() == screensBefore_; });
+}
+
+void SplitMonitors::add(const char* name, const QRect& area, const std::vector<quint32>& outputs)
+{
+    names_.push_back(connection_->atom(name));
+    xcb_randr_monitor_info_t info{};
+    info.name = names_.back();
+    info.primary = names_.size() == 1 ? 1 : 0;
+    info.nOutput = static_cast<uint16_t>(outputs.size());
+    info.x = static_cast<int16_t>(area.x());
+    info.y = static_cast<int16_t>(area.y());
+    info.width = static_cast<uint16_t>(area.width());
+    info.height = static_cast<uint16_t>(area.height());
+    // The outputs follow the structure.
+    std::vector<char> request(sizeof info + outputs.size() * sizeof(quint32));
+    std::memcpy(request.data(), &info, sizeof info);
+    if (!outputs.empty())
+        std::memcpy(request.data() + sizeof info, outputs.data(), outputs.size() * sizeof(quint32));
+    xcb_randr_set_monitor(connection_->get(), connection_->root(),
+                          reinterpret_cast<xcb_randr_monitor_info_t*>(request.data()));
+    connection_->sync();
+}
+
+} // namespace velmo::test

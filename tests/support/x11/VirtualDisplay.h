@@ -1,0 +1,59 @@
+#pragma once
+
+#include "support/x11/ChildProcess.h"
+
+#include <QByteArray>
+#include <QList>
+#include <QTemporaryDir>
+
+namespace velmo::test {
+
+/// An X server of the test's own on a free display number. While it lives, DISPLAY names it, and settings,
+/// caches and sockets of the desktop are in a private folder; what was set before comes back with its
+/// destructor.
+class VirtualDisplay {
+public:
+    struct Options {
+        QByteArray screen = "1920x1080x24";
+        QList<QByteArray> arguments; ///< More for the server, such as "-extension", "XTEST".
+    };
+
+    VirtualDisplay()
+        : VirtualDisplay(Options{})
+    {}
+    explicit VirtualDisplay(const Options& options);
+    ~VirtualDisplay();
+    VirtualDisplay(const VirtualDisplay&) = delete;
+    VirtualDisplay& operator=(const VirtualDisplay&) = delete;
+
+    /// The value of DISPLAY; empty when the server did not start.
+    [[nodiscard]] QByteArray name() const { return name_; }
+
+    /// True when it manages windows.
+    [[nodiscard]] bool startWindowManager();
+    void stopWindowManager();
+
+    /// True when it composites.
+    [[nodiscard]] bool startCompositor();
+    void stopCompositor();
+
+private:
+    struct SavedVariable {
+        QByteArray name;
+        QByteArray value;
+        bool wasSet;
+    };
+    void setVariable(const QByteArray& name, const QByteArray& value);
+
+    QTemporaryDir folder_;
+    QList<SavedVariable> saved_;
+    QByteArray name_;
+    ChildProcess server_;
+    ChildProcess windowManager_;
+    ChildProcess compositor_;
+};
+
+/// The display that runX11Tests() started.
+[[nodiscard]] VirtualDisplay& display();
+
+} // namespace velmo::test
