@@ -67,6 +67,8 @@ void AppDelegate::applicationDidFinishLaunching(JsonFileDefaults& defaults)
     DebugLog::log(QStringLiteral("App"), QStringLiteral("Application did finish launching"));
     for (const QString& problem : defaults.takeProblems())
         logPlatform(problem);
+    for (const QString& diagnostic : desktop_.takeDiagnostics())
+        logPlatform(diagnostic);
     defaults.setProblemHandler(logPlatform);
     session_.setSettings(settings_);
     permissionMonitor_.setTimerType(Qt::PreciseTimer);

@@ -2,7 +2,21 @@
 
 #include "platform/x11/X11Platform.h"
 
+#include <utility>
+
 namespace velmo {
+
+namespace {
+
+/// What this desktop cannot give, although it has an X server.
+QStringList limitations()
+{
+    if (qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
+        return {};
+    return {QStringLiteral("This is a Wayland session: the hotkey and the picture reach X applications only.")};
+}
+
+} // namespace
 
 std::optional<QString> DesktopServices::obstacle()
 {
@@ -23,7 +37,9 @@ DesktopServices DesktopServices::create()
     return {std::move(x11.screens),        std::move(x11.eventTap),
             std::move(x11.displayCapture), std::move(x11.windowFocus),
             std::move(x11.windowSurfaces), std::move(x11.permissions),
-            [capture] { return capture->takeDiagnostics(); }};
+            [capture, notes = limitations()]() mutable {
+                return std::exchange(notes, {}) + capture->takeDiagnostics();
+            }};
 }
 
 } // namespace velmo
