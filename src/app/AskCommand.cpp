@@ -3,8 +3,8 @@
 #include "app/Services.h"
 #include "capture/PngEncoder.h"
 #include "core/Console.h"
-#include "core/SettingsManager.h"
 #include "core/DebugLog.h"
+#include "core/SettingsManager.h"
 #include "core/async/TaskScope.h"
 #include "core/async/WorkerPool.h"
 #include "providers/AnthropicProvider.h"
@@ -15,6 +15,8 @@
 #include <QFile>
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
+#include <poll.h>
 #include <unistd.h>
 
 namespace velmo {
@@ -27,7 +29,7 @@ void printError(const QString& text)
     std::fwrite(line.constData(), 1, static_cast<size_t>(line.size()), stderr);
 }
 
-/// False when nobody reads any more.
+/// False, with the reason in errno, when it cannot be written: nobody reads any more, or the disk is full.
 bool printPiece(const QString& piece)
 {
     const QByteArray bytes = piece.toUtf8();
@@ -35,6 +37,12 @@ bool printPiece(const QString& piece)
     while (written < bytes.size()) {
         const ssize_t count =
             write(STDOUT_FILENO, bytes.constData() + written, static_cast<size_t>(bytes.size() - written));
+        if (count < 0 && errno == EAGAIN) {
+            // Whoever started us left it non-blocking. Unlike a log line, an answer is worth waiting for.
+            pollfd ready{STDOUT_FILENO, POLLOUT, 0};
+            poll(&ready, 1, -1);
+            continue;
+        }
         if (count < 0 && errno != EINTR)
             return false;
         if (count > 0)
@@ -84,7 +92,8 @@ async::Task<ExitCode> ask(Question question, std::shared_ptr<LLMProvider> provid
             break;
         for (const QString& piece : batch) {
             if (!printPiece(piece)) {
-                printError(QStringLiteral("velmo: standard output is closed"));
+                printError(QStringLiteral("velmo: could not write to standard output: ") +
+                           QString::fromLocal8Bit(std::strerror(errno)));
                 co_return ExitCode::Failed;
             }
             if (!piece.isEmpty())
@@ -140,7 +149,8 @@ ExitCode runAskCommand(int argc, char** argv, const AskArguments& arguments)
     const bool openAI = providerID == ProviderID::OpenAI;
     const auto key = settings->effectiveKey(openAI ? KeychainAccount::OpenAI : KeychainAccount::Anthropic);
     if (!key) {
-        printError(QStringLiteral("Error: No ") + (openAI ? QStringLiteral("OpenAI") : QStringLiteral("Anthropic")) +
+        printError(QStringLiteral("Error: No ") +
+                   (openAI ? QStringLiteral("OpenAI") : QStringLiteral("Anthropic")) +
                    QStringLiteral(" API key configured. Add it in Settings."));
         return ExitCode::Failed;
     }

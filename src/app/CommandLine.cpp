@@ -5,8 +5,12 @@
 #include "core/SettingsManager.h"
 
 #include <QFile>
+#include <array>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace velmo {
 
@@ -27,7 +31,8 @@ Exit codes: 0 done, 1 failed, 2 wrong usage.
 )";
 
 /// Reads "--name VALUE" and "--name=VALUE".
-bool takeOption(const QString& name, const QStringList& arguments, qsizetype& position, std::optional<QString>& value)
+bool takeOption(const QString& name, const QStringList& arguments, qsizetype& position,
+                std::optional<QString>& value)
 {
     const QString& argument = arguments.at(position);
     if (argument.startsWith(name + u'=')) {
@@ -68,6 +73,17 @@ bool parseAsk(const QStringList& arguments, AskArguments& ask, QString* reason)
     return true;
 }
 
+/// A standard stream that was closed would be replaced by the next file that is opened, which would then get
+/// what is meant for the stream. What stands in for it fails, as a closed one would.
+void occupyStandardStreams()
+{
+    constexpr std::array kModes{O_WRONLY, O_RDONLY, O_RDONLY};
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(descriptor, F_GETFD) < 0 && errno == EBADF)
+            open("/dev/null", kModes.at(static_cast<size_t>(descriptor)));
+    }
+}
+
 void printError(const QString& text)
 {
     std::fputs((text + u'\n').toLocal8Bit().constData(), stderr);
@@ -101,6 +117,7 @@ std::optional<CommandLine> parseCommandLine(const QStringList& arguments, QStrin
 
 int runCommandLine(int argc, char** argv)
 {
+    occupyStandardStreams();
     // A reader that goes away is no reason to die: writing reports it.
     std::signal(SIGPIPE, SIG_IGN);
 

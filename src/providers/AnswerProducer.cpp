@@ -4,6 +4,7 @@
 #include "core/Text.h"
 #include "core/async/TaskScope.h"
 #include "core/async/WorkerPool.h"
+#include "providers/EventShape.h"
 #include "providers/LLMTransport.h"
 #include "providers/LineReader.h"
 
@@ -20,9 +21,11 @@ constexpr int kStatusOK = 200;
 /// Turns the body into pieces, on the network thread. All pieces of one read go to the reader as one batch.
 class PieceExtractor {
 public:
-    PieceExtractor(std::function<std::optional<QString>(QByteArrayView)> processLine, AnswerChannel::Writer writer)
-        : lines_([this, process = std::move(processLine)](QByteArrayView line) {
-            if (auto piece = process(line))
+    PieceExtractor(std::function<std::optional<QString>(QByteArrayView)> processLine,
+                   AnswerChannel::Writer writer)
+        : events_(std::move(processLine))
+        , lines_([this](QByteArrayView line) {
+            if (auto piece = events_.pieceIn(line))
                 batch_.push_back(std::move(*piece));
         })
         , writer_(std::move(writer))
@@ -52,6 +55,7 @@ private:
     }
 
     std::vector<QString> batch_;
+    EventShape events_;
     LineReader lines_;
     AnswerChannel::Writer writer_;
     qint64 count_ = 0;
@@ -63,14 +67,16 @@ QString withoutKey(QString body, const QString& apiKey)
     return apiKey.isEmpty() ? body : body.replace(apiKey, QStringLiteral("***"));
 }
 
-async::Task<std::optional<StreamFailure>> readErrorBody(HttpResponse response, QString category, QString apiKey)
+async::Task<std::optional<StreamFailure>> readErrorBody(HttpResponse response, QString category,
+                                                        QString apiKey)
 {
     const auto collected = std::make_shared<QByteArray>();
     HttpBody::Consumer collect = [collected](QByteArrayView bytes) { collected->append(bytes); };
     const auto failure = co_await LLMTransport::consume(std::move(response.body), std::move(collect));
     if (failure)
         co_return *failure;
-    const QString body = withoutKey(decodeUtf8(*collected).value_or(QStringLiteral("<non-utf8 body>")), apiKey);
+    const QString body =
+        withoutKey(decodeUtf8(*collected).value_or(QStringLiteral("<non-utf8 body>")), apiKey);
     DebugLog::log(category, QStringLiteral("HTTP error status=") + QString::number(response.head.status) +
                                 QStringLiteral(" body=") + body);
     co_return LLMError::httpError(response.head.status, body);
@@ -107,8 +113,9 @@ async::Task<std::optional<StreamFailure>> requestAnswer(AnswerJob job, AnswerCha
 
 async::Task<> produce(AnswerJob job, AnswerChannel::Writer writer)
 {
-    const bool imageAttached = std::any_of(job.messages.cbegin(), job.messages.cend(),
-                                           [](const LLMMessage& message) { return message.imageData.has_value(); });
+    const bool imageAttached =
+        std::any_of(job.messages.cbegin(), job.messages.cend(),
+                    [](const LLMMessage& message) { return message.imageData.has_value(); });
     DebugLog::log(job.category, QStringLiteral("Preparing request model=") + job.model +
                                     QStringLiteral(" messages=") + QString::number(job.messages.size()) +
                                     QStringLiteral(" imageAttached=") + boolText(imageAttached));
@@ -139,7 +146,8 @@ std::optional<QJsonObject> eventObject(QByteArrayView line)
     const QByteArrayView payload = line.sliced(kPrefix.size());
     if (payload == QByteArrayView("[DONE]"))
         return std::nullopt;
-    const QJsonDocument document = QJsonDocument::fromJson(QByteArray::fromRawData(payload.data(), payload.size()));
+    const QJsonDocument document =
+        QJsonDocument::fromJson(QByteArray::fromRawData(payload.data(), payload.size()));
     if (!document.isObject())
         return std::nullopt;
     return document.object();

@@ -19,10 +19,12 @@ struct AnswerJob {
     QString systemPrompt;
 
     /// The request's JSON. On a worker, since pictures are encoded in it.
-    std::function<Result<QByteArray, LLMError>(const QList<LLMMessage>&, const QString& systemPrompt)> buildBody;
+    std::function<Result<QByteArray, LLMError>(const QList<LLMMessage>&, const QString& systemPrompt)>
+        buildBody;
     /// Address and headers.
     std::function<HttpRequest()> buildRequest;
-    /// One line of the stream: the text piece in it, if any. On the network thread.
+    /// One line of the stream: the text piece in it, if any. On the network thread. See
+    /// EventShape::ProcessLine.
     std::function<std::optional<QString>(QByteArrayView line)> processLine;
 };
 

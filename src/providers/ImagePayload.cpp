@@ -92,8 +92,9 @@ bool fits(const QByteArray& encoded)
     return encoded.size() <= AnthropicProvider::kMaxImageBytes;
 }
 
-std::optional<EncodedImage> firstThatFits(const QImage& image, const QString& mediaType,
-                                          const std::function<std::optional<QByteArray>(const QImage&, int)>& encode)
+std::optional<EncodedImage>
+firstThatFits(const QImage& image, const QString& mediaType,
+              const std::function<std::optional<QByteArray>(const QImage&, int)>& encode)
 {
     for (const int quality : kQualities) {
         if (const auto encoded = encode(image, quality); encoded && fits(*encoded))
@@ -130,15 +131,21 @@ QImage decodeImage(const QByteArray& data)
         return true;
     }();
     Q_UNUSED(limitSet)
-    return QImage::fromData(data);
+    QBuffer buffer;
+    buffer.setData(data);
+    buffer.open(QIODevice::ReadOnly);
+    QImageReader reader(&buffer);
+    // Cameras store how they were held; that note does not survive another encoding.
+    reader.setAutoTransform(true);
+    return reader.read();
 }
 
 Result<EncodedImage, LLMError> encodeImageForAnthropic(const QByteArray& data, const ImageEncoders& encoders)
 {
     QImage image = decodeImage(data);
     if (image.isNull())
-        return Failure{
-            LLMError::imageEncodingFailed(QStringLiteral("Could not decode screenshot for Anthropic upload"))};
+        return Failure{LLMError::imageEncodingFailed(
+            QStringLiteral("Could not decode screenshot for Anthropic upload"))};
 
     for (int attempt = 1; attempt <= kMaximumAttempts; ++attempt) {
         if (auto webP = firstThatFits(image, QStringLiteral("image/webp"), encoders.webP))
@@ -153,10 +160,11 @@ Result<EncodedImage, LLMError> encodeImageForAnthropic(const QByteArray& data, c
             break;
         image = image.scaled(smaller, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
         log(QStringLiteral("Downscaled image for Anthropic limit attempt=") + QString::number(attempt) +
-            QStringLiteral(" size=") + QString::number(smaller.width()) + u'x' + QString::number(smaller.height()));
+            QStringLiteral(" size=") + QString::number(smaller.width()) + u'x' +
+            QString::number(smaller.height()));
     }
-    return Failure{
-        LLMError::imageEncodingFailed(QStringLiteral("Image could not be reduced below Anthropic's 5 MB limit"))};
+    return Failure{LLMError::imageEncodingFailed(
+        QStringLiteral("Image could not be reduced below Anthropic's 5 MB limit"))};
 }
 
 } // namespace velmo

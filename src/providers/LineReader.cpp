@@ -4,15 +4,26 @@ namespace velmo {
 
 void LineReader::feed(QByteArrayView bytes)
 {
-    while (!bytes.isEmpty()) {
-        const qsizetype lineFeed = bytes.indexOf('\n');
-        if (lineFeed < 0) {
-            append(bytes);
-            return;
-        }
-        endLine(bytes.first(lineFeed));
-        bytes = bytes.sliced(lineFeed + 1);
+    const qsizetype firstEnd = bytes.indexOf('\n');
+    if (firstEnd < 0) {
+        append(bytes);
+        return;
     }
+    endLine(bytes.first(firstEnd));
+    // All further lines but the unfinished last one lie here whole, and mostly they are ordinary: one look at
+    // all of them then spares a look at each.
+    const qsizetype wholeEnd = bytes.lastIndexOf('\n') + 1;
+    QByteArrayView whole = bytes.first(wholeEnd).sliced(firstEnd + 1);
+    const bool ordinary = whole.size() <= kMaximumLineBytes && !whole.contains('\r') && whole.isValidUtf8();
+    while (!whole.isEmpty()) {
+        const qsizetype end = whole.indexOf('\n');
+        if (ordinary)
+            handler_(whole.first(end));
+        else
+            endLine(whole.first(end));
+        whole = whole.sliced(end + 1);
+    }
+    append(bytes.sliced(wholeEnd));
 }
 
 void LineReader::finish()
@@ -40,7 +51,7 @@ void LineReader::append(QByteArrayView bytes)
 
 void LineReader::endLine(QByteArrayView bytes)
 {
-    // Most lines come whole and plain: those are handed over where they lie.
+    // A line that came whole and plain is handed over where it lies.
     if (partial_.isEmpty() && !tooLong_ && !bytes.contains('\r') && bytes.size() <= kMaximumLineBytes) {
         handOver(bytes);
         return;

@@ -12,8 +12,8 @@
 
 namespace velmo::async {
 
-/// An unbounded stream of values from any thread to one task on the main thread, ending normally or with an error.
-/// Values arrive in order and in batches: one wake-up for all that has come.
+/// An unbounded stream of values from any thread to one task on the main thread, ending normally or with an
+/// error. Values arrive in order and in batches: one wake-up for all that has come.
 template <typename T, typename E>
 class Channel {
     struct State {
@@ -29,11 +29,15 @@ class Channel {
     static void wake(const std::shared_ptr<State>& state)
     {
         postToMainLoop([state] {
+            bool somethingCame = false;
             {
                 const std::scoped_lock lock(state->mutex);
                 state->wakePosted = false;
+                // A reader that was busy may have taken what this wake-up was for; waking it for nothing
+                // would look like the end.
+                somethingCame = !state->pending.empty() || state->ended;
             }
-            if (state->waiter)
+            if (somethingCame && state->waiter)
                 state->waiter->wake();
         });
     }
@@ -42,7 +46,9 @@ public:
     /// Copies write to the same channel; exactly one of them ends it. Any thread.
     class Writer {
     public:
-        explicit Writer(std::shared_ptr<State> state) : state_(std::move(state)) {}
+        explicit Writer(std::shared_ptr<State> state)
+            : state_(std::move(state))
+        {}
 
         /// A batch is delivered whole. Dropped when the reader is gone.
         void push(std::vector<T> values) const
@@ -91,7 +97,9 @@ public:
     class Reader {
         class BatchWait final : public Wait {
         public:
-            explicit BatchWait(std::shared_ptr<State> state) : state_(std::move(state)) {}
+            explicit BatchWait(std::shared_ptr<State> state)
+                : state_(std::move(state))
+            {}
             ~BatchWait() override { endWait(); }
             std::vector<T> await_resume()
             {
@@ -114,7 +122,9 @@ public:
         };
 
     public:
-        explicit Reader(std::shared_ptr<State> state) : state_(std::move(state)) {}
+        explicit Reader(std::shared_ptr<State> state)
+            : state_(std::move(state))
+        {}
         Reader(Reader&&) noexcept = default;
         Reader& operator=(Reader&&) noexcept = default;
         ~Reader()
@@ -126,7 +136,7 @@ public:
             state_->pending.clear();
         }
 
-        /// All that has come since the last call, waiting for at least one value. Empty: the channel has ended.
+        /// All that has come since the last call, waiting for at least one value. Empty: it has ended.
         [[nodiscard]] auto nextBatch() const { return BatchWait(state_); }
 
         /// After the end: why, if it failed.

@@ -1,6 +1,6 @@
 #include "platform/linux/CurlHttpClient.h"
 
-#include "core/async/WorkerPool.h"
+#include "core/Loopback.h"
 #include "platform/linux/CurlErrors.h"
 #include "platform/linux/CurlTransfer.h"
 #include "platform/linux/NetworkChanges.h"
@@ -23,8 +23,8 @@ public:
 
 } // namespace
 
-/// The network thread and what it works on. Bodies and exchanges hold it too, so that they can be destroyed at any
-/// time; all but post() happens on the thread.
+/// The network thread and what it works on. Bodies and exchanges hold it too, so that they can be destroyed
+/// at any time; all but post() happens on the thread.
 class CurlHttpClient::Core : public std::enable_shared_from_this<Core> {
 public:
     Core()
@@ -75,6 +75,7 @@ public:
     {
         remove(transfer);
         std::erase(waitingForNetwork_, transfer);
+        std::erase(waitingForReason_, transfer);
         transfer->finish(HttpError{HttpErrorKind::Cancelled, QStringLiteral("The request was cancelled.")});
     }
 
@@ -83,6 +84,7 @@ private:
     void runCommands();
     void collectFinished();
     void complete(const TransferPtr& transfer, CURLcode code);
+    [[nodiscard]] bool mustWaitForNetwork(const CurlTransfer& transfer, HttpErrorKind failure) const;
     void resolveFailure(const TransferPtr& transfer);
     void enforceLimits();
     [[nodiscard]] int pollTimeout() const;
@@ -96,6 +98,7 @@ private:
     bool stopping_ = false;
     std::vector<TransferPtr> active_;
     std::vector<TransferPtr> waitingForNetwork_;
+    std::vector<TransferPtr> waitingForReason_; ///< Failed; the resolver is asked why.
 
     std::mutex mutex_;
     std::vector<std::function<void()>> commands_;
@@ -136,9 +139,10 @@ void CurlHttpClient::Core::collectFinished()
         if (message->msg != CURLMSG_DONE)
             continue;
         const CURLcode code = message->data.result;
-        const auto found = std::find_if(active_.begin(), active_.end(), [message](const TransferPtr& transfer) {
-            return transfer->handle() == message->easy_handle;
-        });
+        const auto found =
+            std::find_if(active_.begin(), active_.end(), [message](const TransferPtr& transfer) {
+                return transfer->handle() == message->easy_handle;
+            });
         if (found != active_.end())
             complete(TransferPtr(*found), code);
     }
@@ -150,7 +154,7 @@ void CurlHttpClient::Core::complete(const TransferPtr& transfer, CURLcode code)
     auto error = transfer->errorFor(code);
     if (error && !transfer->hasHead()) {
         // Nothing was sent, so waiting for a network and starting over is still the same attempt.
-        if (error->kind == HttpErrorKind::NotConnectedToInternet && networkChanges_.descriptor() >= 0) {
+        if (mustWaitForNetwork(*transfer, error->kind)) {
             waitingForNetwork_.push_back(transfer);
             return;
         }
@@ -162,14 +166,32 @@ void CurlHttpClient::Core::complete(const TransferPtr& transfer, CURLcode code)
     transfer->finish(std::move(error));
 }
 
-/// libcurl does not say why a name has no address, and asking takes as long as the resolver likes.
+/// Without a network, a name has no address either.
+bool CurlHttpClient::Core::mustWaitForNetwork(const CurlTransfer& transfer, HttpErrorKind failure) const
+{
+    const bool networkIsMissing =
+        failure == HttpErrorKind::NotConnectedToInternet || failure == HttpErrorKind::CannotFindHost;
+    return networkIsMissing && networkChanges_.descriptor() >= 0 &&
+           !isLoopbackHost(transfer.request().url.host()) && !NetworkChanges::hasRoute();
+}
+
+/// libcurl does not say why a name has no address, and asking takes as long as the resolver likes: a thread
+/// that nobody waits for, also not at exit, holds up nothing else.
 void CurlHttpClient::Core::resolveFailure(const TransferPtr& transfer)
 {
-    async::runOnWorker([core = shared_from_this(), transfer] {
-        core->post([transfer, error = nameResolutionError(transfer->request().url.host())] {
-            transfer->finish(error);
+    waitingForReason_.push_back(transfer);
+    std::thread([weakCore = weak_from_this(), weak = std::weak_ptr(transfer),
+                 host = transfer->request().url.host()] {
+        const HttpError error = nameResolutionError(host);
+        const auto core = weakCore.lock();
+        if (!core)
+            return;
+        core->post([core = core.get(), weak, error] {
+            const TransferPtr asked = weak.lock();
+            if (asked && std::erase(core->waitingForReason_, asked) > 0)
+                asked->finish(error);
         });
-    });
+    }).detach();
 }
 
 void CurlHttpClient::Core::enforceLimits()
@@ -180,15 +202,14 @@ void CurlHttpClient::Core::enforceLimits()
         for (const TransferPtr& transfer : copy) {
             if (transfer->deadline(waiting) > now)
                 continue;
-            if (waiting)
-                std::erase(transfers, transfer);
-            else
-                remove(transfer);
+            remove(transfer);
+            std::erase(transfers, transfer);
             transfer->finish(timeOutError());
         }
     };
     end(active_, false);
     end(waitingForNetwork_, true);
+    end(waitingForReason_, true);
 }
 
 int CurlHttpClient::Core::pollTimeout() const
@@ -196,8 +217,10 @@ int CurlHttpClient::Core::pollTimeout() const
     auto next = Clock::now() + std::chrono::hours(1);
     for (const TransferPtr& transfer : active_)
         next = std::min(next, transfer->deadline(false));
-    for (const TransferPtr& transfer : waitingForNetwork_)
-        next = std::min(next, transfer->deadline(true));
+    for (const auto* waiting : {&waitingForNetwork_, &waitingForReason_}) {
+        for (const TransferPtr& transfer : *waiting)
+            next = std::min(next, transfer->deadline(true));
+    }
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(next - Clock::now());
     return static_cast<int>(std::max<qint64>(left.count(), 0));
 }
@@ -222,10 +245,10 @@ void CurlHttpClient::Core::remove(const TransferPtr& transfer)
 
 void CurlHttpClient::Core::close()
 {
-    for (const TransferPtr& transfer : std::vector(active_))
-        cancel(transfer);
-    for (const TransferPtr& transfer : std::vector(waitingForNetwork_))
-        cancel(transfer);
+    for (const auto& transfers : {active_, waitingForNetwork_, waitingForReason_}) {
+        for (const TransferPtr& transfer : transfers)
+            cancel(transfer);
+    }
     const std::scoped_lock lock(mutex_);
     closed_ = true;
     commands_.clear();
@@ -237,7 +260,10 @@ namespace {
 template <typename Core>
 class Body final : public HttpBody {
 public:
-    Body(std::shared_ptr<Core> core, TransferPtr transfer) : core_(std::move(core)), transfer_(std::move(transfer)) {}
+    Body(std::shared_ptr<Core> core, TransferPtr transfer)
+        : core_(std::move(core))
+        , transfer_(std::move(transfer))
+    {}
     ~Body() override
     {
         transfer_->markCancelled();
@@ -245,9 +271,10 @@ public:
     }
     void read(Consumer consumer, EndHandler onEnd) override
     {
-        core_->post([transfer = transfer_, consumer = std::move(consumer), onEnd = std::move(onEnd)]() mutable {
-            transfer->attach(std::move(consumer), std::move(onEnd));
-        });
+        core_->post(
+            [transfer = transfer_, consumer = std::move(consumer), onEnd = std::move(onEnd)]() mutable {
+                transfer->attach(std::move(consumer), std::move(onEnd));
+            });
     }
 
 private:
@@ -279,7 +306,8 @@ private:
 
 } // namespace
 
-CurlHttpClient::CurlHttpClient() : core_(std::make_shared<Core>())
+CurlHttpClient::CurlHttpClient()
+    : core_(std::make_shared<Core>())
 {
     core_->start();
 }

@@ -15,7 +15,8 @@ constexpr long kReceiveBufferBytes = 64 * 1024;
 bool environmentNamesProxy()
 {
     constexpr std::array kNames{"https_proxy", "HTTPS_PROXY", "http_proxy", "all_proxy", "ALL_PROXY"};
-    return std::any_of(kNames.begin(), kNames.end(), [](const char* name) { return !qEnvironmentVariableIsEmpty(name); });
+    return std::any_of(kNames.begin(), kNames.end(),
+                       [](const char* name) { return !qEnvironmentVariableIsEmpty(name); });
 }
 
 } // namespace
@@ -38,11 +39,20 @@ std::optional<HttpError> CurlTransfer::refusal() const
     const QUrl& url = request_.url;
     const bool secure = url.scheme() == QStringLiteral("https");
     if (!url.isValid() || url.host().isEmpty() || (!secure && url.scheme() != QStringLiteral("http")))
-        return HttpError{HttpErrorKind::Unsupported, QStringLiteral("The service's address is not a web address.")};
-    if (!secure && !isLoopbackHost(url.host()))
         return HttpError{HttpErrorKind::Unsupported,
-                         QStringLiteral("The service's address must begin with https: plain http is only used on "
-                                        "this computer.")};
+                         QStringLiteral("The service's address is not a web address.")};
+    if (!secure && !isLoopbackHost(url.host()))
+        return HttpError{
+            HttpErrorKind::Unsupported,
+            QStringLiteral("The service's address must begin with https: plain http is only used on "
+                           "this computer.")};
+    const auto breaksItsLine = [](const HttpHeader& header) {
+        return header.value.contains('\r') || header.value.contains('\n');
+    };
+    // libcurl would send it as it is, and the rest would be read as further headers or as the body.
+    if (std::any_of(request_.headers.begin(), request_.headers.end(), breaksItsLine))
+        return HttpError{HttpErrorKind::Unsupported,
+                         QStringLiteral("A header of the request, such as the key, contains a line break.")};
     return std::nullopt;
 }
 
@@ -129,7 +139,8 @@ std::optional<HttpError> CurlTransfer::errorFor(CURLcode code) const
     long systemError = 0;
     curl_easy_getinfo(handle_, CURLINFO_OS_ERRNO, &systemError);
     const char* detail = errorText_[0] != '\0' ? errorText_.data() : curl_easy_strerror(code);
-    return httpErrorFromCurl(code, static_cast<int>(systemError), QString::fromUtf8(detail), request_.url.host());
+    return httpErrorFromCurl(code, static_cast<int>(systemError), QString::fromUtf8(detail),
+                             request_.url.host());
 }
 
 size_t CurlTransfer::onHeaderLine(char* data, size_t size, size_t count, void* self)
@@ -149,7 +160,8 @@ void CurlTransfer::addHeaderLine(QByteArrayView line)
     if (!line.isEmpty()) {
         const qsizetype colon = line.indexOf(':');
         if (colon > 0)
-            head_.headers.push_back({line.first(colon).toByteArray(), line.sliced(colon + 1).trimmed().toByteArray()});
+            head_.headers.push_back(
+                {line.first(colon).toByteArray(), line.sliced(colon + 1).trimmed().toByteArray()});
         return;
     }
     long status = 0;
@@ -200,7 +212,8 @@ void CurlTransfer::finish(std::optional<HttpError> error)
         return;
     if (!headDelivered_) {
         if (!cancelled_)
-            onHead_(Failure{error.value_or(HttpError{HttpErrorKind::Other, QStringLiteral("No answer came.")})});
+            onHead_(
+                Failure{error.value_or(HttpError{HttpErrorKind::Other, QStringLiteral("No answer came.")})});
         onHead_ = nullptr;
         return;
     }

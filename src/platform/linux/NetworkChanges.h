@@ -2,8 +2,8 @@
 
 namespace velmo {
 
-/// Tells when this computer's routes or addresses change, so that a request that found no network can try again.
-/// One thread.
+/// Tells when this computer's routes or addresses change, so that a request that found no network can try
+/// again. One thread.
 class NetworkChanges {
 public:
     NetworkChanges();
@@ -15,6 +15,9 @@ public:
     [[nodiscard]] int descriptor() const { return descriptor_; }
     /// Forgets what was told so far.
     void drain() const;
+
+    /// Whether there is a way out of this computer at all. Sends nothing; any thread.
+    [[nodiscard]] static bool hasRoute();
 
 private:
     int descriptor_;

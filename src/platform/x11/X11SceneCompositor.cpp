@@ -1,7 +1,6 @@
 #include "platform/x11/X11SceneCompositor.h"
 
 #include <cmath>
-#include <ranges>
 #include <xcb/composite.h>
 
 namespace velmo {
@@ -50,10 +49,10 @@ bool X11SceneCompositor::isTranslucent(const X11StackedWindow& window, Blending 
 QRegion X11SceneCompositor::cull(std::vector<X11StackedWindow>& stack, Blending blending) const
 {
     QRegion uncovered(area_);
-    for (auto& window : stack | std::views::reverse) {
-        window.region &= uncovered;
-        if (!isTranslucent(window, blending))
-            uncovered -= window.region;
+    for (auto window = stack.rbegin(); window != stack.rend(); ++window) {
+        window->region &= uncovered;
+        if (!isTranslucent(*window, blending))
+            uncovered -= window->region;
     }
     return uncovered;
 }

@@ -20,7 +20,7 @@ int wholePixels(xcb_input_fp1616_t value)
 X11TapSession::X11TapSession(const TapInterest& interest, EventTap::Handler handler, Controls controls)
     : interest_(interest)
     , handler_(std::move(handler))
-    , controls_(controls)
+    , controls_(std::move(controls))
 {}
 
 X11TapSession::~X11TapSession()

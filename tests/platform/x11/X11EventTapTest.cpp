@@ -11,7 +11,7 @@ namespace velmo::test {
 namespace {
 
 using Type = PlainClient::Event::Type;
-using std::chrono_literals::operator""ms;
+using std::chrono::milliseconds;
 
 constexpr int kSpace = 49;
 constexpr int kLetterA = 0;
@@ -118,7 +118,7 @@ TEST_F(X11EventTapTest, ReportsAKeyThatIsHeldDownOnce)
     input_.press("space");
     ASSERT_TRUE(tap_.awaitKeyDowns(kSpace, 1));
     // The server begins to repeat after 660 ms at the latest, and the application must not get that either.
-    EXPECT_FALSE(awaitCondition([this] { return tap_.keyDowns(kSpace).size() > 1; }, 1200ms));
+    EXPECT_FALSE(awaitCondition([this] { return tap_.keyDowns(kSpace).size() > 1; }, milliseconds(1200)));
     EXPECT_EQ(clientPresses("space"), 0);
 }
 
@@ -146,7 +146,7 @@ TEST_F(X11EventTapTest, StopReturnsAtOnceAndGivesTheKeyBack)
     ASSERT_TRUE(tap_.start().started);
     const auto begin = std::chrono::steady_clock::now();
     tap_.tap().stop();
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, 50ms);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, milliseconds(50));
 
     // The tap's thread gives back on its own time, so the key is pressed until it arrives.
     EXPECT_TRUE(awaitCondition([this] {

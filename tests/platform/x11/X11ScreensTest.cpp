@@ -54,7 +54,7 @@ TEST_F(X11ScreensTest, DescribesASingleScreen)
 TEST_F(X11ScreensTest, CountsUpwardsFromTheBottomOfTheMainScreen)
 {
     const SplitMonitors monitors;
-    ASSERT_TRUE(monitors.isThere());
+    ASSERT_TRUE(monitors.awaitToolkit());
     const auto all = screens_.all();
     ASSERT_EQ(all.size(), 2U);
     EXPECT_EQ(screens_.main()->name, QStringLiteral("west"));
@@ -68,7 +68,7 @@ TEST_F(X11ScreensTest, CountsUpwardsFromTheBottomOfTheMainScreen)
 TEST_F(X11ScreensTest, TakesAPanelOffItsOwnScreenOnly)
 {
     const SplitMonitors monitors;
-    ASSERT_TRUE(monitors.isThere());
+    ASSERT_TRUE(monitors.awaitToolkit());
     ASSERT_TRUE(display().startWindowManager());
     const BottomPanel panel;
     EXPECT_TRUE(awaitCondition([this] { return screens_.all()[0].visibleFrame.y > 0; }));

@@ -1,5 +1,6 @@
 #include "support/x11/InputDriver.h"
 
+#include <cstddef>
 #include <stdexcept>
 #include <string>
 #include <xcb/xtest.h>
@@ -43,7 +44,7 @@ xcb_keycode_t InputDriver::keyCode(const char* key)
     if (wanted != XKB_KEY_NoSymbol && mapping) {
         const auto* symbols = xcb_get_keyboard_mapping_keysyms(mapping.get());
         for (int i = 0; i < count; ++i) {
-            if (symbols[i * mapping->keysyms_per_keycode] == wanted)
+            if (symbols[std::ptrdiff_t{i} * mapping->keysyms_per_keycode] == wanted)
                 return static_cast<xcb_keycode_t>(setup->min_keycode + i);
         }
     }

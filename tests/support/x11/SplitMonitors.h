@@ -18,7 +18,9 @@ public:
     SplitMonitors();
     ~SplitMonitors();
 
-    [[nodiscard]] bool isThere() const { return isThere_; }
+    /// Waits until the toolkit shows these screens and no others.
+    [[nodiscard]] bool awaitToolkit() const;
+
     [[nodiscard]] xcb_atom_t west() const { return names_[0]; }
     [[nodiscard]] xcb_atom_t east() const { return names_[1]; }
 
@@ -28,7 +30,6 @@ private:
     std::unique_ptr<X11Connection> connection_ = X11Connection::open();
     std::vector<xcb_atom_t> names_;
     QStringList screensBefore_;
-    bool isThere_ = false;
 };
 
 } // namespace velmo::test

@@ -1,0 +1,51 @@
+#pragma once
+
+#include "platform/Keychain.h"
+
+#include <QMap>
+#include <QStringList>
+
+namespace velmo {
+
+/// A key store in memory; it remembers every call and can be made to fail.
+class FakeKeychain final : public Keychain {
+public:
+    [[nodiscard]] ReadResult read(const QString& service, const QString& account) override
+    {
+        calls.append(QStringLiteral("read ") + name(service, account));
+        if (!isAvailable)
+            return {Status::Unavailable, {}};
+        const auto item = items.constFind(name(service, account));
+        return item == items.cend() ? ReadResult{Status::ItemNotFound, {}}
+                                    : ReadResult{Status::Success, *item};
+    }
+    Status update(const QString& service, const QString& account, const QByteArray& data) override
+    {
+        calls.append(QStringLiteral("update ") + name(service, account));
+        if (!isAvailable)
+            return Status::Unavailable;
+        if (!items.contains(name(service, account)))
+            return Status::ItemNotFound;
+        items.insert(name(service, account), data);
+        return Status::Success;
+    }
+    Status add(const QString& service, const QString& account, const QByteArray& data) override
+    {
+        calls.append(QStringLiteral("add ") + name(service, account));
+        if (!isAvailable)
+            return Status::Unavailable;
+        items.insert(name(service, account), data);
+        return Status::Success;
+    }
+
+    [[nodiscard]] static QString name(const QString& service, const QString& account)
+    {
+        return service + u'/' + account;
+    }
+
+    bool isAvailable = true;
+    QMap<QString, QByteArray> items; ///< By name(service, account).
+    QStringList calls;
+};
+
+} // namespace velmo
