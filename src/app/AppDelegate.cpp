@@ -39,7 +39,8 @@ AppDelegate::~AppDelegate()
 SessionCollaborators AppDelegate::collaborators()
 {
     return {
-        .makeOverlay = [this](AnnotationSession& session, bool showToolbar) -> std::unique_ptr<AnnotationOverlay> {
+        .makeOverlay = [this](AnnotationSession& session,
+                              bool showToolbar) -> std::unique_ptr<AnnotationOverlay> {
             return std::make_unique<OverlayWindowController>(session, showToolbar, *desktop_.screens,
                                                              *desktop_.windowSurfaces);
         },
@@ -51,13 +52,10 @@ SessionCollaborators AppDelegate::collaborators()
         .capture = capture_,
         .focus = *desktop_.windowFocus,
         .screens = *desktop_.screens,
-        .makeAnthropicProvider =
-            [](const QString& apiKey, const QString& model) -> std::unique_ptr<LLMProvider> {
-            return std::make_unique<AnthropicProvider>(apiKey, model);
-        },
-        .makeOpenAIProvider = [](const QString& apiKey, const QString& model) -> std::unique_ptr<LLMProvider> {
-            return std::make_unique<OpenAIProvider>(apiKey, model);
-        },
+        .makeAnthropicProvider = [](const QString& apiKey, const QString& model)
+            -> std::unique_ptr<LLMProvider> { return std::make_unique<AnthropicProvider>(apiKey, model); },
+        .makeOpenAIProvider = [](const QString& apiKey, const QString& model)
+            -> std::unique_ptr<LLMProvider> { return std::make_unique<OpenAIProvider>(apiKey, model); },
     };
 }
 

@@ -10,8 +10,8 @@
 
 namespace velmo {
 
-/// The composition root: it owns the session and the hotkey monitor, joins them with the desktop, and keeps the
-/// monitor running only while the desktop allows what is needed. Main thread.
+/// The composition root: it owns the session and the hotkey monitor, joins them with the desktop, and keeps
+/// the monitor running only while the desktop allows what is needed. Main thread.
 class AppDelegate {
 public:
     /// The desktop outlives it.

@@ -13,7 +13,8 @@ QStringList limitations()
 {
     if (qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
         return {};
-    return {QStringLiteral("This is a Wayland session: the hotkey and the picture reach X applications only.")};
+    return {
+        QStringLiteral("This is a Wayland session: the hotkey and the picture reach X applications only.")};
 }
 
 } // namespace
@@ -22,11 +23,13 @@ std::optional<QString> DesktopServices::obstacle()
 {
     if (qEnvironmentVariableIsEmpty("DISPLAY")) {
         if (!qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
-            return QStringLiteral("this version runs on X11 desktops, and this is a Wayland session without one");
+            return QStringLiteral(
+                "this version runs on X11 desktops, and this is a Wayland session without one");
         return QStringLiteral("there is no display; \"velmo ask\" works without one");
     }
     if (!X11Platform::isDisplayReachable())
-        return QStringLiteral("the display ") + qEnvironmentVariable("DISPLAY") + QStringLiteral(" cannot be reached");
+        return QStringLiteral("the display ") + qEnvironmentVariable("DISPLAY") +
+               QStringLiteral(" cannot be reached");
     return std::nullopt;
 }
 
@@ -34,9 +37,12 @@ DesktopServices DesktopServices::create()
 {
     X11Platform x11 = X11Platform::create();
     X11DisplayCapture* capture = x11.displayCapture.get();
-    return {std::move(x11.screens),        std::move(x11.eventTap),
-            std::move(x11.displayCapture), std::move(x11.windowFocus),
-            std::move(x11.windowSurfaces), std::move(x11.permissions),
+    return {std::move(x11.screens),
+            std::move(x11.eventTap),
+            std::move(x11.displayCapture),
+            std::move(x11.windowFocus),
+            std::move(x11.windowSurfaces),
+            std::move(x11.permissions),
             [capture, notes = limitations()]() mutable {
                 return std::exchange(notes, {}) + capture->takeDiagnostics();
             }};

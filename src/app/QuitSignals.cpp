@@ -26,11 +26,12 @@ QuitSignals::QuitSignals(std::function<void()> onQuit)
 {
     wakeDescriptor = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     notifier_ = std::make_unique<QSocketNotifier>(wakeDescriptor, QSocketNotifier::Read);
-    QObject::connect(notifier_.get(), &QSocketNotifier::activated, notifier_.get(), [onQuit = std::move(onQuit)] {
-        uint64_t count = 0;
-        if (read(wakeDescriptor, &count, sizeof count) > 0)
-            onQuit();
-    });
+    QObject::connect(notifier_.get(), &QSocketNotifier::activated, notifier_.get(),
+                     [onQuit = std::move(onQuit)] {
+                         uint64_t count = 0;
+                         if (read(wakeDescriptor, &count, sizeof count) > 0)
+                             onQuit();
+                     });
     for (const int number : kSignals)
         std::signal(number, handleSignal);
 }

@@ -27,7 +27,8 @@ std::optional<QByteArray> encodePng(const QImage& image)
     if (image.isNull())
         return std::nullopt;
     const bool transparent = image.hasAlphaChannel();
-    const QImage pixels = image.convertToFormat(transparent ? QImage::Format_RGBA8888 : QImage::Format_RGB888);
+    const QImage pixels =
+        image.convertToFormat(transparent ? QImage::Format_RGBA8888 : QImage::Format_RGB888);
 
     const std::unique_ptr<spng_ctx, ContextDeleter> context(spng_ctx_new(SPNG_CTX_ENCODER));
     if (!context)
@@ -42,8 +43,8 @@ std::optional<QByteArray> encodePng(const QImage& image)
     header.color_type = transparent ? SPNG_COLOR_TYPE_TRUECOLOR_ALPHA : SPNG_COLOR_TYPE_TRUECOLOR;
     if (spng_set_ihdr(context.get(), &header) != SPNG_OK)
         return std::nullopt;
-    if (spng_encode_image(context.get(), nullptr, 0, SPNG_FMT_PNG, SPNG_ENCODE_PROGRESSIVE | SPNG_ENCODE_FINALIZE) !=
-        SPNG_OK)
+    if (spng_encode_image(context.get(), nullptr, 0, SPNG_FMT_PNG,
+                          SPNG_ENCODE_PROGRESSIVE | SPNG_ENCODE_FINALIZE) != SPNG_OK)
         return std::nullopt;
 
     // Rows are padded in memory, so they go one by one.

@@ -31,7 +31,8 @@ PlatformError toPlatformError(ScreenCaptureError error)
             QStringLiteral("The operation couldn't be completed. (ScreenCaptureError.") + name + u')'};
 }
 
-std::optional<ShareableDisplay> matchDisplay(std::optional<quint32> target, const std::vector<ShareableDisplay>& displays)
+std::optional<ShareableDisplay> matchDisplay(std::optional<quint32> target,
+                                             const std::vector<ShareableDisplay>& displays)
 {
     if (!target)
         return std::nullopt;
@@ -42,8 +43,8 @@ std::optional<ShareableDisplay> matchDisplay(std::optional<quint32> target, cons
             return display;
         }
     }
-    log(QStringLiteral("Falling back to first display because target display id=") + QString::number(*target) +
-        QStringLiteral(" could not be matched"));
+    log(QStringLiteral("Falling back to first display because target display id=") +
+        QString::number(*target) + QStringLiteral(" could not be matched"));
     return std::nullopt;
 }
 
@@ -121,7 +122,8 @@ QSize ScreenCaptureService::sizeForVision(QSize size)
     if (longest <= kMaxAnthropicVisionEdge)
         return size;
     const double scale = kMaxAnthropicVisionEdge / longest;
-    return {static_cast<int>(std::floor(size.width() * scale)), static_cast<int>(std::floor(size.height() * scale))};
+    return {static_cast<int>(std::floor(size.width() * scale)),
+            static_cast<int>(std::floor(size.height() * scale))};
 }
 
 async::Task<CaptureResult> ScreenCaptureService::captureWithAnnotations(std::optional<quint32> displayID,

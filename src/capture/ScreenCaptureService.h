@@ -14,15 +14,17 @@ enum class ScreenCaptureError {
     ConversionFailed, ///< The composed image could not be turned into PNG.
 };
 
-/// Takes the picture that is sent: one display without this program's windows, the strokes laid over it, no edge
-/// longer than the models accept, as PNG. Called on the main thread; the work is done on a worker.
+/// Takes the picture that is sent: one display without this program's windows, the strokes laid over it, no
+/// edge longer than the models accept, as PNG. Called on the main thread; the work is done on a worker.
 class ScreenCaptureService final : public AnnotatedCapture {
 public:
     /// Longest edge of a sent image, in points.
     static constexpr double kMaxAnthropicVisionEdge = 1568;
 
     /// The backend outlives the service and every capture.
-    explicit ScreenCaptureService(DisplayCapture& displays) : displays_(displays) {}
+    explicit ScreenCaptureService(DisplayCapture& displays)
+        : displays_(displays)
+    {}
 
     [[nodiscard]] async::Task<Result<QByteArray, PlatformError>>
     captureWithAnnotations(std::optional<quint32> displayID, QImage drawingOverlay) override;

@@ -19,10 +19,12 @@ QString describe(const std::optional<Screen>& screen)
     if (!screen)
         return QStringLiteral("none");
     const QString id = screen->displayID ? QString::number(*screen->displayID) : QStringLiteral("none");
-    return screen->name + QStringLiteral(" frame=") + describe(screen->frame) + QStringLiteral(" displayID=") + id;
+    return screen->name + QStringLiteral(" frame=") + describe(screen->frame) +
+           QStringLiteral(" displayID=") + id;
 }
 
-/// Windows are dropped on a later turn, since the call that ends them often comes from one of their own events.
+/// Windows are dropped on a later turn, since the call that ends them often comes from one of their own
+/// events.
 template <typename T>
 void retire(std::unique_ptr<T>& window)
 {
@@ -34,7 +36,8 @@ void retire(std::unique_ptr<T>& window)
 
 } // namespace
 
-AnnotationSession::AnnotationSession(SessionCollaborators collaborators) : collaborators_(std::move(collaborators))
+AnnotationSession::AnnotationSession(SessionCollaborators collaborators)
+    : collaborators_(std::move(collaborators))
 {}
 
 AnnotationSession::~AnnotationSession()
@@ -130,8 +133,8 @@ void AnnotationSession::noteDrawingBegan(ScreenPoint point)
         if (!screens.empty())
             activeScreen_ = screens.front();
     }
-    logSession(QStringLiteral("Locked active screen to ") + describe(activeScreen_) + QStringLiteral(" for point=") +
-               velmo::describe(point));
+    logSession(QStringLiteral("Locked active screen to ") + describe(activeScreen_) +
+               QStringLiteral(" for point=") + velmo::describe(point));
 }
 
 void AnnotationSession::advanceToQuery()

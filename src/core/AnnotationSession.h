@@ -10,11 +10,11 @@
 
 namespace velmo {
 
-/// Runs one annotate-and-ask interaction at a time, from gesture to answer. Main thread; points are global screen
-/// coordinates.
+/// Runs one annotate-and-ask interaction at a time, from gesture to answer. Main thread; points are global
+/// screen coordinates.
 ///
-/// Every begin() and every full cancel() replaces the session's revision. Work that was started under an older
-/// revision changes nothing and says nothing when it comes back.
+/// Every begin() and every full cancel() replaces the session's revision. Work that was started under an
+/// older revision changes nothing and says nothing when it comes back.
 class AnnotationSession {
 public:
     explicit AnnotationSession(SessionCollaborators collaborators);
@@ -33,7 +33,8 @@ public:
 
     /// Starts a session; only when idle. The toolbar is for starts by hotkey or menu.
     void begin(bool showToolbar);
-    /// Starts a session by a gesture whose first stroke begins at the point, on the next turn of the main loop.
+    /// Starts a session by a gesture whose first stroke begins at the point, on the next turn of the main
+    /// loop.
     void beginWithDraw(ScreenPoint point);
     /// The gesture's drag and release; only while drawing.
     void continueDraw(ScreenPoint point);

@@ -60,7 +60,8 @@ void AnnotationSession::startCapture(CaptureKind kind, const QImage& strokes)
 {
     isPreparingCapture_.set(true);
     captureTask_.cancel();
-    captureTask_ = tasks_.start(runCapture(kind, activeDisplayID(), strokes, sessionRevision_, ++captureSerial_));
+    captureTask_ =
+        tasks_.start(runCapture(kind, activeDisplayID(), strokes, sessionRevision_, ++captureSerial_));
 }
 
 void AnnotationSession::dropCaptureTask()
@@ -71,7 +72,8 @@ void AnnotationSession::dropCaptureTask()
 
 async::Task<std::optional<QByteArray>> AnnotationSession::runCapture(CaptureKind kind,
                                                                      std::optional<quint32> displayID,
-                                                                     QImage strokes, QUuid revision, quint64 serial)
+                                                                     QImage strokes, QUuid revision,
+                                                                     quint64 serial)
 {
     const QString name = kind == CaptureKind::First ? QStringLiteral("Screenshot capture")
                                                     : QStringLiteral("Additional capture");
@@ -94,8 +96,9 @@ async::Task<std::optional<QByteArray>> AnnotationSession::runCapture(CaptureKind
         co_return std::nullopt;
     }
     if (!*result) {
-        const QString failed = kind == CaptureKind::First ? QStringLiteral("Capture failed error=")
-                                                          : QStringLiteral("Additional capture failed error=");
+        const QString failed = kind == CaptureKind::First
+                                   ? QStringLiteral("Capture failed error=")
+                                   : QStringLiteral("Additional capture failed error=");
         logSession(failed + result->error().description);
         if (kind == CaptureKind::First)
             capturedImage_.reset();
@@ -115,8 +118,9 @@ void AnnotationSession::finishCapture(CaptureKind kind, const QByteArray& image)
         return;
     }
     if (pendingAdditionalImageData_) {
-        logSession(QStringLiteral("Additional capture overwrote a prior pending image — only the latest will be "
-                                  "sent to the LLM"));
+        logSession(
+            QStringLiteral("Additional capture overwrote a prior pending image — only the latest will be "
+                           "sent to the LLM"));
     }
     pendingAdditionalImageData_ = image;
     pendingAdditionalMessageID_ = chatMessages_.append(ChatMessage::capture(image));

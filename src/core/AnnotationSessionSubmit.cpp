@@ -21,7 +21,10 @@ struct AnnotationSession::Submission {
 
     [[nodiscard]] bool usesOpenAI() const { return provider == ProviderID::OpenAI; }
     [[nodiscard]] const QString& model() const { return usesOpenAI() ? openAIModel : anthropicModel; }
-    [[nodiscard]] QString key() const { return (usesOpenAI() ? openAIKey : anthropicKey).value_or(QString()); }
+    [[nodiscard]] QString key() const
+    {
+        return (usesOpenAI() ? openAIKey : anthropicKey).value_or(QString());
+    }
 };
 
 void AnnotationSession::submit(const QString& query, const std::optional<QUuid>& existingUserMessageID)
@@ -59,20 +62,21 @@ async::Task<> AnnotationSession::performSubmit(Submission submission)
     const auto image = co_await awaitCapturedImage();
     if (!isCurrent(submission.revision))
         co_return;
-    logSession(QStringLiteral("Submitting query provider=") + submission.provider + QStringLiteral(" model=") +
-               submission.model() + QStringLiteral(" queryLength=") +
+    logSession(QStringLiteral("Submitting query provider=") + submission.provider +
+               QStringLiteral(" model=") + submission.model() + QStringLiteral(" queryLength=") +
                QString::number(characterCount(submission.query)) + QStringLiteral(" systemPromptLength=") +
-               QString::number(characterCount(submission.systemPrompt)) + QStringLiteral(" screenshotBytes=") +
-               QString::number(image ? image->size() : 0));
+               QString::number(characterCount(submission.systemPrompt)) +
+               QStringLiteral(" screenshotBytes=") + QString::number(image ? image->size() : 0));
 
     if (submission.key().isEmpty()) {
-        const QString vendor = submission.usesOpenAI() ? QStringLiteral("OpenAI") : QStringLiteral("Anthropic");
+        const QString vendor =
+            submission.usesOpenAI() ? QStringLiteral("OpenAI") : QStringLiteral("Anthropic");
         finishSubmissionWithError(QStringLiteral("Error: No ") + vendor +
                                   QStringLiteral(" API key configured. Add it in Settings."));
         logSession(vendor + QStringLiteral(" API key missing"));
     } else {
-        const ProviderFactory& makeProvider =
-            submission.usesOpenAI() ? collaborators_.makeOpenAIProvider : collaborators_.makeAnthropicProvider;
+        const ProviderFactory& makeProvider = submission.usesOpenAI() ? collaborators_.makeOpenAIProvider
+                                                                      : collaborators_.makeAnthropicProvider;
         auto provider = makeProvider(submission.key(), submission.model());
         co_await streamAnswer(submission, std::move(provider), image);
     }
@@ -120,8 +124,8 @@ async::Task<> AnnotationSession::streamAnswer(Submission submission, std::unique
     logSession(QStringLiteral("Streaming task started provider=") + submission.provider +
                QStringLiteral(" prefixMessages=") + QString::number(llmConversationPrefix_.size()) +
                QStringLiteral(" historyMessages=") + QString::number(llmConversationHistory_.size()) +
-               QStringLiteral(" messages=") + QString::number(messages.size()) + QStringLiteral(" isFirstTurn=") +
-               boolText(isFirstTurn));
+               QStringLiteral(" messages=") + QString::number(messages.size()) +
+               QStringLiteral(" isFirstTurn=") + boolText(isFirstTurn));
 
     const auto pieces = provider->stream(messages, submission.systemPrompt);
     try {
@@ -148,7 +152,8 @@ async::Task<> AnnotationSession::streamAnswer(Submission submission, std::unique
         completeAnswer(assistantMessageID, followUp);
 }
 
-void AnnotationSession::completeAnswer(const QUuid& assistantMessageID, const std::optional<LLMMessage>& followUp)
+void AnnotationSession::completeAnswer(const QUuid& assistantMessageID,
+                                       const std::optional<LLMMessage>& followUp)
 {
     const QString answer = streamedResponse_.value();
     chatMessages_.replace(assistantMessageID, answer, false);
@@ -156,7 +161,8 @@ void AnnotationSession::completeAnswer(const QUuid& assistantMessageID, const st
         llmConversationHistory_.append(*followUp);
     llmConversationHistory_.append(LLMMessage{LLMMessage::Role::Assistant, answer, std::nullopt});
     state_.set(SessionState::Querying);
-    logSession(QStringLiteral("Streaming task completed responseLength=") + QString::number(characterCount(answer)));
+    logSession(QStringLiteral("Streaming task completed responseLength=") +
+               QString::number(characterCount(answer)));
 }
 
 void AnnotationSession::failAnswer(const QUuid& assistantMessageID, const QString& description)

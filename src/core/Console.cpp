@@ -17,12 +17,13 @@ namespace {
 
 /// Writes to one of the standard streams without ever waiting.
 ///
-/// The descriptor is shared with whoever started the program, so it must not be made non-blocking itself: a pipe or
-/// terminal is opened a second time through /proc, a socket takes a flag with each message, and a regular file does
-/// not block.
+/// The descriptor is shared with whoever started the program, so it must not be made non-blocking itself: a
+/// pipe or terminal is opened a second time through /proc, a socket takes a flag with each message, and a
+/// regular file does not block.
 class NonBlockingStream {
 public:
-    explicit NonBlockingStream(int descriptor) : descriptor_(descriptor)
+    explicit NonBlockingStream(int descriptor)
+        : descriptor_(descriptor)
     {
         struct stat status {};
         if (fstat(descriptor, &status) != 0) {

@@ -4,8 +4,8 @@
 
 namespace velmo {
 
-/// The process's console output, for diagnostics. Nothing ever waits for it: a line that the console cannot take
-/// at once is lost. Any thread.
+/// The process's console output, for diagnostics. Nothing ever waits for it: a line that the console cannot
+/// take at once is lost. Any thread.
 namespace Console {
 
 enum class Stream { StandardOutput, StandardError };

@@ -26,7 +26,8 @@ QRectF CoordinateSpace::toQt(const ScreenRect& rect) const
     return {toQt(ScreenPoint{rect.x, rect.maxY()}), QSizeF(rect.width, rect.height)};
 }
 
-ScreenPoint screenPointFromNative(PixelPoint pixel, PixelRect nativeFrame, const ScreenRect& frame, double scale)
+ScreenPoint screenPointFromNative(PixelPoint pixel, PixelRect nativeFrame, const ScreenRect& frame,
+                                  double scale)
 {
     return {frame.x + (pixel.x - nativeFrame.x) / scale, frame.maxY() - (pixel.y - nativeFrame.y) / scale};
 }
@@ -82,8 +83,8 @@ QString describe(ScreenPoint point)
 QString describe(const ScreenRect& rect)
 {
     return u'(' + QString::number(wholeNumber(rect.x)) + QStringLiteral(", ") +
-           QString::number(wholeNumber(rect.y)) + QStringLiteral(", ") + QString::number(wholeNumber(rect.width)) +
-           u'x' + QString::number(wholeNumber(rect.height)) + u')';
+           QString::number(wholeNumber(rect.y)) + QStringLiteral(", ") +
+           QString::number(wholeNumber(rect.width)) + u'x' + QString::number(wholeNumber(rect.height)) + u')';
 }
 
 } // namespace velmo

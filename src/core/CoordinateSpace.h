@@ -11,12 +11,15 @@ namespace velmo {
 /// Every conversion between screen coordinates, the toolkit's coordinates, the canvas and native pixels.
 /// Plain value, any thread.
 ///
-/// The toolkit's global coordinates have their origin at the top left of the desktop and y growing downwards; the
-/// main screen is anywhere in them.
+/// The toolkit's global coordinates have their origin at the top left of the desktop and y growing downwards;
+/// the main screen is anywhere in them.
 class CoordinateSpace {
 public:
-    /// The main screen's rectangle in the toolkit's global coordinates; a null rectangle when there is no screen.
-    explicit CoordinateSpace(QRectF mainScreen = {}) : mainScreen_(mainScreen) {}
+    /// The main screen's rectangle in the toolkit's global coordinates; a null rectangle when there is no
+    /// screen.
+    explicit CoordinateSpace(QRectF mainScreen = {})
+        : mainScreen_(mainScreen)
+    {}
 
     [[nodiscard]] ScreenPoint fromQt(QPointF point) const;
     [[nodiscard]] QPointF toQt(ScreenPoint point) const;
@@ -28,8 +31,8 @@ private:
 };
 
 /// A native pixel on a screen as a screen point; the pixel's own screen gives frame, native frame and scale.
-[[nodiscard]] ScreenPoint screenPointFromNative(PixelPoint pixel, PixelRect nativeFrame, const ScreenRect& frame,
-                                                double scale);
+[[nodiscard]] ScreenPoint screenPointFromNative(PixelPoint pixel, PixelRect nativeFrame,
+                                                const ScreenRect& frame, double scale);
 
 /// From global screen coordinates to the canvas that covers unionRect.
 [[nodiscard]] CanvasPoint canvasPointFromScreen(ScreenPoint point, const ScreenRect& unionRect);
@@ -43,7 +46,7 @@ private:
 
 /// Coordinates and sizes appear in the log as whole numbers, cut towards zero.
 [[nodiscard]] qint64 wholeNumber(double value);
-[[nodiscard]] QString describe(ScreenPoint point);     ///< "x,y"
+[[nodiscard]] QString describe(ScreenPoint point);      ///< "x,y"
 [[nodiscard]] QString describe(const ScreenRect& rect); ///< "(x, y, widthxheight)"
 
 } // namespace velmo

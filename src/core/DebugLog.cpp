@@ -31,7 +31,9 @@ Log& sharedLog()
 
 class FileDescriptor {
 public:
-    explicit FileDescriptor(int descriptor) : descriptor_(descriptor) {}
+    explicit FileDescriptor(int descriptor)
+        : descriptor_(descriptor)
+    {}
     FileDescriptor(const FileDescriptor&) = delete;
     FileDescriptor& operator=(const FileDescriptor&) = delete;
     ~FileDescriptor()
@@ -61,13 +63,14 @@ bool writeAll(int descriptor, const QByteArray& bytes)
     return true;
 }
 
-/// The directory is open to everybody, so the path may hold anything: a link, another user's file, a pipe without
-/// a reader. None of them may be written to, and none may block.
+/// The directory is open to everybody, so the path may hold anything: a link, another user's file, a pipe
+/// without a reader. None of them may be written to, and none may block.
 int appendLine(const char* path, const QByteArray& line)
 {
     struct stat existing {};
     if (lstat(path, &existing) != 0 && errno == ENOENT) {
-        const FileDescriptor created(open(path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, kOwnerOnly));
+        const FileDescriptor created(
+            open(path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, kOwnerOnly));
         if (!created.isValid() && errno != EEXIST)
             return errno;
     }
@@ -104,12 +107,14 @@ void replaceByEmptyFile(const QByteArray& path)
 void DebugLog::log(const QString& category, const QString& message)
 {
     const QString time = QDateTime::currentDateTimeUtc().toString(Qt::ISODate);
-    const QByteArray line = (u'[' + time + QStringLiteral("] [") + category + QStringLiteral("] ") + message).toUtf8();
+    const QByteArray line =
+        (u'[' + time + QStringLiteral("] [") + category + QStringLiteral("] ") + message).toUtf8();
     Console::printLine(line);
     Log& log = sharedLog();
     log.queue.async([&log, line = line + '\n'] {
         if (const int error = appendLine(log.path.constData(), line); error != 0)
-            Console::printLine(QByteArrayLiteral("[DebugLog] Failed to write log file: ") + std::strerror(error));
+            Console::printLine(QByteArrayLiteral("[DebugLog] Failed to write log file: ") +
+                               std::strerror(error));
     });
 }
 

@@ -4,8 +4,8 @@
 
 namespace velmo {
 
-/// The program's diagnostic log: every line goes to the console and to one plain-text file. It has no levels and no
-/// switch. Lines have the form "[2026-01-31T09:15:02Z] [Category] message".
+/// The program's diagnostic log: every line goes to the console and to one plain-text file. It has no levels
+/// and no switch. Lines have the form "[2026-01-31T09:15:02Z] [Category] message".
 class DebugLog {
 public:
     /// Writes one line. Any thread; returns at once. Lines of one thread stay in order in the file.

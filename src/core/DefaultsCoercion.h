@@ -6,8 +6,8 @@
 
 namespace velmo {
 
-/// How a stored value of any type is read as the type that is wanted. A value that is not stored gives nothing;
-/// one of another type gives the nearest meaning, never an error.
+/// How a stored value of any type is read as the type that is wanted. A value that is not stored gives
+/// nothing; one of another type gives the nearest meaning, never an error.
 
 /// Truth is 0 or 1, a real is cut towards zero, a text gives its leading decimal number or 0.
 [[nodiscard]] std::optional<qint64> coercedInteger(const QJsonValue& stored);

@@ -12,8 +12,8 @@ struct FocusRestorationTarget {
     std::optional<AccessibilityElement> window;
     std::optional<AccessibilityElement> focusedElement;
 
-    /// Nothing for this program itself: its own windows are never a target. A target is given even when neither
-    /// window nor element can be read.
+    /// Nothing for this program itself: its own windows are never a target. A target is given even when
+    /// neither window nor element can be read.
     [[nodiscard]] static std::optional<FocusRestorationTarget> capture(const RunningApplication& application,
                                                                        const WindowFocus& focus);
 

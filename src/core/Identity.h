@@ -4,8 +4,8 @@
 
 namespace velmo {
 
-/// The application's identifier: desktop file, bus name, keyring service, window class, thread and queue labels.
-/// Nothing else spells it out.
+/// The application's identifier: desktop file, bus name, keyring service, window class, thread and queue
+/// labels. Nothing else spells it out.
 inline constexpr const char* kApplicationIdentifier = "app.velmo.Velmo";
 
 /// The name that people see.

@@ -13,7 +13,9 @@ namespace velmo {
 class [[nodiscard]] Subscription {
 public:
     Subscription() = default;
-    explicit Subscription(std::shared_ptr<void> registration) : registration_(std::move(registration)) {}
+    explicit Subscription(std::shared_ptr<void> registration)
+        : registration_(std::move(registration))
+    {}
     void cancel() { registration_.reset(); }
     [[nodiscard]] bool isActive() const { return registration_ != nullptr; }
 
@@ -21,7 +23,8 @@ private:
     std::shared_ptr<void> registration_;
 };
 
-/// Observers of one kind of change. An observer added during a notification hears of the next one. Main thread.
+/// Observers of one kind of change. An observer added during a notification hears of the next one. Main
+/// thread.
 template <typename... Change>
 class Observers {
 public:
@@ -49,8 +52,8 @@ private:
     mutable std::vector<std::weak_ptr<Handler>> handlers_;
 };
 
-/// A value that tells its observers before it changes: they are handed the new value while value() still gives
-/// the old one. Every assignment is told, also one of an equal value. Main thread.
+/// A value that tells its observers before it changes: they are handed the new value while value() still
+/// gives the old one. Every assignment is told, also one of an equal value. Main thread.
 template <typename T>
 class Observable {
 public:
@@ -64,7 +67,9 @@ public:
     }
 
 protected:
-    explicit Observable(T initial = T()) : value_(std::move(initial)) {}
+    explicit Observable(T initial = T())
+        : value_(std::move(initial))
+    {}
     ~Observable() = default;
 
     void assign(T value)
@@ -81,16 +86,19 @@ private:
     Observers<T> observers_;
 };
 
-/// An observable value that its owner keeps private and hands out as const, so that only the owner can set it.
+/// An observable value that its owner keeps private and hands out as const, so that only the owner can set
+/// it.
 template <typename T>
 class Published final : public Observable<T> {
 public:
-    explicit Published(T initial = T()) : Observable<T>(std::move(initial)) {}
+    explicit Published(T initial = T())
+        : Observable<T>(std::move(initial))
+    {}
     void set(T value) { this->assign(std::move(value)); }
 };
 
-/// For views: calls refresh on a later turn of the main loop, once for all the changes of this turn, and never
-/// after the context object is gone. By then the new state is visible.
+/// For views: calls refresh on a later turn of the main loop, once for all the changes of this turn, and
+/// never after the context object is gone. By then the new state is visible.
 class LaterRefresh {
 public:
     LaterRefresh(QObject* context, std::function<void()> refresh)

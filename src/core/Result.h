@@ -18,8 +18,12 @@ Failure(E) -> Failure<E>;
 template <typename T, typename E>
 class [[nodiscard]] Result {
 public:
-    Result(T value) : outcome_(std::in_place_index<0>, std::move(value)) {}
-    Result(Failure<E> failure) : outcome_(std::in_place_index<1>, std::move(failure.error)) {}
+    Result(T value)
+        : outcome_(std::in_place_index<0>, std::move(value))
+    {}
+    Result(Failure<E> failure)
+        : outcome_(std::in_place_index<1>, std::move(failure.error))
+    {}
 
     [[nodiscard]] bool hasValue() const { return outcome_.index() == 0; }
     explicit operator bool() const { return hasValue(); }

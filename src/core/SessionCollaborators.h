@@ -65,7 +65,8 @@ public:
 };
 
 /// Builds a provider for one submission.
-using ProviderFactory = std::function<std::unique_ptr<LLMProvider>(const QString& apiKey, const QString& model)>;
+using ProviderFactory =
+    std::function<std::unique_ptr<LLMProvider>(const QString& apiKey, const QString& model)>;
 
 /// Handed in by the composition root; the references outlive the session.
 struct SessionCollaborators {

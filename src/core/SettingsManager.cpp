@@ -84,7 +84,8 @@ std::shared_ptr<SettingsManager> SettingsManager::shared()
     return manager;
 }
 
-void SettingsManager::installStores(std::shared_ptr<UserDefaults> defaults, std::shared_ptr<Keychain> keychain)
+void SettingsManager::installStores(std::shared_ptr<UserDefaults> defaults,
+                                    std::shared_ptr<Keychain> keychain)
 {
     installedStores() = {std::move(defaults), std::move(keychain)};
 }
@@ -127,7 +128,8 @@ SettingsManager::SettingsManager(std::shared_ptr<UserDefaults> defaults, std::sh
 
     const bool manual = coercedString(stored("submitMode")) == rawValue(SubmitMode::ManualSubmit);
     bind(submitMode, "submitMode", manual ? SubmitMode::ManualSubmit : SubmitMode::SingleStroke);
-    bind(hotkeyKeyCode, "hotkeyKeyCode", coercedInteger(stored("hotkeyKeyCode")).value_or(Default::kHotkeyKeyCode));
+    bind(hotkeyKeyCode, "hotkeyKeyCode",
+         coercedInteger(stored("hotkeyKeyCode")).value_or(Default::kHotkeyKeyCode));
     bind(hotkeyModifiers, "hotkeyModifiers",
          coercedInteger(stored("hotkeyModifiers")).value_or(Default::kHotkeyModifiers));
 
@@ -177,7 +179,8 @@ std::optional<QString> SettingsManager::keychainRead(const QString& account) con
 
 void SettingsManager::keychainWrite(const QString& account, const QString& value)
 {
-    // Text with half a surrogate pair has no UTF-8 form; storing something else in its place would lock people out.
+    // Text with half a surrogate pair has no UTF-8 form; storing something else in its place would lock
+    // people out.
     if (!value.isValidUtf16())
         return;
     const QByteArray data = value.toUtf8();
@@ -187,7 +190,7 @@ void SettingsManager::keychainWrite(const QString& account, const QString& value
 
 std::optional<QString> SettingsManager::effectiveKey(const QString& account) const
 {
-    if (const auto stored = keychainRead(account); stored && !stored->isEmpty())
+    if (auto stored = keychainRead(account); stored && !stored->isEmpty())
         return stored;
     const QString fallback = environmentValue(environmentNames(account).key);
     return fallback.isEmpty() ? std::nullopt : std::optional(fallback);
@@ -196,10 +199,11 @@ std::optional<QString> SettingsManager::effectiveKey(const QString& account) con
 QString SettingsManager::effectiveModel(const QString& provider) const
 {
     const bool openAI = provider == ProviderID::OpenAI;
-    const EnvironmentNames names = environmentNames(openAI ? KeychainAccount::OpenAI : KeychainAccount::Anthropic);
+    const EnvironmentNames names =
+        environmentNames(openAI ? KeychainAccount::OpenAI : KeychainAccount::Anthropic);
     // A server of the user's own has models of its own; with the usual service the variable means nothing.
     if (!environmentValue(names.baseUrl).isEmpty()) {
-        if (const QString model = environmentValue(names.model); !model.isEmpty())
+        if (QString model = environmentValue(names.model); !model.isEmpty())
             return model;
     }
     return openAI ? openAIModel.value() : anthropicModel.value();

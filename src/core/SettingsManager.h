@@ -60,8 +60,8 @@ public:
     Setting<QString> systemPrompt; ///< Extra guidance, as typed.
     Setting<QString> replicateModelVersion;
     Setting<SubmitMode> submitMode;
-    Setting<qint64> hotkeyKeyCode;     ///< Virtual key code.
-    Setting<qint64> hotkeyModifiers;   ///< ModifierFlag bits.
+    Setting<qint64> hotkeyKeyCode;      ///< Virtual key code.
+    Setting<qint64> hotkeyModifiers;    ///< ModifierFlag bits.
     Setting<qint64> quickDrawModifiers; ///< ModifierFlag bits; 0 switches the chord off.
     Setting<bool> quickDrawMiddleMouseEnabled;
     Setting<bool> hasCompletedOnboarding;
@@ -81,8 +81,8 @@ public:
     /// The key to use: the key store's if it is not empty, else the one in the environment.
     [[nodiscard]] std::optional<QString> effectiveKey(const QString& account) const;
 
-    /// The model to use with a provider ("openai", or anything else for Anthropic): the stored choice, or the one
-    /// that the environment names for the server that it points to.
+    /// The model to use with a provider ("openai", or anything else for Anthropic): the stored choice, or the
+    /// one that the environment names for the server that it points to.
     [[nodiscard]] QString effectiveModel(const QString& provider) const;
 
     static const QStringList& supportedOpenAIModels();

@@ -1,7 +1,7 @@
 #include "core/Text.h"
 
-#include <QTextBoundaryFinder>
 #include <QStringDecoder>
+#include <QTextBoundaryFinder>
 
 namespace velmo {
 
@@ -10,8 +10,8 @@ namespace {
 /// Below this code unit nothing joins with its neighbours but CR with LF, so counting needs no tables.
 constexpr char16_t kFirstCombining = 0x0300;
 
-/// The end of the longest run from start in which every code unit stands alone. The last unit is left out when
-/// something that could extend it follows.
+/// The end of the longest run from start in which every code unit stands alone. The last unit is left out
+/// when something that could extend it follows.
 qsizetype simpleRunEnd(QStringView text, qsizetype start)
 {
     qsizetype end = start;
@@ -30,7 +30,8 @@ void forEachCharacterEnd(QStringView text, Visit visit)
     while (position < text.size()) {
         const qsizetype runEnd = simpleRunEnd(text, position);
         while (position < runEnd) {
-            const bool crlf = text[position] == u'\r' && position + 1 < text.size() && text[position + 1] == u'\n';
+            const bool crlf =
+                text[position] == u'\r' && position + 1 < text.size() && text[position + 1] == u'\n';
             position += crlf ? 2 : 1;
             if (!visit(position))
                 return;

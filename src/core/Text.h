@@ -7,8 +7,8 @@
 
 namespace velmo {
 
-/// "Characters" are what a reader counts: extended grapheme clusters. An emoji with modifiers is one, and so is
-/// CR LF. Linear in the text.
+/// "Characters" are what a reader counts: extended grapheme clusters. An emoji with modifiers is one, and so
+/// is CR LF. Linear in the text.
 [[nodiscard]] qsizetype characterCount(QStringView text);
 
 /// The first count characters, or the whole text if it has no more.

@@ -24,8 +24,8 @@ struct TranscriptChange {
     const ChatMessage* message = nullptr; ///< For Appended; valid during the notification.
 };
 
-/// The chat, oldest message first. Observers hear of a change before it happens. The cost of a change does not
-/// depend on the number of messages, removal excepted. Main thread.
+/// The chat, oldest message first. Observers hear of a change before it happens. The cost of a change does
+/// not depend on the number of messages, removal excepted. Main thread.
 class Transcript {
 public:
     [[nodiscard]] const QList<ChatMessage>& messages() const { return messages_; }

@@ -15,7 +15,8 @@ constexpr quint64 kHotkeyMask =
 
 } // namespace
 
-/// What lives on the tap's thread. The tap may ask it once more after stop() has returned, so it owns all it needs.
+/// What lives on the tap's thread. The tap may ask it once more after stop() has returned, so it owns all it
+/// needs.
 class HotkeyMonitor::Recogniser {
 public:
     Recogniser(const HotkeyMonitor& monitor, std::function<void()> postActivate)
@@ -72,13 +73,15 @@ void HotkeyMonitor::start()
                 (*self)->onActivate_();
         });
     });
-    tap_.start({keyCode, keyModifiers}, [recogniser](const TapEvent& event) { return recogniser->handleEvent(event); },
-               [self = self_](const EventTap::StartReport& report) {
-                   async::postToMainLoop([self, report] {
-                       if (*self && (*self)->onStarted)
-                           (*self)->onStarted(report);
-                   });
-               });
+    tap_.start(
+        {keyCode, keyModifiers},
+        [recogniser](const TapEvent& event) { return recogniser->handleEvent(event); },
+        [self = self_](const EventTap::StartReport& report) {
+            async::postToMainLoop([self, report] {
+                if (*self && (*self)->onStarted)
+                    (*self)->onStarted(report);
+            });
+        });
 }
 
 void HotkeyMonitor::stop()

@@ -9,9 +9,9 @@ namespace velmo {
 
 /// Turns the desktop's input stream into gestures. It knows nothing of sessions and windows.
 ///
-/// Settings and callbacks are set on the main thread before start() and not read again while it runs. Whether an
-/// event is swallowed is decided on the tap's thread from the monitor's own state; callbacks run later on the main
-/// thread, in the order of the events, and not after the monitor is gone.
+/// Settings and callbacks are set on the main thread before start() and not read again while it runs. Whether
+/// an event is swallowed is decided on the tap's thread from the monitor's own state; callbacks run later on
+/// the main thread, in the order of the events, and not after the monitor is gone.
 class HotkeyMonitor {
 public:
     /// The tap outlives the monitor.

@@ -55,7 +55,8 @@ QImage DrawingCanvasView::renderToImage(std::optional<CanvasRect> area) const
 {
     const CanvasRect whole{0, 0, size_.width, size_.height};
     const QRectF topDown = topDownFromCanvas(area.value_or(whole), size_.height);
-    const QSize pixels(static_cast<int>(std::ceil(topDown.width())), static_cast<int>(std::ceil(topDown.height())));
+    const QSize pixels(static_cast<int>(std::ceil(topDown.width())),
+                       static_cast<int>(std::ceil(topDown.height())));
     if (pixels.isEmpty())
         return {};
     QImage image(pixels, QImage::Format_ARGB32_Premultiplied);

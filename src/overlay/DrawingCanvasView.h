@@ -11,8 +11,8 @@ class QPainter;
 
 namespace velmo {
 
-/// The strokes of one annotation, over the union of all screens. Points are canvas coordinates, except where a
-/// name says top-down: those are the toolkit's, with the origin at the top left of the canvas. Main thread.
+/// The strokes of one annotation, over the union of all screens. Points are canvas coordinates, except where
+/// a name says top-down: those are the toolkit's, with the origin at the top left of the canvas. Main thread.
 class DrawingCanvasView final : public DrawingCanvas {
 public:
     struct Stroke {

@@ -8,7 +8,8 @@
 
 namespace velmo {
 
-OverlaySurface::OverlaySurface(const QRect& screenGeometry, QPointF canvasOrigin, const DrawingCanvasView& canvas)
+OverlaySurface::OverlaySurface(const QRect& screenGeometry, QPointF canvasOrigin,
+                               const DrawingCanvasView& canvas)
     : QWidget(nullptr, Qt::Window | Qt::FramelessWindowHint | Qt::BypassWindowManagerHint |
                            Qt::WindowDoesNotAcceptFocus | Qt::WindowStaysOnTopHint)
     , canvasOrigin_(canvasOrigin)

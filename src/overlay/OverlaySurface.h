@@ -10,8 +10,8 @@ namespace velmo {
 
 class DrawingCanvasView;
 
-/// The overlay's window on one screen: it shows its part of the canvas and takes the mouse. It never takes the
-/// input focus. Main thread.
+/// The overlay's window on one screen: it shows its part of the canvas and takes the mouse. It never takes
+/// the input focus. Main thread.
 class OverlaySurface final : public QWidget {
 public:
     /// canvasOrigin is where this screen's top left lies in the canvas's top-down coordinates.

@@ -30,8 +30,8 @@ QScreen* toolkitScreen(const Screen& screen)
 
 } // namespace
 
-OverlayWindowController::OverlayWindowController(AnnotationSession& session, bool showToolbar, const Screens& screens,
-                                                 WindowSurfaces& windows)
+OverlayWindowController::OverlayWindowController(AnnotationSession& session, bool showToolbar,
+                                                 const Screens& screens, WindowSurfaces& windows)
     : session_(session)
     , windows_(windows)
 {
@@ -40,7 +40,8 @@ OverlayWindowController::OverlayWindowController(AnnotationSession& session, boo
     const auto all = screens.all();
     for (const Screen& screen : all)
         unionRect_ = unionRect_.united(screen.frame);
-    canvasView_ = std::make_unique<DrawingCanvasView>(ScreenSize{unionRect_.width, unionRect_.height}, drawingState_);
+    canvasView_ =
+        std::make_unique<DrawingCanvasView>(ScreenSize{unionRect_.width, unionRect_.height}, drawingState_);
     for (const Screen& screen : all) {
         if (const QScreen* toolkit = toolkitScreen(screen))
             addSurface(toolkit->geometry(), screen);
@@ -65,7 +66,8 @@ void OverlayWindowController::addSurface(const QRect& geometry, const Screen& sc
     const CanvasRect inCanvas = canvasRectFromScreen(screen.frame, unionRect_);
     const QPointF origin = topDownFromCanvas(inCanvas, unionRect_.height).topLeft();
     auto surface = std::make_unique<OverlaySurface>(geometry, origin, *canvasView_);
-    // Without a compositor a translucent window is opaque, so the screen as it was is shown below the strokes.
+    // Without a compositor a translucent window is opaque, so the screen as it was is shown below the
+    // strokes.
     if (!windows_.isComposited()) {
         if (QScreen* toolkit = toolkitScreen(screen))
             surface->setBackdrop(toolkit->grabWindow(0));

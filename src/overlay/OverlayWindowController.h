@@ -11,8 +11,8 @@
 
 namespace velmo {
 
-/// The transparent layer over all screens: a surface per screen, the canvas that they show, the toolbar, and the
-/// Escape key. One per annotation. Main thread.
+/// The transparent layer over all screens: a surface per screen, the canvas that they show, the toolbar, and
+/// the Escape key. One per annotation. Main thread.
 class OverlayWindowController final : public QObject, public AnnotationOverlay {
 public:
     /// Session, screens and window system outlive it.

@@ -35,7 +35,8 @@ QSize thumbnailSize(QSize image)
     constexpr double kMinimumHeight = 50;
     const double scale =
         image.isEmpty() ? 1 : std::min(kMaximumWidth / image.width(), kMaximumHeight / image.height());
-    return QSizeF(std::max(image.width() * scale, kMinimumWidth), std::max(image.height() * scale, kMinimumHeight))
+    return QSizeF(std::max(image.width() * scale, kMinimumWidth),
+                  std::max(image.height() * scale, kMinimumHeight))
         .toSize();
 }
 
@@ -72,8 +73,8 @@ QLabel* makeTextLabel(QWidget* parent)
 
 } // namespace
 
-QueryChatMessageView::QueryChatMessageView(const ChatMessage& message, std::function<void(const QUuid&)> onRemove,
-                                           QWidget* parent)
+QueryChatMessageView::QueryChatMessageView(const ChatMessage& message,
+                                           std::function<void(const QUuid&)> onRemove, QWidget* parent)
     : QWidget(parent)
 {
     if (message.role == ChatMessageRole::User)
@@ -91,7 +92,8 @@ void QueryChatMessageView::buildAssistantRow()
     row->addWidget(textLabel_);
 }
 
-void QueryChatMessageView::buildUserRow(const ChatMessage& message, std::function<void(const QUuid&)> onRemove)
+void QueryChatMessageView::buildUserRow(const ChatMessage& message,
+                                        std::function<void(const QUuid&)> onRemove)
 {
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, 0);
@@ -108,8 +110,8 @@ void QueryChatMessageView::buildUserRow(const ChatMessage& message, std::functio
             constexpr int kInset = 6;
             auto* remove = new QToolButton(thumbnail);
             remove->setIcon(symbolIcon(QStringLiteral("xmark"), Qt::white, 12));
-            remove->setStyleSheet(
-                QStringLiteral("QToolButton { background: rgba(0,0,0,179); border: none; border-radius: 11px; }"));
+            remove->setStyleSheet(QStringLiteral(
+                "QToolButton { background: rgba(0,0,0,179); border: none; border-radius: 11px; }"));
             remove->setCursor(Qt::PointingHandCursor);
             remove->setToolTip(QStringLiteral("Remove attachment"));
             remove->setAccessibleName(QStringLiteral("Remove"));
@@ -151,7 +153,8 @@ void QueryChatMessageView::showText(const QString& text, bool dimmed)
     bubble_->setVisible(!text.isEmpty());
     // A wrapping label would choose a width of its own; a bubble is as wide as its text, up to its limit.
     const QFontMetrics metrics(textLabel_->font());
-    const int natural = metrics.boundingRect(QRect(0, 0, INT_MAX / 2, INT_MAX / 2), Qt::AlignLeft, text).width() + 2;
+    const int natural =
+        metrics.boundingRect(QRect(0, 0, INT_MAX / 2, INT_MAX / 2), Qt::AlignLeft, text).width() + 2;
     textLabel_->setFixedWidth(std::min(natural, kBubbleWidth - 2 * kBubbleInsetX));
 }
 

@@ -97,7 +97,8 @@ void QueryInputPanel::leaveAndDelete()
 void QueryInputPanel::animateHeight(int height)
 {
     const double target = std::clamp(height, kMinimumHeight, kMaximumHeight);
-    const double planned = resize_.state() == QAbstractAnimation::Running ? resize_.endValue().toDouble() : cardHeight_;
+    const double planned =
+        resize_.state() == QAbstractAnimation::Running ? resize_.endValue().toDouble() : cardHeight_;
     if (std::abs(target - planned) <= kIgnoredHeightChange)
         return;
     resize_.stop();

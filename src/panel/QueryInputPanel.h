@@ -9,8 +9,8 @@
 
 namespace velmo {
 
-/// The panel's window. It keeps one size, and the card inside it moves and grows: resizing a window leaves its
-/// contents behind for a frame. What the card does not cover is no part of the window. Main thread.
+/// The panel's window. It keeps one size, and the card inside it moves and grows: resizing a window leaves
+/// its contents behind for a frame. What the card does not cover is no part of the window. Main thread.
 class QueryInputPanel final : public QWidget {
 public:
     static constexpr int kWidth = 620;

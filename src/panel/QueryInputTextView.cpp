@@ -18,7 +18,8 @@ constexpr int kFontSize = 13;
 
 } // namespace
 
-QueryInputTextView::QueryInputTextView(QWidget* parent) : QTextEdit(parent)
+QueryInputTextView::QueryInputTextView(QWidget* parent)
+    : QTextEdit(parent)
 {
     setAcceptRichText(false);
     setFrameShape(QFrame::NoFrame);

@@ -41,13 +41,15 @@ QLabel* makeLabel(const QString& text, int size, QFont::Weight weight, const QCo
 
 } // namespace
 
-QueryPanelContentView::QueryPanelContentView(AnnotationSession& session, std::function<void(int)> onHeightChange)
+QueryPanelContentView::QueryPanelContentView(AnnotationSession& session,
+                                             std::function<void(int)> onHeightChange)
     : session_(session)
     , onHeightChange_(std::move(onHeightChange))
     , refreshTranscript_(this, [this] { updateTranscript(); })
     , refreshState_(this, [this] { updateState(); })
 {
-    auto* card = new RoundedBackgroundView(kCardRadius, QueryPanelTheme::background(), QueryPanelTheme::border(), this);
+    auto* card = new RoundedBackgroundView(kCardRadius, QueryPanelTheme::background(),
+                                           QueryPanelTheme::border(), this);
     auto* fill = new QVBoxLayout(this);
     fill->setContentsMargins(0, 0, 0, 0);
     fill->addWidget(card);
@@ -62,7 +64,8 @@ QueryPanelContentView::QueryPanelContentView(AnnotationSession& session, std::fu
     subscriptions_.push_back(
         session.chatMessages().subscribe([this](const TranscriptChange& change) { noteChange(change); }));
     subscriptions_.push_back(session.state().subscribe([this](SessionState) { refreshState_.request(); }));
-    subscriptions_.push_back(session.isPreparingCapture().subscribe([this](bool) { refreshState_.request(); }));
+    subscriptions_.push_back(
+        session.isPreparingCapture().subscribe([this](bool) { refreshState_.request(); }));
     updateTranscript();
     updateState();
 }
@@ -82,7 +85,8 @@ QWidget* QueryPanelContentView::buildTranscript()
     transcriptScrollView_->setPalette(QueryPanelTheme::palette(QueryPanelTheme::text()));
     transcriptScrollView_->verticalScrollBar()->setStyleSheet(QStringLiteral(
         "QScrollBar:vertical { background: transparent; width: 8px; margin: 4px 1px; }"
-        "QScrollBar::handle:vertical { background: rgba(255,255,255,71); border-radius: 3px; min-height: 24px; }"
+        "QScrollBar::handle:vertical { background: rgba(255,255,255,71); border-radius: 3px; min-height: "
+        "24px; }"
         "QScrollBar::add-line:vertical, QScrollBar::sub-line:vertical { height: 0; }"
         "QScrollBar::add-page:vertical, QScrollBar::sub-page:vertical { background: transparent; }"));
     transcriptScrollView_->setWidget(transcriptDocumentView_);
@@ -100,8 +104,8 @@ QWidget* QueryPanelContentView::buildInputRow()
     auto* row = new QWidget;
     auto* rowLayout = new QHBoxLayout(row);
     rowLayout->setContentsMargins(kTextColumn, 8, kTextColumn, 8);
-    inputContainer_ =
-        new RoundedBackgroundView(kCardRadius, QueryPanelTheme::inputBackground(), QueryPanelTheme::subtleBorder());
+    inputContainer_ = new RoundedBackgroundView(kCardRadius, QueryPanelTheme::inputBackground(),
+                                                QueryPanelTheme::subtleBorder());
     inputContainer_->setMinimumHeight(72);
     rowLayout->addWidget(inputContainer_);
 
@@ -135,7 +139,8 @@ QWidget* QueryPanelContentView::buildInputRow()
     sendButton_->setAutoRaise(true);
     sendButton_->setFixedSize(kSendSize, kSendSize);
     sendButton_->setIconSize(QSize(kSendSize, kSendSize));
-    sendButton_->setStyleSheet(QStringLiteral("QToolButton { border: none; background: transparent; padding: 0; }"));
+    sendButton_->setStyleSheet(
+        QStringLiteral("QToolButton { border: none; background: transparent; padding: 0; }"));
     sendButton_->setAccessibleName(QStringLiteral("Send"));
     connect(sendButton_, &QToolButton::clicked, this, [this] { submit(); });
     bar->addWidget(sendButton_);
@@ -193,7 +198,8 @@ void QueryPanelContentView::updateTranscript()
     for (const ChatMessage& message : transcript.messages()) {
         QueryChatMessageView*& row = rows_[message.id];
         if (!row) {
-            row = new QueryChatMessageView(message, [this](const QUuid& id) { session_.removeAttachmentMessage(id); });
+            row = new QueryChatMessageView(message,
+                                           [this](const QUuid& id) { session_.removeAttachmentMessage(id); });
             transcriptStack_->addWidget(row);
         } else if (changedRows_.contains(message.id)) {
             row->update(message);
@@ -211,7 +217,8 @@ int QueryPanelContentView::desiredHeight() const
 {
     constexpr int kContainerWithoutField = 10 + 4 + 24 + 6;
     constexpr int kRowMargins = 16;
-    const int input = std::max(queryField_->desiredHeight() + kContainerWithoutField + kRowMargins, kMinimumInputHeight);
+    const int input =
+        std::max(queryField_->desiredHeight() + kContainerWithoutField + kRowMargins, kMinimumInputHeight);
     const int transcript = rows_.isEmpty() ? 0 : transcriptScrollView_->minimumHeight();
     return std::min(input + transcript + kFooterHeight, kMaximumHeight);
 }
@@ -223,8 +230,9 @@ void QueryPanelContentView::updateHeight()
     transcriptDivider_->setVisible(!empty);
     constexpr int kPanelWidth = 620;
     // Rows of pictures alone have one height at any width.
-    const int content = transcriptStack_->hasHeightForWidth() ? transcriptStack_->totalHeightForWidth(kPanelWidth)
-                                                              : transcriptStack_->totalSizeHint().height();
+    const int content = transcriptStack_->hasHeightForWidth()
+                            ? transcriptStack_->totalHeightForWidth(kPanelWidth)
+                            : transcriptStack_->totalSizeHint().height();
     transcriptScrollView_->setFixedHeight(empty ? 0 : std::min(content, kMaximumTranscriptHeight));
     onHeightChange_(desiredHeight());
 }
@@ -243,7 +251,8 @@ void QueryPanelContentView::updateSendButton()
                          session_.state().value() != SessionState::Streaming;
     sendButton_->setEnabled(enabled);
     sendButton_->setIcon(symbolIcon(QStringLiteral("arrow.up.circle.fill"),
-                                    enabled ? QueryPanelTheme::accent() : QueryPanelTheme::dimText(), kSendSize));
+                                    enabled ? QueryPanelTheme::accent() : QueryPanelTheme::dimText(),
+                                    kSendSize));
 }
 
 void QueryPanelContentView::submit()
@@ -262,7 +271,8 @@ bool QueryPanelContentView::eventFilter(QObject* watched, QEvent* event)
     if (watched == queryField_ && (event->type() == QEvent::FocusIn || event->type() == QEvent::FocusOut)) {
         QColor focused = QueryPanelTheme::accent();
         focused.setAlphaF(0.5F);
-        inputContainer_->setBorderColor(event->type() == QEvent::FocusIn ? focused : QueryPanelTheme::subtleBorder());
+        inputContainer_->setBorderColor(event->type() == QEvent::FocusIn ? focused
+                                                                         : QueryPanelTheme::subtleBorder());
     }
     return QWidget::eventFilter(watched, event);
 }

@@ -48,13 +48,15 @@ QueryPanelController::QueryPanelController(AnnotationSession& session, const std
 {
     const Screen chosen = chooseScreen(screen, screens).value_or(Screen{});
     const ScreenRect visible = chosen.visibleFrame;
-    log(QStringLiteral("screen=") + describe(chosen.frame) + QStringLiteral(" visibleFrame=") + describe(visible));
+    log(QStringLiteral("screen=") + describe(chosen.frame) + QStringLiteral(" visibleFrame=") +
+        describe(visible));
     const ScreenPoint origin{visible.midX() - QueryInputPanel::kWidth / 2.0, visible.minY() + kDockClearance};
     log(QStringLiteral("panel origin=(") + whole(origin.x) + QStringLiteral(", ") + whole(origin.y) +
         QStringLiteral(") size=") + QString::number(QueryInputPanel::kWidth) + u'x' +
         QString::number(QueryInputPanel::kMinimumHeight));
     log(QStringLiteral("dock clearance: panelBottom=") + whole(origin.y) + QStringLiteral(" dockTop=") +
-        whole(visible.minY()) + QStringLiteral(" gap=") + whole(origin.y - visible.minY()) + QStringLiteral("pt"));
+        whole(visible.minY()) + QStringLiteral(" gap=") + whole(origin.y - visible.minY()) +
+        QStringLiteral("pt"));
 
     auto* panel = new QueryInputPanel(coordinateSpace().toQt(origin).toPoint(), windows);
     panel->onEscape = [&session] { session.cancel(); };

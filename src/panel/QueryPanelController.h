@@ -14,8 +14,8 @@ class QueryPanelContentView;
 class QueryPanelController final : public QuestionPanel {
 public:
     /// Without a screen the main one is used, else the first. Session, screens and window system outlive it.
-    QueryPanelController(AnnotationSession& session, const std::optional<Screen>& screen, const Screens& screens,
-                         WindowSurfaces& windows);
+    QueryPanelController(AnnotationSession& session, const std::optional<Screen>& screen,
+                         const Screens& screens, WindowSurfaces& windows);
     ~QueryPanelController() override;
 
     void showWindow() override;

@@ -4,8 +4,8 @@
 
 namespace velmo {
 
-RoundedBackgroundView::RoundedBackgroundView(double cornerRadius, const QColor& background, const QColor& border,
-                                             QWidget* parent)
+RoundedBackgroundView::RoundedBackgroundView(double cornerRadius, const QColor& background,
+                                             const QColor& border, QWidget* parent)
     : QWidget(parent)
     , cornerRadius_(cornerRadius)
     , background_(background)

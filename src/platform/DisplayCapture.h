@@ -22,8 +22,8 @@ struct ShareableContent {
 
 /// Pictures of a display without this program's own windows.
 ///
-/// prepare() and release() are called on the main thread; shareableContent() and captureDisplay() on a worker,
-/// one at a time. The backend owns its connection and never touches the main thread's.
+/// prepare() and release() are called on the main thread; shareableContent() and captureDisplay() on a
+/// worker, one at a time. The backend owns its connection and never touches the main thread's.
 class DisplayCapture {
 public:
     virtual ~DisplayCapture() = default;

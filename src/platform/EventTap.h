@@ -36,9 +36,9 @@ struct TapInterest {
 
 /// Watches the desktop's input stream on a thread of its own.
 ///
-/// start() and stop() are called on the main thread and return at once. The handler runs on the tap's thread and
-/// must not block. onStarted tells, on the tap's thread, what could not be reserved ("held by another program"),
-/// or a failure as a whole.
+/// start() and stop() are called on the main thread and return at once. The handler runs on the tap's thread
+/// and must not block. onStarted tells, on the tap's thread, what could not be reserved ("held by another
+/// program"), or a failure as a whole.
 class EventTap {
 public:
     using Handler = std::function<TapVerdict(const TapEvent&)>;

@@ -51,8 +51,8 @@ struct HttpHead {
     std::vector<HttpHeader> headers;
 };
 
-/// A response's body, still arriving. Bytes that come before read() is called are kept. Destroying it before its
-/// end cancels the transfer.
+/// A response's body, still arriving. Bytes that come before read() is called are kept. Destroying it before
+/// its end cancels the transfer.
 class HttpBody {
 public:
     using Consumer = std::function<void(QByteArrayView bytes)>;
@@ -60,8 +60,8 @@ public:
 
     virtual ~HttpBody() = default;
 
-    /// Once. Both run on the client's network thread: the consumer for every run of bytes in order, then onEnd
-    /// exactly once. Neither runs after the body was destroyed, save a call that is already under way.
+    /// Once. Both run on the client's network thread: the consumer for every run of bytes in order, then
+    /// onEnd exactly once. Neither runs after the body was destroyed, save a call that is already under way.
     virtual void read(Consumer consumer, EndHandler onEnd) = 0;
 };
 
@@ -84,7 +84,8 @@ public:
 
     virtual ~HttpClient() = default;
 
-    /// Returns at once. onHead runs exactly once, on the network thread, unless the exchange is destroyed first.
+    /// Returns at once. onHead runs exactly once, on the network thread, unless the exchange is destroyed
+    /// first.
     [[nodiscard]] virtual std::unique_ptr<HttpExchange> send(HttpRequest request, HeadHandler onHead) = 0;
 };
 

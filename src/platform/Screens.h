@@ -11,11 +11,12 @@ namespace velmo {
 /// A snapshot of one screen. Plain value, any thread.
 struct Screen {
     QString name;
-    std::optional<quint32> displayID; ///< Names the screen to DisplayCapture; none if the platform cannot tell.
-    ScreenRect frame;                 ///< The whole screen, in points.
-    ScreenRect visibleFrame;          ///< Without panels and docks, in points.
-    PixelRect nativeFrame;            ///< The whole screen, in native pixels of the root.
-    double scale = 1;                 ///< Native pixels per point.
+    std::optional<quint32>
+        displayID;           ///< Names the screen to DisplayCapture; none if the platform cannot tell.
+    ScreenRect frame;        ///< The whole screen, in points.
+    ScreenRect visibleFrame; ///< Without panels and docks, in points.
+    PixelRect nativeFrame;   ///< The whole screen, in native pixels of the root.
+    double scale = 1;        ///< Native pixels per point.
 };
 
 /// The screens of the desktop, as they are now. Main thread.

@@ -14,9 +14,9 @@ struct RunningApplication {
 
 /// A window, or an element in it, that can be given the focus again.
 struct AccessibilityElement {
-    quint64 window = 0;   ///< For windows: the window system's number.
-    QString bus;          ///< For elements: the accessibility bus name that owns it.
-    QString path;         ///< For elements: its object path.
+    quint64 window = 0; ///< For windows: the window system's number.
+    QString bus;        ///< For elements: the accessibility bus name that owns it.
+    QString path;       ///< For elements: its object path.
     friend bool operator==(const AccessibilityElement&, const AccessibilityElement&) = default;
 };
 

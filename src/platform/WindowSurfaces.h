@@ -4,8 +4,8 @@ class QWidget;
 
 namespace velmo {
 
-/// What our own floating windows need from the window system beyond the toolkit. Main thread; the widgets must
-/// have a native window.
+/// What our own floating windows need from the window system beyond the toolkit. Main thread; the widgets
+/// must have a native window.
 class WindowSurfaces {
 public:
     virtual ~WindowSurfaces() = default;
@@ -13,7 +13,8 @@ public:
     /// Whether translucent windows show what is below them.
     [[nodiscard]] virtual bool isComposited() const = 0;
 
-    /// Takes every key press for a window that has no input focus. False while another program holds the keyboard.
+    /// Takes every key press for a window that has no input focus. False while another program holds the
+    /// keyboard.
     virtual bool grabKeyboard(QWidget& widget) = 0;
     /// Nothing if the window does not hold the keyboard.
     virtual void releaseKeyboard(QWidget& widget) = 0;

@@ -23,17 +23,18 @@ Result<QJsonArray, LLMError> contentBlocks(const LLMMessage& message)
         const auto image = encodeImageForAnthropic(*message.imageData);
         if (!image)
             return Failure{image.error()};
-        DebugLog::log(kCategory, QStringLiteral("Prepared image payload mediaType=") + image.value().mediaType +
-                                     QStringLiteral(" bytes=") + QString::number(image.value().byteCount));
+        DebugLog::log(kCategory, QStringLiteral("Prepared image payload mediaType=") +
+                                     image.value().mediaType + QStringLiteral(" bytes=") +
+                                     QString::number(image.value().byteCount));
         blocks.append(QJsonObject{
             {QStringLiteral("type"), QStringLiteral("image")},
-            {QStringLiteral("source"), QJsonObject{{QStringLiteral("type"), QStringLiteral("base64")},
-                                                   {QStringLiteral("media_type"), image.value().mediaType},
-                                                   {QStringLiteral("data"),
-                                                    QString::fromLatin1(image.value().base64Data)}}}});
+            {QStringLiteral("source"),
+             QJsonObject{{QStringLiteral("type"), QStringLiteral("base64")},
+                         {QStringLiteral("media_type"), image.value().mediaType},
+                         {QStringLiteral("data"), QString::fromLatin1(image.value().base64Data)}}}});
     }
-    blocks.append(
-        QJsonObject{{QStringLiteral("type"), QStringLiteral("text")}, {QStringLiteral("text"), message.text}});
+    blocks.append(QJsonObject{{QStringLiteral("type"), QStringLiteral("text")},
+                              {QStringLiteral("text"), message.text}});
     return blocks;
 }
 
@@ -65,9 +66,9 @@ Result<QByteArray, LLMError> AnthropicProvider::buildRequestBody(const QString& 
         if (!content)
             return Failure{content.error()};
         const bool user = message.role == LLMMessage::Role::User;
-        entries.append(QJsonObject{
-            {QStringLiteral("role"), user ? QStringLiteral("user") : QStringLiteral("assistant")},
-            {QStringLiteral("content"), content.value()}});
+        entries.append(
+            QJsonObject{{QStringLiteral("role"), user ? QStringLiteral("user") : QStringLiteral("assistant")},
+                        {QStringLiteral("content"), content.value()}});
     }
     QJsonObject body{{QStringLiteral("model"), model},
                      {QStringLiteral("max_tokens"), kMaxTokens},
@@ -87,7 +88,8 @@ std::optional<QString> AnthropicProvider::processLine(QByteArrayView line)
     return text.isString() ? std::optional(text.toString()) : std::nullopt;
 }
 
-AnswerChannel::Reader AnthropicProvider::stream(const QList<LLMMessage>& messages, const QString& systemPrompt)
+AnswerChannel::Reader AnthropicProvider::stream(const QList<LLMMessage>& messages,
+                                                const QString& systemPrompt)
 {
     return produceAnswer({
         .category = kCategory,
@@ -103,8 +105,9 @@ AnswerChannel::Reader AnthropicProvider::stream(const QList<LLMMessage>& message
             [apiKey = apiKey_] {
                 HttpRequest request;
                 request.method = "POST";
-                request.url = providerEndpoint("ANTHROPIC_BASE_URL", QStringLiteral("https://api.anthropic.com"),
-                                               QStringLiteral("messages"));
+                request.url =
+                    providerEndpoint("ANTHROPIC_BASE_URL", QStringLiteral("https://api.anthropic.com"),
+                                     QStringLiteral("messages"));
                 request.headers = {{"x-api-key", apiKey.toUtf8()},
                                    {"anthropic-version", "2023-06-01"},
                                    {"Content-Type", "application/json"}};

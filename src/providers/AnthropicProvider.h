@@ -10,7 +10,10 @@ public:
     /// The largest encoded image that the service accepts.
     static constexpr qsizetype kMaxImageBytes = qsizetype(5) * 1024 * 1024;
 
-    AnthropicProvider(QString apiKey, QString model) : apiKey_(std::move(apiKey)), model_(std::move(model)) {}
+    AnthropicProvider(QString apiKey, QString model)
+        : apiKey_(std::move(apiKey))
+        , model_(std::move(model))
+    {}
 
     [[nodiscard]] QString id() const override;
     [[nodiscard]] QString displayName() const override;

@@ -12,8 +12,8 @@ namespace velmo {
 
 /// An image as the Anthropic service takes it.
 struct EncodedImage {
-    QString mediaType;     ///< "image/webp" or "image/jpeg".
-    QByteArray base64Data; ///< Without line breaks.
+    QString mediaType;       ///< "image/webp" or "image/jpeg".
+    QByteArray base64Data;   ///< Without line breaks.
     qsizetype byteCount = 0; ///< Before base64.
 };
 
@@ -25,8 +25,8 @@ struct ImageEncoders {
 
 [[nodiscard]] const ImageEncoders& systemImageEncoders();
 
-/// Re-encodes a screenshot so that the service accepts it: WebP, else JPEG, at falling quality, then at falling
-/// size. Stateless; any thread but the main one, since encoding takes long.
+/// Re-encodes a screenshot so that the service accepts it: WebP, else JPEG, at falling quality, then at
+/// falling size. Stateless; any thread but the main one, since encoding takes long.
 [[nodiscard]] Result<EncodedImage, LLMError>
 encodeImageForAnthropic(const QByteArray& data, const ImageEncoders& encoders = systemImageEncoders());
 

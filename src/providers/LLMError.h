@@ -32,7 +32,9 @@ public:
     [[nodiscard]] QString localizedDescription() const;
 
 private:
-    explicit LLMError(std::variant<HttpStatus, ImageEncoding> detail) : detail_(std::move(detail)) {}
+    explicit LLMError(std::variant<HttpStatus, ImageEncoding> detail)
+        : detail_(std::move(detail))
+    {}
     std::variant<HttpStatus, ImageEncoding> detail_;
 };
 

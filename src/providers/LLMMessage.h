@@ -13,8 +13,9 @@ struct LLMMessage {
     enum class Role { User, Assistant };
 
     Role role = Role::User;
-    QString text;                        ///< May be empty.
-    std::optional<QByteArray> imageData; ///< An encoded screenshot. Present but empty still counts as attached.
+    QString text; ///< May be empty.
+    std::optional<QByteArray>
+        imageData; ///< An encoded screenshot. Present but empty still counts as attached.
 };
 
 } // namespace velmo

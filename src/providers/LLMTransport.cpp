@@ -49,15 +49,15 @@ async::Task<Result<HttpResponse, HttpError>> LLMTransport::bytes(HttpRequest req
     for (int attempt = 1;; ++attempt) {
         DebugLog::log(provider, QStringLiteral("Starting request attempt=") + QString::number(attempt));
         const async::OneShot<Result<HttpResponse, HttpError>> head;
-        const auto exchange =
-            client().send(request, [head](Result<HttpResponse, HttpError> result) { head.resolve(std::move(result)); });
+        const auto exchange = client().send(
+            request, [head](Result<HttpResponse, HttpError> result) { head.resolve(std::move(result)); });
         auto result = co_await head.value();
         if (result)
             co_return result;
         const bool retryable = isRetryable(result.error());
         DebugLog::log(provider, QStringLiteral("Request attempt failed attempt=") + QString::number(attempt) +
-                                    QStringLiteral(" retryable=") + boolText(retryable) + QStringLiteral(" error=") +
-                                    result.error().description);
+                                    QStringLiteral(" retryable=") + boolText(retryable) +
+                                    QStringLiteral(" error=") + result.error().description);
         if (!retryable || attempt == kAttempts)
             co_return result;
         co_await async::sleepFor(kRetryPause);

@@ -8,8 +8,8 @@ namespace velmo {
 
 /// Cuts a stream of bytes into lines, however the stream is cut into pieces.
 ///
-/// A line feed ends a line, carriage returns are dropped wherever they stand, and a line that is not valid UTF-8 or
-/// longer than the limit is skipped whole. One thread at a time.
+/// A line feed ends a line, carriage returns are dropped wherever they stand, and a line that is not valid
+/// UTF-8 or longer than the limit is skipped whole. One thread at a time.
 class LineReader {
 public:
     /// Nothing that a service sends comes near it; it bounds what a broken one can make us keep.
@@ -18,7 +18,9 @@ public:
     using Handler = std::function<void(QByteArrayView line)>;
 
     /// The view is valid during the call.
-    explicit LineReader(Handler handler) : handler_(std::move(handler)) {}
+    explicit LineReader(Handler handler)
+        : handler_(std::move(handler))
+    {}
 
     void feed(QByteArrayView bytes);
     /// The stream has ended: a last line without a line feed counts.

@@ -20,10 +20,10 @@ QJsonValue content(const LLMMessage& message)
         return message.text;
     const QString url =
         QStringLiteral("data:image/png;base64,") + QString::fromLatin1(message.imageData->toBase64());
-    return QJsonArray{
-        QJsonObject{{QStringLiteral("type"), QStringLiteral("image_url")},
-                    {QStringLiteral("image_url"), QJsonObject{{QStringLiteral("url"), url}}}},
-        QJsonObject{{QStringLiteral("type"), QStringLiteral("text")}, {QStringLiteral("text"), message.text}}};
+    return QJsonArray{QJsonObject{{QStringLiteral("type"), QStringLiteral("image_url")},
+                                  {QStringLiteral("image_url"), QJsonObject{{QStringLiteral("url"), url}}}},
+                      QJsonObject{{QStringLiteral("type"), QStringLiteral("text")},
+                                  {QStringLiteral("text"), message.text}}};
 }
 
 QJsonObject entry(const QString& role, const QJsonValue& content)
@@ -88,10 +88,8 @@ AnswerChannel::Reader OpenAIProvider::stream(const QList<LLMMessage>& messages, 
         .model = model_,
         .messages = messages,
         .systemPrompt = systemPrompt,
-        .buildBody = [model = model_](const QList<LLMMessage>& conversation,
-                                      const QString& prompt) -> Result<QByteArray, LLMError> {
-            return buildRequestBody(model, conversation, prompt);
-        },
+        .buildBody = [model = model_](const QList<LLMMessage>& conversation, const QString& prompt)
+            -> Result<QByteArray, LLMError> { return buildRequestBody(model, conversation, prompt); },
         .buildRequest =
             [apiKey = apiKey_] {
                 HttpRequest request;

@@ -7,7 +7,10 @@ namespace velmo {
 /// Answers from the OpenAI chat completions service, or a server that speaks like it.
 class OpenAIProvider final : public LLMProvider {
 public:
-    OpenAIProvider(QString apiKey, QString model) : apiKey_(std::move(apiKey)), model_(std::move(model)) {}
+    OpenAIProvider(QString apiKey, QString model)
+        : apiKey_(std::move(apiKey))
+        , model_(std::move(model))
+    {}
 
     [[nodiscard]] QString id() const override;
     [[nodiscard]] QString displayName() const override;

@@ -27,13 +27,13 @@ const std::map<std::string, std::set<std::string>> kAllowed{
     {"overlay", {"core", "core/async", "platform"}},
     {"panel", {"core", "core/async", "platform"}},
     {"app",
-     {"core", "core/async", "platform", "platform/x11", "platform/linux", "providers", "capture", "input", "overlay",
-      "panel"}},
+     {"core", "core/async", "platform", "platform/x11", "platform/linux", "providers", "capture", "input",
+      "overlay", "panel"}},
 };
 
 /// The base library stands below the seam, although its files share a folder with the session.
-const std::set<std::string> kBaseFiles{"Clock",    "Console", "CoordinateSpace", "DebugLog", "Geometry",
-                                       "Identity", "Loopback", "Published",      "Result",   "Text"};
+const std::set<std::string> kBaseFiles{"Clock",    "Console",  "CoordinateSpace", "DebugLog", "Geometry",
+                                       "Identity", "Loopback", "Published",       "Result",   "Text"};
 
 /// What the session may know of the providers: the contract, never a vendor or the way over the network.
 const std::set<std::string> kProviderContract{"providers/LLMProvider.h", "providers/LLMMessage.h",
@@ -41,8 +41,8 @@ const std::set<std::string> kProviderContract{"providers/LLMProvider.h", "provid
 
 /// Headers of libraries that must not leave their backend's folder.
 const std::map<std::string, std::string> kConfined{
-    {"xcb/", "platform/x11"},       {"X11/", "platform/x11"},    {"curl/", "platform/linux"},
-    {"QDBus", "platform/linux"},    {"wayland-", "platform/wayland"},
+    {"xcb/", "platform/x11"},    {"X11/", "platform/x11"},         {"curl/", "platform/linux"},
+    {"QDBus", "platform/linux"}, {"wayland-", "platform/wayland"},
 };
 
 struct Include {

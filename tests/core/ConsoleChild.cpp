@@ -3,7 +3,6 @@
 #include "core/Console.h"
 #include "core/DebugLog.h"
 
-#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstring>
@@ -22,14 +21,20 @@ constexpr const char* kRole = "--console-child";
 constexpr std::chrono::seconds kChildGuard{20};
 constexpr size_t kChunk = 65536;
 
-/// Gives whether there may be more to read.
+/// Takes what is there, up to a limit. Gives whether anything was.
 bool drain(int descriptor, QByteArray& into)
 {
     std::vector<char> buffer(kChunk);
     const ssize_t count = read(descriptor, buffer.data(), buffer.size());
     if (count > 0)
         into.append(buffer.data(), count);
-    return count > 0 || (count < 0 && errno == EAGAIN);
+    return count > 0;
+}
+
+void drainAll(int descriptor, QByteArray& into)
+{
+    while (drain(descriptor, into)) {
+    }
 }
 
 ConsoleChildResult runChild(const std::vector<std::string>& arguments, ConsoleOutput output,
@@ -65,7 +70,16 @@ ConsoleChildResult runChild(const std::vector<std::string>& arguments, ConsoleOu
     int status = -1;
     const auto deadline = std::chrono::steady_clock::now() + kChildGuard;
     pid_t ended = 0;
-    while ((ended = waitpid(child, &status, WNOHANG)) == 0 && std::chrono::steady_clock::now() < deadline) {
+    while (std::chrono::steady_clock::now() < deadline) {
+        ended = waitpid(child, &status, WNOHANG | WUNTRACED);
+        if (ended == child && WIFSTOPPED(status)) {
+            // It has logged all its lines and waits for the pipe to be emptied.
+            drainAll(ends[0], result.output);
+            kill(child, SIGCONT);
+            ended = 0;
+        }
+        if (ended != 0)
+            break;
         if (readWhileRunning)
             drain(ends[0], result.output);
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -77,8 +91,7 @@ ConsoleChildResult runChild(const std::vector<std::string>& arguments, ConsoleOu
     result.finished = ended == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
     if (output == ConsoleOutput::ClosedPipe)
         return result;
-    while (drain(ends[0], result.output) && errno != EAGAIN) {
-    }
+    drainAll(ends[0], result.output);
     close(ends[0]);
     return result;
 }
@@ -87,7 +100,8 @@ ConsoleChildResult runChild(const std::vector<std::string>& arguments, ConsoleOu
 
 ConsoleChildResult logInChild(const QString& logFile, const QString& message, int count, ConsoleOutput output)
 {
-    return runChild({kRole, "output", logFile.toStdString(), std::to_string(count), message.toStdString()},
+    const char* role = output == ConsoleOutput::FullPipe ? "pause" : "output";
+    return runChild({kRole, role, logFile.toStdString(), std::to_string(count), message.toStdString()},
                     output, STDOUT_FILENO);
 }
 
@@ -110,6 +124,11 @@ std::optional<int> runAsConsoleChild(int argc, char** argv)
     for (int line = 0; line < count; ++line)
         DebugLog::log(QStringLiteral("Child"), QString::fromUtf8(argv[5]) + QString::number(line));
     DebugLog::flush();
+    if (std::strcmp(argv[2], "pause") == 0) {
+        std::raise(SIGSTOP);
+        DebugLog::log(QStringLiteral("Child"), QStringLiteral("The pipe is empty."));
+        DebugLog::flush();
+    }
     return 0;
 }
 

@@ -126,6 +126,24 @@ TEST_F(SessionCancelTest, AFailedFirstQuestionDoesNotReachTheNextSession)
     EXPECT_THAT(sent(anthropic.requests.at(1)), ElementsAre(u"user: Q2"));
 }
 
+TEST_F(SessionCancelTest, APendingImageIsNotOverwrittenByTheNextSession)
+{
+    completeFirstTurn();
+    beginAnotherCapture();
+    deliverCapture("second");
+    session->cancel();
+    keychain->items.clear(); // So that a question gives way to captures without being sent.
+    drawAndAdvance();
+    deliverCapture("first");
+    ask(QStringLiteral("lost"));
+    log.takeSession();
+    beginAnotherCapture();
+    deliverCapture("third");
+
+    EXPECT_THAT(log.takeSession(),
+                ElementsAre(u"Begin additional capture", testing::_, u"Additional capture complete bytes=5"));
+}
+
 TEST_F(SessionCancelTest, PendingDictationGoesWithTheSession)
 {
     drawAndAdvance();

@@ -215,15 +215,21 @@ TEST_F(TaskScopeTest, ATaskMayDestroyTheScopeOfAnother)
     EXPECT_THAT(*events, ElementsAre(u"frame gone"));
 }
 
-TEST_F(TaskScopeTest, FinishedTasksAreLetGoWhenTheNextOneStarts)
+Task<> increment(std::shared_ptr<int> number)
 {
-    const auto held = std::make_shared<int>(1);
-    const auto hold = [](std::shared_ptr<int>) -> Task<> { co_return; };
-    scope->start(hold(held));
-    settle();
-    scope->start(hold(nullptr));
+    ++*number;
+    co_return;
+}
 
-    EXPECT_EQ(held.use_count(), 1);
+TEST_F(TaskScopeTest, AFinishedTaskLetsGoOfItsParameters)
+{
+    const auto number = std::make_shared<int>(1);
+    const auto task = scope->start(increment(number));
+    settle();
+
+    EXPECT_EQ(*number, 2);
+    EXPECT_TRUE(task.isFinished());
+    EXPECT_EQ(number.use_count(), 1);
 }
 
 Task<> startAnother(async::TaskScope* scope, Events events)

@@ -5,6 +5,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <limits>
+
 namespace velmo {
 namespace {
 
@@ -173,24 +176,32 @@ TEST_F(TranscriptTest, AChangeNamesItsMessage)
     EXPECT_THAT(ids, ElementsAre(id, id, id));
 }
 
-TEST_F(TranscriptTest, TheCostOfAPieceDoesNotDependOnTheNumberOfMessages)
+/// The shortest of some runs, since the machine may be busy with something else during any one of them.
+qint64 nanosecondsForAnAnswer(int earlierMessages)
 {
-    constexpr int kPieces = 20'000;
-    const auto nanoseconds = [](int earlierMessages) {
+    constexpr int kRuns = 5;
+    constexpr int kPieces = 5000;
+    const QString piece = QStringLiteral("piece ");
+    qint64 best = std::numeric_limits<qint64>::max();
+    for (int run = 0; run < kRuns; ++run) {
         Transcript chat;
         for (int number = 0; number < earlierMessages; ++number)
             chat.append(ChatMessage::user(QStringLiteral("earlier")));
         const QUuid id = chat.append(ChatMessage::streamingAssistant());
-        const QString piece = QStringLiteral("piece ");
         QElapsedTimer timer;
         timer.start();
         for (int number = 0; number < kPieces; ++number)
             chat.extend(id, piece);
+        best = std::min(best, timer.nsecsElapsed());
         EXPECT_EQ(chat.find(id)->text.size(), kPieces * piece.size());
-        return timer.nsecsElapsed();
-    };
-    nanoseconds(1);
-    EXPECT_LT(nanoseconds(5000), 10 * nanoseconds(1));
+    }
+    return best;
+}
+
+TEST_F(TranscriptTest, TheCostOfAPieceDoesNotDependOnTheNumberOfMessages)
+{
+    // If each piece looked at each message, it would be about five thousand times.
+    EXPECT_LT(nanosecondsForAnAnswer(5000), 30 * nanosecondsForAnAnswer(1));
 }
 
 TEST(PublishedTextTest, TellsPiecesAndReplacementsBeforeTheyAreVisible)

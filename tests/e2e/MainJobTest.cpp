@@ -72,10 +72,7 @@ protected:
         return lines;
     }
 
-    [[nodiscard]] bool logHolds(const QString& text) const
-    {
-        return logLines().filter(text).size() > 0;
-    }
+    [[nodiscard]] bool logHolds(const QString& text) const { return logLines().filter(text).size() > 0; }
 
     void circle(const QRect& target)
     {
@@ -118,7 +115,8 @@ protected:
             QJsonDocument::fromJson(request.body).object().value(QStringLiteral("messages")).toArray();
         const QJsonObject part =
             messages.at(1).toObject().value(QStringLiteral("content")).toArray().at(0).toObject();
-        const QString url = part.value(QStringLiteral("image_url")).toObject().value(QStringLiteral("url")).toString();
+        const QString url =
+            part.value(QStringLiteral("image_url")).toObject().value(QStringLiteral("url")).toString();
         return QImage::fromData(QByteArray::fromBase64(url.section(u',', 1).toLatin1()));
     }
 
@@ -157,10 +155,10 @@ bool isRedNear(const QImage& image, QPoint point)
     return false;
 }
 
-/// Pixels that differ though no stroke comes near them. Window frames do not count: the window manager repaints
-/// the title when the keyboard moves to the panel.
-int differencesBesideTheStroke(const QImage& before, const QImage& sent, const QList<QPoint>& stroke, int titleTop,
-                               int titleBottom)
+/// Pixels that differ though no stroke comes near them. Window frames do not count: the window manager
+/// repaints the title when the keyboard moves to the panel.
+int differencesBesideTheStroke(const QImage& before, const QImage& sent, const QList<QPoint>& stroke,
+                               int titleTop, int titleBottom)
 {
     int count = 0;
     for (int y = 0; y < sent.height(); ++y) {
@@ -194,17 +192,20 @@ TEST_P(MainJob, CircleAskFollowUpAndEscape)
 
     // The hotkey opens the overlay; the application below sees nothing of it and stays the active one.
     input_.chord({"Control_L", "Alt_L", "space"});
-    ASSERT_TRUE(awaitCondition([&] { return session.state().value() == SessionState::Drawing && overlayIsUp(); }));
+    ASSERT_TRUE(
+        awaitCondition([&] { return session.state().value() == SessionState::Drawing && overlayIsUp(); }));
     circle(desk_->target());
     ASSERT_TRUE(awaitCondition([&] { return session.chatMessages().messages().size() == 1; }));
     EXPECT_EQ(session.state().value(), SessionState::Querying);
 
     // The question.
-    ASSERT_TRUE(awaitCondition([] { return dynamic_cast<QueryInputTextView*>(QApplication::focusWidget()); }));
+    ASSERT_TRUE(
+        awaitCondition([] { return dynamic_cast<QueryInputTextView*>(QApplication::focusWidget()); }));
     type("why");
     input_.tap("Return");
     ASSERT_TRUE(awaitCondition([&] {
-        return session.state().value() == SessionState::Querying && session.chatMessages().messages().size() == 3;
+        return session.state().value() == SessionState::Querying &&
+               session.chatMessages().messages().size() == 3;
     }));
     const auto& messages = session.chatMessages().messages();
     EXPECT_TRUE(messages[0].attachment.has_value());
@@ -234,11 +235,13 @@ TEST_P(MainJob, CircleAskFollowUpAndEscape)
               0);
 
     // A follow-up carries the whole chat.
-    ASSERT_TRUE(awaitCondition([] { return dynamic_cast<QueryInputTextView*>(QApplication::focusWidget()); }));
+    ASSERT_TRUE(
+        awaitCondition([] { return dynamic_cast<QueryInputTextView*>(QApplication::focusWidget()); }));
     type("more");
     input_.tap("Return");
     ASSERT_TRUE(awaitCondition([&] {
-        return session.state().value() == SessionState::Querying && session.chatMessages().messages().size() == 5;
+        return session.state().value() == SessionState::Querying &&
+               session.chatMessages().messages().size() == 5;
     }));
     EXPECT_THAT(session.chatMessages().messages()[4].text.toStdString(),
                 testing::AllOf(testing::HasSubstr("turn 2"), testing::HasSubstr("question: more")));
@@ -253,7 +256,8 @@ TEST_P(MainJob, CircleAskFollowUpAndEscape)
         return !overlayIsUp() && front && front->processID != QCoreApplication::applicationPid() &&
                !QApplication::focusWidget();
     }));
-    awaitCondition([] { return false; }, std::chrono::milliseconds(300)); // The restoration is due 0.2 s later.
+    awaitCondition([] { return false; },
+                   std::chrono::milliseconds(300)); // The restoration is due 0.2 s later.
     type("back");
     EXPECT_TRUE(desk_->awaitText(QStringLiteral("back")));
 

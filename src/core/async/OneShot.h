@@ -21,7 +21,9 @@ class OneShot {
 public:
     class ValueWait final : public Wait {
     public:
-        explicit ValueWait(std::shared_ptr<State> state) : state_(std::move(state)) {}
+        explicit ValueWait(std::shared_ptr<State> state)
+            : state_(std::move(state))
+        {}
         ~ValueWait() override { endWait(); }
         T await_resume()
         {

@@ -6,7 +6,9 @@
 
 namespace velmo::async {
 
-SerialQueue::SerialQueue(std::string label) : label_(std::move(label)) {}
+SerialQueue::SerialQueue(std::string label)
+    : label_(std::move(label))
+{}
 
 SerialQueue::~SerialQueue()
 {

@@ -9,8 +9,8 @@
 
 namespace velmo::async {
 
-/// Runs functions one after the other, in the order they came, on a thread of its own that starts with the first
-/// one. Any thread.
+/// Runs functions one after the other, in the order they came, on a thread of its own that starts with the
+/// first one. Any thread.
 class SerialQueue {
 public:
     /// The label names the thread; the kernel shows its first 15 bytes.

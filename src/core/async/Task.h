@@ -7,10 +7,10 @@
 #include <optional>
 #include <utility>
 
-/// Tasks: the one way to wait. A Task<T> is a coroutine on the main thread; it does nothing until it is awaited by
-/// another task or started in a TaskScope. Parameters of a task go by value, since the caller's are gone when the
-/// body runs; never make a capturing lambda a coroutine. Nor write a capturing lambda inside a co_await expression:
-/// g++ 12 destroys such a temporary twice. Name it first and move it in.
+/// Tasks: the one way to wait. A Task<T> is a coroutine on the main thread; it does nothing until it is
+/// awaited by another task or started in a TaskScope. Parameters of a task go by value, since the caller's
+/// are gone when the body runs; never make a capturing lambda a coroutine. Nor write a capturing lambda
+/// inside a co_await expression: g++ 12 destroys such a temporary twice. Name it first and move it in.
 namespace velmo::async {
 
 template <typename T>
@@ -60,7 +60,9 @@ public:
         void unhandled_exception() { exception = std::current_exception(); }
     };
 
-    Task(Task&& other) noexcept : handle_(std::exchange(other.handle_, nullptr)) {}
+    Task(Task&& other) noexcept
+        : handle_(std::exchange(other.handle_, nullptr))
+    {}
     Task& operator=(Task&& other) noexcept
     {
         std::swap(handle_, other.handle_);
@@ -92,7 +94,9 @@ public:
     }
 
 private:
-    explicit Task(std::coroutine_handle<promise_type> handle) : handle_(handle) {}
+    explicit Task(std::coroutine_handle<promise_type> handle)
+        : handle_(handle)
+    {}
     std::coroutine_handle<promise_type> handle_;
 };
 

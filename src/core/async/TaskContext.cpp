@@ -35,7 +35,8 @@ void TaskContext::resume(std::coroutine_handle<> point)
     running_ = true;
     point.resume();
     running_ = false;
-    // A finished frame still holds its parameters, pictures among them, so it does not wait for its owner's end.
+    // A finished frame still holds its parameters, pictures among them, so it does not wait for its owner's
+    // end.
     if (destroyed_ || root_.done())
         destroy();
 }

@@ -5,8 +5,8 @@
 
 namespace velmo::async {
 
-/// Thrown at a task's point of waiting when the task was cancelled, so that the code can log and tidy up. It never
-/// leaves the task: its handle reports a cancelled outcome.
+/// Thrown at a task's point of waiting when the task was cancelled, so that the code can log and tidy up. It
+/// never leaves the task: its handle reports a cancelled outcome.
 struct Cancelled {};
 
 class Wait;
@@ -14,7 +14,8 @@ class Wait;
 /// What all the nested coroutines of one started task share. Main thread.
 class TaskContext : public std::enable_shared_from_this<TaskContext> {
 public:
-    /// Asks the task to stop: if it waits, it resumes on a later turn with Cancelled; every later wait throws too.
+    /// Asks the task to stop: if it waits, it resumes on a later turn with Cancelled; every later wait throws
+    /// too.
     void cancel();
     [[nodiscard]] bool isCancelled() const { return cancelled_; }
 
@@ -38,9 +39,9 @@ private:
     bool destroyed_ = false;
 };
 
-/// Base of everything that a task can wait for. It lives in the waiting coroutine's frame, so its destructor is
-/// the place where a source must forget it: every derived class calls endWait() in its own, where disarm() still
-/// is its own. Main thread.
+/// Base of everything that a task can wait for. It lives in the waiting coroutine's frame, so its destructor
+/// is the place where a source must forget it: every derived class calls endWait() in its own, where disarm()
+/// still is its own. Main thread.
 class Wait {
 public:
     Wait() = default;

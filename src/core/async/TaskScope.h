@@ -21,8 +21,8 @@ struct TaskOutcome<void> {
     bool cancelled = false;
 };
 
-/// A started task, seen from outside. Copies name the same task. Dropping it changes nothing: the scope owns the
-/// task. Main thread.
+/// A started task, seen from outside. Copies name the same task. Dropping it changes nothing: the scope owns
+/// the task. Main thread.
 template <typename T = void>
 class TaskHandle {
 public:
@@ -53,7 +53,9 @@ private:
 
     class OutcomeWait final : public Wait {
     public:
-        explicit OutcomeWait(std::shared_ptr<State> state) : state_(std::move(state)) {}
+        explicit OutcomeWait(std::shared_ptr<State> state)
+            : state_(std::move(state))
+        {}
         ~OutcomeWait() override { endWait(); }
         TaskOutcome<T> await_resume()
         {
@@ -74,12 +76,14 @@ private:
     };
 
     static void wakeWaiters(const std::shared_ptr<State>& state);
-    explicit TaskHandle(std::shared_ptr<State> state) : state_(std::move(state)) {}
+    explicit TaskHandle(std::shared_ptr<State> state)
+        : state_(std::move(state))
+    {}
     std::shared_ptr<State> state_;
 };
 
-/// Owns the tasks of one object; it is that object's last member, so that it is destroyed first. Destroying it
-/// destroys the frames of unfinished tasks. Main thread.
+/// Owns the tasks of one object; it is that object's last member, so that it is destroyed first. Destroying
+/// it destroys the frames of unfinished tasks. Main thread.
 class TaskScope {
 public:
     TaskScope() = default;

@@ -10,7 +10,9 @@ namespace velmo::async {
 /// Waits for a time on the monotonic clock, within a millisecond. Main thread.
 class SleepWait final : public Wait {
 public:
-    explicit SleepWait(std::chrono::milliseconds duration) : duration_(duration) {}
+    explicit SleepWait(std::chrono::milliseconds duration)
+        : duration_(duration)
+    {}
     ~SleepWait() override { endWait(); }
     void await_resume() const { throwIfCancelled(); }
 

@@ -6,8 +6,10 @@
 
 namespace velmo {
 
-/// What a libcurl failure means to callers. `systemError` is the errno behind it, `detail` libcurl's own words.
-[[nodiscard]] HttpError httpErrorFromCurl(CURLcode code, int systemError, const QString& detail, const QString& host);
+/// What a libcurl failure means to callers. `systemError` is the errno behind it, `detail` libcurl's own
+/// words.
+[[nodiscard]] HttpError httpErrorFromCurl(CURLcode code, int systemError, const QString& detail,
+                                          const QString& host);
 
 /// The error of a limit of our own.
 [[nodiscard]] HttpError timeOutError();

@@ -33,7 +33,8 @@ public:
     [[nodiscard]] bool isCancelled() const { return cancelled_; }
 
     [[nodiscard]] bool hasHead() const { return headDelivered_; }
-    /// When the nearest of our own limits strikes; while waiting for a network only the one for the whole counts.
+    /// When the nearest of our own limits strikes; while waiting for a network only the one for the whole
+    /// counts.
     [[nodiscard]] Clock::TimePoint deadline(bool waitingForNetwork) const;
 
     /// What a finished handle means; nothing for success.

@@ -78,10 +78,12 @@ struct JsonFileDefaults::Writer {
             pending.insert(change.key(), change.value());
         const QString folder = QFileInfo(path).path();
         if (!QDir().mkpath(folder))
-            return QStringLiteral("Settings could not be saved: ") + folder + QStringLiteral(" cannot be created");
+            return QStringLiteral("Settings could not be saved: ") + folder +
+                   QStringLiteral(" cannot be created");
         QLockFile lock(path + QStringLiteral(".lock"));
         if (!lock.tryLock(static_cast<int>(kLockPatience.count())))
-            return QStringLiteral("Settings could not be saved: ") + path + QStringLiteral(" cannot be locked");
+            return QStringLiteral("Settings could not be saved: ") + path +
+                   QStringLiteral(" cannot be locked");
 
         ReadOutcome existing = readFile(path);
         const QString problem = existing.problem.isEmpty() ? QString() : moveAside(path, existing.problem);
@@ -90,11 +92,14 @@ struct JsonFileDefaults::Writer {
 
         QSaveFile file(path);
         const QByteArray text = QJsonDocument(existing.values).toJson();
-        if (!file.open(QIODevice::WriteOnly) || !file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner))
+        if (!file.open(QIODevice::WriteOnly) ||
+            !file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner))
             return QStringLiteral("Settings could not be saved: ") + file.errorString();
-        // A disk that fills up takes a part of the text, and the toolkit would put that in the place of the file.
+        // A disk that fills up takes a part of the text, and the toolkit would put that in the place of the
+        // file.
         if (file.write(text) != text.size() || !file.flush() || file.size() != text.size())
-            return QStringLiteral("Settings could not be saved: only a part could be written, the disk may be full");
+            return QStringLiteral(
+                "Settings could not be saved: only a part could be written, the disk may be full");
         if (!file.commit())
             return QStringLiteral("Settings could not be saved: ") + file.errorString();
         pending = {};

@@ -11,9 +11,9 @@ namespace velmo {
 
 /// The settings file: one JSON object, so that types survive. Several instances of the program may share it.
 ///
-/// Reading happens once, at construction. Writes are gathered for one turn of the main loop, then merged into the
-/// file by a worker, under a lock and by replacing it; keys that others wrote are kept. A file that cannot be
-/// understood is moved aside, never overwritten.
+/// Reading happens once, at construction. Writes are gathered for one turn of the main loop, then merged into
+/// the file by a worker, under a lock and by replacing it; keys that others wrote are kept. A file that
+/// cannot be understood is moved aside, never overwritten.
 class JsonFileDefaults final : public UserDefaults {
 public:
     /// "$XDG_CONFIG_HOME/velmo/settings.json".

@@ -10,7 +10,7 @@ namespace velmo {
 /// with a role instead of tests.
 enum class ConsoleOutput {
     Drained,    ///< A pipe that somebody reads all the time.
-    FullPipe,   ///< A pipe that nobody reads while the child runs.
+    FullPipe,   ///< A pipe that nobody reads while the child logs; emptied before its very last line.
     ClosedPipe, ///< A pipe whose reader has gone.
     Closed,     ///< No standard output at all.
 };

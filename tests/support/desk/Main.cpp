@@ -1,5 +1,6 @@
-// An ordinary application window with real text in it, to be looked at and typed into: it stands for somebody's
-// desktop in `make run` and in tests. It says on standard output where things are and what it receives:
+// An ordinary application window with real text in it, to be looked at and typed into: it stands for
+// somebody's desktop in `make run` and in tests. It says on standard output where things are and what it
+// receives:
 //
 //   ready                the window is on the screen and has the keyboard
 //   target X Y W H       what is worth circling, in pixels of the screen
@@ -26,7 +27,8 @@ void say(const QString& line)
     std::fflush(stdout);
 }
 
-QLabel* makeLabel(const QString& text, int size, bool bold = false, const QColor& color = QColor(0x1c, 0x1c, 0x22))
+QLabel* makeLabel(const QString& text, int size, bool bold = false,
+                  const QColor& color = QColor(0x1c, 0x1c, 0x22))
 {
     auto* label = new QLabel(text);
     QFont font;
@@ -67,7 +69,8 @@ protected:
         for (int x = 0; x <= width(); x += 4) {
             const double position = static_cast<double>(x) / width();
             const double distance = (position - kSpikeAt) / 0.035;
-            const double value = 0.25 + 0.03 * std::sin(position * 60) + 0.65 * std::exp(-distance * distance);
+            const double value =
+                0.25 + 0.03 * std::sin(position * 60) + 0.65 * std::exp(-distance * distance);
             const QPointF point(x, height() - 30 - value * (height() - 60));
             if (x == 0)
                 curve.moveTo(point);
@@ -109,23 +112,31 @@ int main(int argc, char** argv)
     auto* note = new QLineEdit;
     note->setPlaceholderText(QStringLiteral("Note"));
     auto* cards = new QHBoxLayout;
-    cards->addWidget(makeCard(QStringLiteral("p95 latency"), QStringLiteral("812 ms"), QStringLiteral("+ 214 %")));
-    cards->addWidget(makeCard(QStringLiteral("p50 latency"), QStringLiteral("104 ms"), QStringLiteral("+ 3 %")));
+    cards->addWidget(
+        makeCard(QStringLiteral("p95 latency"), QStringLiteral("812 ms"), QStringLiteral("+ 214 %")));
+    cards->addWidget(
+        makeCard(QStringLiteral("p50 latency"), QStringLiteral("104 ms"), QStringLiteral("+ 3 %")));
     cards->addWidget(makeCard(QStringLiteral("Requests"), QStringLiteral("26.6 k"), QStringLiteral("+ 1 %")));
     auto* column = new QVBoxLayout(&window);
     column->addWidget(makeLabel(QStringLiteral("Checkout, the last hour"), 24, true));
     column->addLayout(cards);
     column->addWidget(chart, 1);
-    column->addWidget(makeLabel(QStringLiteral("POST /cart/confirm    GET /cart    POST /payment/intent"), 13));
+    column->addWidget(
+        makeLabel(QStringLiteral("POST /cart/confirm    GET /cart    POST /payment/intent"), 13));
     column->addWidget(note);
 
-    QObject::connect(note, &QLineEdit::textChanged, [](const QString& text) { say(QStringLiteral("text ") + text); });
+    QObject::connect(note, &QLineEdit::textChanged,
+                     [](const QString& text) { say(QStringLiteral("text ") + text); });
     QObject::connect(&application, &QApplication::focusChanged, [&](const QWidget*, const QWidget* now) {
         if (now != note)
             return;
         const QRect spike = chart->spike();
         const QPoint corner = chart->mapToGlobal(spike.topLeft());
-        say(QStringLiteral("target %1 %2 %3 %4").arg(corner.x()).arg(corner.y()).arg(spike.width()).arg(spike.height()));
+        say(QStringLiteral("target %1 %2 %3 %4")
+                .arg(corner.x())
+                .arg(corner.y())
+                .arg(spike.width())
+                .arg(spike.height()));
         say(QStringLiteral("top %1").arg(window.geometry().top()));
         say(QStringLiteral("ready"));
     });

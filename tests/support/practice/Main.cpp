@@ -52,9 +52,9 @@ std::optional<CommandLine> readCommandLine(const QCoreApplication& application)
         QStringLiteral("tls-cert"), QStringLiteral("Speak TLS, with this PEM file."), QStringLiteral("FILE"));
     const QCommandLineOption key(QStringLiteral("tls-key"),
                                  QStringLiteral("The key of the certificate (PEM)."), QStringLiteral("FILE"));
-    const QCommandLineOption transcript(QStringLiteral("transcript"),
-                                        QStringLiteral("Print the conversation in a recorded request and end."),
-                                        QStringLiteral("FILE"));
+    const QCommandLineOption transcript(
+        QStringLiteral("transcript"), QStringLiteral("Print the conversation in a recorded request and end."),
+        QStringLiteral("FILE"));
     QCommandLineParser parser;
     parser.setApplicationDescription(
         QStringLiteral("Imitates a model service and a speech service on this computer."));
