@@ -17,8 +17,8 @@ if(VELMO_SANITIZE)
     target_link_options(velmo_flags INTERFACE -fsanitize=${VELMO_SANITIZE})
 endif()
 if(VELMO_SANITIZE OR VELMO_COVERAGE OR VELMO_FUZZ)
-    # Inlining differs under instrumentation, and this warning then sees null where there is none.
-    target_compile_options(velmo_flags INTERFACE -Wno-null-dereference)
+    # Inlining differs under instrumentation, and these warnings then see what is not there.
+    target_compile_options(velmo_flags INTERFACE -Wno-null-dereference -Wno-maybe-uninitialized)
 endif()
 if(VELMO_COVERAGE)
     target_compile_options(velmo_flags INTERFACE --coverage)

@@ -231,5 +231,39 @@ TEST_F(SettingsFileTroubleTest, ProblemsBeforeThereIsAHandlerAreKept)
     EXPECT_THAT(defaults.takeProblems(), IsEmpty());
 }
 
+TEST_F(SettingsFileTroubleTest, WhatCouldNotBeSavedIsTriedOnceMoreAtTheEnd)
+{
+    QFile blocker(path());
+    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
+    blocker.close();
+    const QString below = path() + QStringLiteral("/settings.json");
+    {
+        JsonFileDefaults defaults(below);
+        defaults.setObject(kKey, 1);
+        defaults.flush();
+        ASSERT_FALSE(QFile::exists(below));
+        ASSERT_TRUE(blocker.remove());
+    }
+    EXPECT_TRUE(QFile::exists(below));
+}
+
+TEST_F(SettingsFileTroubleTest, AFileThatWasKeptAsideOnceStays)
+{
+    for (const QByteArray& content : {QByteArrayLiteral("first"), QByteArrayLiteral("second")}) {
+        QFile file(path());
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(content);
+        file.close();
+        JsonFileDefaults defaults(path());
+        EXPECT_THAT(defaults.takeProblems(), SizeIs(1));
+    }
+    QFile first(aside());
+    ASSERT_TRUE(first.open(QIODevice::ReadOnly));
+    EXPECT_EQ(first.readAll(), QByteArrayLiteral("first"));
+    QFile second(aside() + QStringLiteral(".2"));
+    ASSERT_TRUE(second.open(QIODevice::ReadOnly));
+    EXPECT_EQ(second.readAll(), QByteArrayLiteral("second"));
+}
+
 } // namespace
 } // namespace velmo

@@ -14,7 +14,14 @@ const QStringList kThisComputer{QStringLiteral("localhost"), QStringLiteral("127
 
 class CurlTlsTest : public ProviderServerTest {
 protected:
-    void SetUp() override { ASSERT_TRUE(folder.isValid()); }
+    void SetUp() override
+    {
+#ifdef __SANITIZE_THREAD__
+        GTEST_SKIP()
+            << "a program is started for the certificate, and the sanitizer loses track of threads then";
+#endif
+        ASSERT_TRUE(folder.isValid());
+    }
 
     void serve(const QStringList& hostNames, bool expired = false)
     {

@@ -20,6 +20,8 @@ namespace velmo {
 namespace {
 
 constexpr std::chrono::milliseconds kLockPatience{2000};
+/// Nobody waits long for a start.
+constexpr std::chrono::milliseconds kStartPatience{100};
 /// Far beyond any real settings; a file larger than this is not ours.
 constexpr qint64 kMaximumBytes = qint64(16) * 1024 * 1024;
 
@@ -53,15 +55,30 @@ ReadOutcome readFile(const QString& path)
     return {document.object(), {}};
 }
 
+/// A name that nothing has yet, so that what was kept once stays.
+QString asideName(const QString& path)
+{
+    constexpr int kMostKept = 100;
+    QString name = path + QStringLiteral(".bad");
+    for (int number = 2; QFile::exists(name) && number < kMostKept; ++number)
+        name = path + QStringLiteral(".bad.") + QString::number(number);
+    return name;
+}
+
 /// Gives the sentence for the log.
 QString moveAside(const QString& path, const QString& reason)
 {
-    const QString aside = path + QStringLiteral(".bad");
+    const QString aside = asideName(path);
     const bool moved =
         std::rename(QFile::encodeName(path).constData(), QFile::encodeName(aside).constData()) == 0;
     return QStringLiteral("Settings file ") + path + QStringLiteral(" could not be read (") + reason +
            QStringLiteral("); using the defaults") +
            (moved ? QStringLiteral(", the file is kept as ") + aside : QString());
+}
+
+QString lockName(const QString& path)
+{
+    return path + QStringLiteral(".lock");
 }
 
 } // namespace
@@ -80,7 +97,7 @@ struct JsonFileDefaults::Writer {
         if (!QDir().mkpath(folder))
             return QStringLiteral("Settings could not be saved: ") + folder +
                    QStringLiteral(" cannot be created");
-        QLockFile lock(path + QStringLiteral(".lock"));
+        QLockFile lock(lockName(path));
         if (!lock.tryLock(static_cast<int>(kLockPatience.count())))
             return QStringLiteral("Settings could not be saved: ") + path +
                    QStringLiteral(" cannot be locked");
@@ -119,13 +136,21 @@ JsonFileDefaults::JsonFileDefaults(const QString& path)
     , queue_(std::string(kApplicationIdentifier) + ".settings")
 {
     ReadOutcome outcome = readFile(path);
+    if (!outcome.problem.isEmpty()) {
+        // Another instance may have mended the file in this very moment, so only what is bad under the lock
+        // goes.
+        QLockFile lock(lockName(path));
+        lock.tryLock(static_cast<int>(kStartPatience.count()));
+        outcome = readFile(path);
+        if (!outcome.problem.isEmpty())
+            problems_.append(moveAside(path, outcome.problem));
+    }
     values_ = std::move(outcome.values);
-    if (!outcome.problem.isEmpty())
-        problems_.append(moveAside(path, outcome.problem));
 }
 
 JsonFileDefaults::~JsonFileDefaults()
 {
+    onProblem_ = nullptr; // Whoever listened may be gone already.
     flush();
     *self_ = nullptr;
 }
@@ -162,20 +187,32 @@ void JsonFileDefaults::handOver()
         if (problem.isEmpty())
             return;
         async::postToMainLoop([self, problem] {
-            if (!*self)
-                return;
-            if ((*self)->onProblem_)
-                (*self)->onProblem_(problem);
-            else
-                (*self)->problems_.append(problem);
+            if (*self)
+                (*self)->report(problem);
         });
     });
 }
 
 void JsonFileDefaults::flush()
 {
+    // With nothing new to write, what could not be written before gets another chance.
+    const bool tryAgain = unwritten_.isEmpty();
     handOver();
-    queue_.sync([] {});
+    QString problem;
+    queue_.sync([this, tryAgain, &problem] {
+        if (tryAgain && !writer_->pending.isEmpty())
+            problem = writer_->write({});
+    });
+    if (!problem.isEmpty())
+        report(problem);
+}
+
+void JsonFileDefaults::report(const QString& problem)
+{
+    if (onProblem_)
+        onProblem_(problem);
+    else
+        problems_.append(problem);
 }
 
 QStringList JsonFileDefaults::takeProblems()

@@ -20,7 +20,7 @@ public:
     [[nodiscard]] static QString standardPath();
 
     explicit JsonFileDefaults(const QString& path = standardPath());
-    /// Writes what is still to be written.
+    /// Writes what is still to be written; problems are told to nobody any more.
     ~JsonFileDefaults() override;
 
     [[nodiscard]] QJsonValue object(const QString& key) const override;
@@ -37,6 +37,7 @@ private:
     struct Writer;
     void schedule();
     void handOver();
+    void report(const QString& problem);
 
     QJsonObject values_;
     QJsonObject unwritten_;
