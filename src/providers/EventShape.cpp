@@ -8,7 +8,7 @@ namespace velmo {
 namespace {
 
 /// Longer events are rare, and not worth keeping.
-constexpr qsizetype kLongestEvent = 16 * 1024;
+constexpr qsizetype kLongestEvent = qsizetype(16) * 1024;
 
 /// A service whose events differ in more than their text is not tried again and again.
 constexpr int kPatience = 4;

@@ -60,7 +60,7 @@ void LineReader::endLine(QByteArrayView bytes)
     if (!tooLong_)
         handOver(partial_);
     // Its memory is kept for the next line, unless one line was out of the ordinary.
-    constexpr qsizetype kKeptBytes = 64 * 1024;
+    constexpr qsizetype kKeptBytes = qsizetype(64) * 1024;
     if (partial_.capacity() > kKeptBytes)
         partial_.clear();
     else

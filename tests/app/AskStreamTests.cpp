@@ -94,7 +94,7 @@ TEST_F(AskStreamTest, AFullDiskIsAFailure)
 
 TEST_F(AskStreamTest, AReaderThatIsSlowLosesNothingAlsoOnANonBlockingPipe)
 {
-    constexpr qint64 kAnswerBytes = 1024 * 1024;
+    constexpr qint64 kAnswerBytes = qint64(1024) * 1024;
     server.setScenario({.kind = ScenarioKind::HugeStream, .hugeBytes = kAnswerBytes});
     std::array<int, 2> pipe{};
     ASSERT_EQ(pipe2(pipe.data(), O_CLOEXEC), 0);

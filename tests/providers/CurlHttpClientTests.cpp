@@ -111,14 +111,16 @@ TEST_F(CurlHttpClientTest, CarriesManyRequestsAtOnce)
     server.setScenario(custom({"a", "b"}, 100ms));
     QElapsedTimer timer;
     timer.start();
+    constexpr int kRequests = 12;
     std::vector<std::unique_ptr<Fetch>> fetches;
-    for (int count = 0; count < 12; ++count)
+    fetches.reserve(kRequests);
+    for (int count = 0; count < kRequests; ++count)
         fetches.push_back(std::make_unique<Fetch>(client, post()));
     for (const auto& fetch : fetches) {
         ASSERT_TRUE(fetch->run());
         EXPECT_EQ(fetch->bytes(), "ab");
     }
-    EXPECT_LT(timer.elapsed(), 12 * 100) << "they waited for each other";
+    EXPECT_LT(timer.elapsed(), kRequests * 100) << "they waited for each other";
 }
 
 TEST_F(CurlHttpClientTest, TheHeadComesBeforeTheBodyDoes)

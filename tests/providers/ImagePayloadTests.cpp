@@ -32,7 +32,7 @@ QByteArray plainPng(int width, int height)
 struct NotingEncoders {
     using Rule = std::function<std::optional<qsizetype>(const QString& format, int quality, QSize size)>;
 
-    explicit NotingEncoders(Rule sizeOf)
+    explicit NotingEncoders(const Rule& sizeOf)
         : encoders{make(QStringLiteral("webp"), sizeOf), make(QStringLiteral("jpeg"), sizeOf)}
     {}
 

@@ -85,8 +85,7 @@ protected:
     {
         EXPECT_TRUE(process.waitForFinished(kPatienceMilliseconds)) << process.errorString().toStdString();
         EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);
-        const AskResult result{process.exitCode(), process.readAllStandardOutput(),
-                               process.readAllStandardError()};
+        AskResult result{process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
         EXPECT_FALSE(result.errors.contains(kKey.toUtf8())) << "the key was shown";
         return result;
     }
