@@ -52,7 +52,6 @@ HttpErrorKind kindOf(CURLcode code, int systemError, const QString& detail)
     case CURLE_SSL_ISSUER_ERROR:
     case CURLE_SSL_INVALIDCERTSTATUS:
         return HttpErrorKind::Tls;
-    case CURLE_UNSUPPORTED_PROTOCOL:
     case CURLE_URL_MALFORMAT:
         return HttpErrorKind::Unsupported;
     default:

@@ -10,7 +10,7 @@ namespace velmo {
 
 namespace {
 
-constexpr long kReceiveBufferBytes = 64 * 1024;
+constexpr long kReceiveBufferBytes = 64L * 1024;
 
 bool environmentNamesProxy()
 {

@@ -103,7 +103,7 @@ struct JsonFileDefaults::Writer {
                    QStringLiteral(" cannot be locked");
 
         ReadOutcome existing = readFile(path);
-        const QString problem = existing.problem.isEmpty() ? QString() : moveAside(path, existing.problem);
+        QString problem = existing.problem.isEmpty() ? QString() : moveAside(path, existing.problem);
         for (auto change = pending.begin(); change != pending.end(); ++change)
             existing.values.insert(change.key(), change.value());
 
