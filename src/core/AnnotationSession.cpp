@@ -242,7 +242,8 @@ void AnnotationSession::replaceChatMessage(const QUuid& id, const QString& text,
 void AnnotationSession::openOverlay(bool showToolbar)
 {
     overlayController_ = collaborators_.makeOverlay(*this, showToolbar);
-    overlayController_->showWindow();
+    if (overlayController_)
+        overlayController_->showWindow();
 }
 
 void AnnotationSession::closeOverlay()

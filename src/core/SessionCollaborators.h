@@ -70,6 +70,7 @@ using ProviderFactory =
 
 /// Handed in by the composition root; the references outlive the session.
 struct SessionCollaborators {
+    /// May give nothing, on a desktop where no overlay can be shown.
     std::function<std::unique_ptr<AnnotationOverlay>(AnnotationSession&, bool showToolbar)> makeOverlay;
     std::function<std::unique_ptr<QuestionPanel>(AnnotationSession&, const std::optional<Screen>&)> makePanel;
     AnnotatedCapture& capture;
