@@ -23,12 +23,6 @@ namespace velmo {
 
 namespace {
 
-void printError(const QString& text)
-{
-    const QByteArray line = text.toUtf8() + '\n';
-    std::fwrite(line.constData(), 1, static_cast<size_t>(line.size()), stderr);
-}
-
 /// False, with the reason in errno, when it cannot be written: nobody reads any more, or the disk is full.
 bool printPiece(const QString& piece)
 {

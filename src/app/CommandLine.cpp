@@ -84,12 +84,13 @@ void occupyStandardStreams()
     }
 }
 
+} // namespace
+
 void printError(const QString& text)
 {
-    std::fputs((text + u'\n').toLocal8Bit().constData(), stderr);
+    const QByteArray line = text.toUtf8() + '\n';
+    std::fwrite(line.constData(), 1, static_cast<size_t>(line.size()), stderr);
 }
-
-} // namespace
 
 std::optional<CommandLine> parseCommandLine(const QStringList& arguments, QString* reason)
 {

@@ -27,6 +27,9 @@ struct CommandLine {
 /// The arguments after the program's name; nothing, and the reason, if they are not understood.
 [[nodiscard]] std::optional<CommandLine> parseCommandLine(const QStringList& arguments, QString* reason);
 
+/// Writes a line to standard error, for whoever typed the command.
+void printError(const QString& text);
+
 /// Does what the command line says and gives the process's exit code.
 [[nodiscard]] int runCommandLine(int argc, char** argv);
 

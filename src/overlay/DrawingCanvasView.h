@@ -31,8 +31,6 @@ public:
     /// Paints every stroke; the painter's origin is the canvas's top left.
     void paint(QPainter& painter) const;
 
-    [[nodiscard]] bool hasStrokeInProgress() const { return currentStroke_.has_value(); }
-
     /// Told which top-down area looks different now.
     std::function<void(const QRectF& topDownArea)> onChange;
 
