@@ -7,6 +7,7 @@
 #include "providers/OpenAIProvider.h"
 
 #include <QCoreApplication>
+#include <utility>
 
 namespace velmo {
 
@@ -32,7 +33,8 @@ AppDelegate::AppDelegate(std::shared_ptr<SettingsManager> settings, DesktopServi
 
 AppDelegate::~AppDelegate()
 {
-    hotkeyMonitor_.reset();
+    desktop_.screens->setChangeHandler({});
+    stopHotkeyMonitor();
     desktop_.displayCapture->release();
 }
 
@@ -69,6 +71,8 @@ void AppDelegate::applicationDidFinishLaunching(JsonFileDefaults& defaults)
         logPlatform(diagnostic);
     defaults.setProblemHandler(logPlatform);
     session_.setSettings(settings_);
+    desktop_.screens->setChangeHandler([this] { followScreens(); });
+    followScreens();
     permissionMonitor_.setTimerType(Qt::PreciseTimer);
     permissionMonitor_.callOnTimeout([this] { handlePermissionState(); });
     permissionMonitor_.start(kPermissionInterval);
@@ -78,7 +82,7 @@ void AppDelegate::applicationDidFinishLaunching(JsonFileDefaults& defaults)
 void AppDelegate::terminate()
 {
     permissionMonitor_.stop();
-    hotkeyMonitor_.reset();
+    stopHotkeyMonitor();
     // An additional capture that is being drawn takes the first cancel for itself.
     while (session_.state().value() != SessionState::Idle)
         session_.cancel();
@@ -102,6 +106,40 @@ void AppDelegate::requestAnnotation()
     }
 }
 
+void AppDelegate::requestAnnotationWithDraw(ScreenPoint point)
+{
+    if (!handlePermissionState())
+        return;
+    switch (session_.state().value()) {
+    case SessionState::Idle:
+        session_.beginWithDraw(point);
+        break;
+    case SessionState::Querying:
+        session_.beginAdditionalCaptureWithDraw(point);
+        break;
+    case SessionState::Drawing:
+    case SessionState::Streaming:
+        break;
+    }
+}
+
+/// While a question is asked, the panel makes room for a stroke as soon as the chord is held.
+void AppDelegate::followQuickDrawHint(bool active)
+{
+    if (!active)
+        session_.restoreChatAfterHint();
+    else if (session_.state().value() == SessionState::Querying)
+        session_.hideChatForHint();
+}
+
+void AppDelegate::followScreens()
+{
+    desktop_.eventTap->setScreens(desktop_.screens->all());
+    const auto main = desktop_.screens->main();
+    if (hotkeyMonitor_)
+        hotkeyMonitor_->setMainScreenTop(main ? main->frame.maxY() : 0);
+}
+
 QStringList AppDelegate::missingPermissions()
 {
     QStringList missing;
@@ -121,7 +159,7 @@ bool AppDelegate::handlePermissionState()
             logPlatform(QStringLiteral("This desktop does not allow: ") + missing.join(QStringLiteral(", ")));
     }
     if (!missing.isEmpty()) {
-        hotkeyMonitor_.reset();
+        stopHotkeyMonitor();
         session_.cancel();
         return false;
     }
@@ -133,25 +171,50 @@ void AppDelegate::startHotkeyMonitor()
 {
     if (hotkeyMonitor_)
         return;
-    hotkeyMonitor_ = std::make_unique<HotkeyMonitor>(*desktop_.eventTap, [this] { requestAnnotation(); });
+    hotkeyMonitor_ = std::make_shared<HotkeyMonitor>(
+        *desktop_.eventTap,
+        HotkeyMonitor::Callbacks{
+            .onActivate = [this] { requestAnnotation(); },
+            .onActivateWithDraw = [this](ScreenPoint point) { requestAnnotationWithDraw(point); },
+            .onQuickDrawDrag = [this](ScreenPoint point) { session_.continueDraw(point); },
+            .onQuickDrawUp = [this] { session_.endMiddleDraw(); },
+        });
     hotkeyMonitor_->keyCode = static_cast<int>(settings_->hotkeyKeyCode.value());
     hotkeyMonitor_->keyModifiers = static_cast<quint64>(settings_->hotkeyModifiers.value());
+    hotkeyMonitor_->quickDrawModifiers = static_cast<quint64>(settings_->quickDrawModifiers.value());
+    hotkeyMonitor_->quickDrawMiddleMouseEnabled = settings_->quickDrawMiddleMouseEnabled.value();
+    hotkeyMonitor_->printsPassedKeys = printsPassedKeys_;
+    hotkeyMonitor_->onQuickDrawHint = [this](bool active) { followQuickDrawHint(active); };
     hotkeyMonitor_->onStarted = [this](const EventTap::StartReport& report) { reportMonitorStart(report); };
+    followScreens();
+    monitorIsReady_ = false;
     hotkeyMonitor_->start();
 }
 
 void AppDelegate::restartHotkeyMonitor()
 {
-    hotkeyMonitor_.reset();
+    stopHotkeyMonitor();
+    // A hint that the old monitor showed is not taken back by the new one.
+    session_.restoreChatAfterHint();
     startHotkeyMonitor();
+}
+
+void AppDelegate::stopHotkeyMonitor()
+{
+    if (const auto monitor = std::exchange(hotkeyMonitor_, nullptr))
+        monitor->stop();
 }
 
 void AppDelegate::reportMonitorStart(const EventTap::StartReport& report)
 {
     for (const QString& problem : report.problems)
         logPlatform(problem);
-    if (report.started)
+    if (!report.started)
+        return;
+    if (!std::exchange(monitorIsReady_, true))
         logPlatform(QStringLiteral("ready"));
+    else if (report.problems.isEmpty())
+        logPlatform(QStringLiteral("With this keyboard nothing is held by other programs."));
 }
 
 /// Told before the state changes, so the desktop is prepared before the first of our windows is there.

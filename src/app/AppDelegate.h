@@ -20,6 +20,8 @@ public:
     AppDelegate& operator=(const AppDelegate&) = delete;
     ~AppDelegate();
 
+    /// Whether the monitor's lines on the console may name keys; to be said before the start.
+    void setPrintsPassedKeys(bool prints) { printsPassedKeys_ = prints; }
     /// defaults gives the problems met while the settings were read, and later ones.
     void applicationDidFinishLaunching(JsonFileDefaults& defaults);
     /// Ends the session and then the program.
@@ -29,24 +31,32 @@ public:
 
     /// The hotkey's and the menu's action.
     void requestAnnotation();
+    /// A stroke begins at a point in screen coordinates.
+    void requestAnnotationWithDraw(ScreenPoint point);
 
     /// True when nothing that is required is missing.
     bool handlePermissionState();
     void startHotkeyMonitor();
+    /// With the settings as they are now. Returns at once; the new monitor waits for the old one elsewhere.
     void restartHotkeyMonitor();
+    void stopHotkeyMonitor();
 
 private:
     [[nodiscard]] SessionCollaborators collaborators();
     [[nodiscard]] QStringList missingPermissions();
     void followSessionState(SessionState next);
     void reportMonitorStart(const EventTap::StartReport& report);
+    void followQuickDrawHint(bool active);
+    void followScreens();
 
     std::shared_ptr<SettingsManager> settings_;
     DesktopServices& desktop_;
     ScreenCaptureService capture_;
     AnnotationSession session_;
     Subscription stateSubscription_;
-    std::unique_ptr<HotkeyMonitor> hotkeyMonitor_;
+    std::shared_ptr<HotkeyMonitor> hotkeyMonitor_;
+    bool printsPassedKeys_ = true;
+    bool monitorIsReady_ = false;
     QTimer permissionMonitor_;
     QStringList reportedMissing_;
 };

@@ -19,7 +19,8 @@ namespace {
 const char* const kUsage = R"(Velmo: circle something on the screen and ask about it.
 
 Usage:
-  velmo                      start, and wait for the hotkey (Ctrl+Alt+Space)
+  velmo [--background]       start, and wait for the hotkey (Ctrl+Alt+Space), for a left
+                             drag with Alt+Super held, or for a middle-button drag
   velmo ask [--provider anthropic|openai] [--model NAME] [--image FILE] [QUESTION]
                              ask one question and print the answer as it arrives;
                              without QUESTION it is read from standard input
@@ -108,6 +109,10 @@ std::optional<CommandLine> parseCommandLine(const QStringList& arguments, QStrin
         line.verb = CommandLine::Verb::Help;
         return line;
     }
+    if (arguments.size() == 1 && verb == QStringLiteral("--background")) {
+        line.startMode = StartMode::Background;
+        return line;
+    }
     if (arguments.size() == 1 && verb == QStringLiteral("--version")) {
         line.verb = CommandLine::Verb::Version;
         return line;
@@ -133,7 +138,7 @@ int runCommandLine(int argc, char** argv)
     }
     switch (line->verb) {
     case CommandLine::Verb::Start:
-        return static_cast<int>(runVelmoApp(argc, argv));
+        return static_cast<int>(runVelmoApp(argc, argv, line->startMode));
     case CommandLine::Verb::Ask:
         return static_cast<int>(runAskCommand(argc, argv, line->ask));
     case CommandLine::Verb::Help:

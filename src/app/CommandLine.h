@@ -17,10 +17,14 @@ struct AskArguments {
     std::optional<QString> question; ///< None: it comes from standard input.
 };
 
+/// How the program was started: by somebody who waits for it, or by the session.
+enum class StartMode { Interactive, Background };
+
 /// A command line, understood.
 struct CommandLine {
     enum class Verb { Start, Ask, Help, Version };
     Verb verb = Verb::Start;
+    StartMode startMode = StartMode::Interactive;
     AskArguments ask;
 };
 

@@ -4,10 +4,12 @@
 #include "app/DesktopServices.h"
 #include "app/QuitSignals.h"
 #include "app/Services.h"
+#include "core/Console.h"
 #include "core/Identity.h"
 
 #include <QApplication>
 #include <cstdio>
+#include <unistd.h>
 
 namespace velmo {
 
@@ -18,7 +20,7 @@ constexpr const char* kToolkitPlatform = "xcb";
 
 } // namespace
 
-ExitCode runVelmoApp(int argc, char** argv)
+ExitCode runVelmoApp(int argc, char** argv, StartMode mode)
 {
     if (const auto obstacle = DesktopServices::obstacle()) {
         std::fputs(("velmo: " + obstacle->toLocal8Bit() + '\n').constData(), stderr);
@@ -37,6 +39,7 @@ ExitCode runVelmoApp(int argc, char** argv)
     DesktopServices desktop = DesktopServices::create();
     AppDelegate delegate(SettingsManager::shared(), desktop);
     const QuitSignals signals([&delegate] { delegate.terminate(); });
+    delegate.setPrintsPassedKeys(mode == StartMode::Interactive && !Console::isRecord(STDOUT_FILENO));
     delegate.applicationDidFinishLaunching(services.defaults());
     return static_cast<ExitCode>(QApplication::exec());
 }

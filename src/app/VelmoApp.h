@@ -5,6 +5,6 @@
 namespace velmo {
 
 /// Runs the program until it is told to quit.
-[[nodiscard]] ExitCode runVelmoApp(int argc, char** argv);
+[[nodiscard]] ExitCode runVelmoApp(int argc, char** argv, StartMode mode);
 
 } // namespace velmo

@@ -1,8 +1,10 @@
 #include "core/Console.h"
 
 #include <QByteArray>
+#include <array>
 #include <atomic>
 #include <cerrno>
+#include <climits>
 #include <fcntl.h>
 #include <mutex>
 #include <poll.h>
@@ -89,6 +91,20 @@ private:
     std::mutex mutex_;
 };
 
+/// Where desktops collect what the programs of a session print.
+bool isSessionErrorFile(int descriptor)
+{
+    std::array<char, PATH_MAX> path{};
+    const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
+    const ssize_t length = readlink(link.c_str(), path.data(), path.size());
+    if (length <= 0)
+        return false;
+    const QByteArrayView whole(path.data(), length);
+    const QByteArrayView name = whole.sliced(whole.lastIndexOf('/') + 1);
+    return name.startsWith(".xsession-errors") || name.startsWith("xsession-errors") ||
+           name.endsWith("session.log");
+}
+
 std::atomic<Stream> currentStream{Stream::StandardOutput};
 
 } // namespace
@@ -105,6 +121,22 @@ void printLine(QByteArrayView line)
     static auto& standardError = *new NonBlockingStream(STDERR_FILENO);
     const bool toOutput = currentStream == Stream::StandardOutput;
     (toOutput ? standardOutput : standardError).write(line.toByteArray() + '\n');
+}
+
+bool isRecord(int descriptor)
+{
+    struct stat status {};
+    if (fstat(descriptor, &status) != 0)
+        return false;
+    // Programs inherit the variable from whoever was connected to the journal, so it only means this
+    // descriptor when it names it. A service whose errors go a way of their own is told about that one alone.
+    const QByteArray journal = qgetenv("JOURNAL_STREAM");
+    if (journal ==
+        QByteArray::number(qulonglong{status.st_dev}) + ':' + QByteArray::number(qulonglong{status.st_ino}))
+        return true;
+    if (!journal.isEmpty() && S_ISSOCK(status.st_mode))
+        return true;
+    return S_ISREG(status.st_mode) && isSessionErrorFile(descriptor);
 }
 
 } // namespace velmo::Console

@@ -16,6 +16,10 @@ void setStream(Stream stream);
 /// Writes the line and a line feed.
 void printLine(QByteArrayView line);
 
+/// Whether what is written to a descriptor stays behind: in the system journal or in a session's error file.
+/// Nothing that tells what somebody typed belongs there.
+[[nodiscard]] bool isRecord(int descriptor);
+
 } // namespace Console
 
 } // namespace velmo

@@ -32,6 +32,16 @@ ScreenPoint screenPointFromNative(PixelPoint pixel, PixelRect nativeFrame, const
     return {frame.x + (pixel.x - nativeFrame.x) / scale, frame.maxY() - (pixel.y - nativeFrame.y) / scale};
 }
 
+ScreenPoint screenPointFromTopDown(TopDownPoint point, double mainTop)
+{
+    return {point.x, mainTop - point.y};
+}
+
+TopDownPoint topDownFromScreen(ScreenPoint point, double mainTop)
+{
+    return {point.x, mainTop - point.y};
+}
+
 CanvasPoint canvasPointFromScreen(ScreenPoint point, const ScreenRect& unionRect)
 {
     return {point.x - unionRect.x, point.y - unionRect.y};

@@ -34,6 +34,10 @@ private:
 [[nodiscard]] ScreenPoint screenPointFromNative(PixelPoint pixel, PixelRect nativeFrame,
                                                 const ScreenRect& frame, double scale);
 
+/// Between the two ways to count from the main screen, whose upper edge is at mainTop in screen coordinates.
+[[nodiscard]] ScreenPoint screenPointFromTopDown(TopDownPoint point, double mainTop);
+[[nodiscard]] TopDownPoint topDownFromScreen(ScreenPoint point, double mainTop);
+
 /// From global screen coordinates to the canvas that covers unionRect.
 [[nodiscard]] CanvasPoint canvasPointFromScreen(ScreenPoint point, const ScreenRect& unionRect);
 [[nodiscard]] CanvasRect canvasRectFromScreen(const ScreenRect& rect, const ScreenRect& unionRect);

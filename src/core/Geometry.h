@@ -3,7 +3,7 @@
 #include <QtGlobal>
 #include <algorithm>
 
-/// The three coordinate spaces of the program. They are different types so that they cannot mix by accident;
+/// The coordinate spaces of the program. They are different types so that they cannot mix by accident;
 /// CoordinateSpace.h holds every conversion between them.
 namespace velmo {
 
@@ -67,6 +67,14 @@ struct CanvasRect {
     double width = 0;
     double height = 0;
     friend bool operator==(const CanvasRect&, const CanvasRect&) = default;
+};
+
+/// Where input events say they happened, in points: origin at the top left of the main screen, y growing
+/// downwards.
+struct TopDownPoint {
+    double x = 0;
+    double y = 0;
+    friend bool operator==(const TopDownPoint&, const TopDownPoint&) = default;
 };
 
 /// Native pixels of the window system: origin at the top left of its root, y growing downwards.

@@ -3,6 +3,7 @@
 #include "core/Geometry.h"
 
 #include <QString>
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -29,6 +30,9 @@ public:
 
     /// The primary screen, whose bottom-left corner is the origin of screen coordinates.
     [[nodiscard]] virtual std::optional<Screen> main() const = 0;
+
+    /// Called after every change of the screens from now on; an empty handler ends it.
+    virtual void setChangeHandler(std::function<void()> handler) = 0;
 };
 
 } // namespace velmo

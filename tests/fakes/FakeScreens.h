@@ -10,6 +10,8 @@ public:
     [[nodiscard]] std::vector<Screen> all() const override { return screens; }
     [[nodiscard]] std::optional<Screen> main() const override { return mainScreen; }
 
+    void setChangeHandler(std::function<void()> handler) override { onChange = std::move(handler); }
+
     [[nodiscard]] static Screen screen(const QString& name, std::optional<quint32> displayID,
                                        ScreenRect frame)
     {
@@ -23,6 +25,7 @@ public:
 
     std::vector<Screen> screens;
     std::optional<Screen> mainScreen;
+    std::function<void()> onChange;
 };
 
 } // namespace velmo

@@ -29,15 +29,16 @@ void prepareThread()
 /// One thread of the tap. Destroying it stops and joins the thread.
 class X11EventTap::Run {
 public:
-    Run(std::unique_ptr<Run> previous, const TapInterest& interest, Handler handler, StartHandler onStarted,
-        const std::atomic<bool>& ownKeyboardHeld)
-        : stopDescriptor_(eventfd(0, EFD_CLOEXEC))
+    Run(X11EventTap& tap, std::unique_ptr<Run> previous, const TapInterest& interest, Handler handler,
+        StartHandler onStarted)
+        : tap_(tap)
+        , stopDescriptor_(eventfd(0, EFD_CLOEXEC))
         , thread_([this, previous = std::move(previous), interest, handler = std::move(handler),
-                   onStarted = std::move(onStarted), &ownKeyboardHeld]() mutable {
+                   onStarted = std::move(onStarted)]() mutable {
             prepareThread();
             // The run before us may still hold the keys that we are about to reserve.
             previous.reset();
-            work(interest, std::move(handler), onStarted, ownKeyboardHeld);
+            work(interest, std::move(handler), onStarted);
         })
     {}
 
@@ -55,26 +56,32 @@ public:
     }
 
 private:
-    void work(const TapInterest& interest, Handler handler, const StartHandler& onStarted,
-              const std::atomic<bool>& ownKeyboardHeld)
+    void work(const TapInterest& interest, Handler handler, const StartHandler& onStarted)
     {
         if (stopping_)
             return;
-        const auto guarded = [this, handler = std::move(handler)](const TapEvent& event) {
-            return stopping_ ? TapVerdict::Pass : handler(event);
+        const auto guarded = [this, handler = std::move(handler)](TapEventType type, const TapEvent& event) {
+            return stopping_ ? TapVerdict::Pass : handler(type, event);
         };
         const auto tell = [this, &onStarted](const StartReport& report) {
-            if (!stopping_ && onStarted)
+            if (stopping_)
+                return;
+            tap_.keep(report);
+            if (onStarted)
                 onStarted(report);
         };
         const auto onProblems = [&tell](const QStringList& problems) { tell({true, problems}); };
-        X11TapSession session(interest, guarded, {stopDescriptor_, ownKeyboardHeld, onProblems});
+        tap_.replayRequested_ = false;
+        X11TapSession session(
+            interest, guarded,
+            {stopDescriptor_, tap_.ownKeyboardHeld_, tap_.pointerSpace_, tap_.replayRequested_, onProblems});
         const StartReport report = session.setUp();
         tell(report);
         if (report.started && !session.run())
             tell({false, {QStringLiteral("The connection to the X display was lost.")}});
     }
 
+    X11EventTap& tap_;
     int stopDescriptor_;
     std::atomic<bool> stopping_ = false;
     std::thread thread_; ///< Last: it uses the members above.
@@ -86,14 +93,31 @@ X11EventTap::~X11EventTap() = default;
 void X11EventTap::start(const TapInterest& interest, Handler handler, StartHandler onStarted)
 {
     stop();
-    run_ = std::make_unique<Run>(std::move(run_), interest, std::move(handler), std::move(onStarted),
-                                 ownKeyboardHeld_);
+    run_ = std::make_unique<Run>(*this, std::move(run_), interest, std::move(handler), std::move(onStarted));
 }
 
 void X11EventTap::stop()
 {
     if (run_)
         run_->requestStop();
+    keep({});
+}
+
+void X11EventTap::replayPress(const TapEvent&)
+{
+    replayRequested_ = true;
+}
+
+EventTap::StartReport X11EventTap::report() const
+{
+    const std::lock_guard lock(reportMutex_);
+    return report_;
+}
+
+void X11EventTap::keep(const StartReport& report)
+{
+    const std::lock_guard lock(reportMutex_);
+    report_ = report;
 }
 
 } // namespace velmo

@@ -1,7 +1,6 @@
 #include "platform/x11/X11HotkeyGrab.h"
 
 #include <algorithm>
-#include <xcb/xinput.h>
 
 namespace velmo {
 namespace {
@@ -15,38 +14,48 @@ constexpr quint64 kHotkeyFlags =
 X11HotkeyGrab::X11HotkeyGrab(X11Connection& connection, const TapInterest& interest)
     : connection_(connection)
     , interest_(interest)
+    , grab_(connection, X11PassiveGrab::Kind::Key)
 {}
 
 QStringList X11HotkeyGrab::install(const X11KeyboardLayout& layout)
 {
-    Place place;
-    place.key = layout.hardwareKeyCode(interest_.hotkeyKeyCode);
-    const auto modifiers = layout.modifiers(interest_.hotkeyModifiers & kHotkeyFlags);
-    if (modifiers)
-        place.modifierSets = layout.withLocks(*modifiers);
-    if (place == place_ && place.key != 0 && modifiers)
-        return {};
+    const Place place{
+        layout.hardwareKeyCode(interest_.hotkeyKeyCode),
+        layout.withLocks(layout.modifierSets(interest_.hotkeyModifiers & kHotkeyFlags)),
+    };
+    if (place != place_ || place.key == 0 || place.modifierSets.empty()) {
+        remove();
+        place_ = place;
+        problems_ = take(layout);
+    }
+    return problems_;
+}
 
-    remove();
-    if (place.key == 0)
+QStringList X11HotkeyGrab::take(const X11KeyboardLayout& layout)
+{
+    if ((interest_.hotkeyModifiers & ModifierFlag::Function) != 0)
+        return {QStringLiteral("The hotkey contains Fn, which X keyboards do not report.")};
+    if (place_.key == 0)
         return {QStringLiteral("This keyboard has no key for the hotkey (key code ") +
                 QString::number(interest_.hotkeyKeyCode) + QStringLiteral(").")};
-    if (!modifiers)
+    const QString key = keyLabel(connection_, place_.key);
+    if (place_.modifierSets.empty())
         return {QStringLiteral("This keyboard layout lacks a modifier of the hotkey ") +
-                combinationLabel(interest_.hotkeyModifiers, keyLabel(connection_, place.key)) +
-                QStringLiteral(".")};
-    place_ = place;
+                combinationLabel(interest_.hotkeyModifiers, key) + QStringLiteral(".")};
 
     // A core grab and an XInput grab of the same key never refuse each other, the later one wins silently.
     // Only holding both finds every other holder and keeps later ones away; and neither is kept where the
     // other is refused, or the program that had the combination first would lose it to us.
     std::set<quint32> refused = grabForCoreClients();
-    for (const quint32 set : grabForExtensionClients(refused)) {
+    std::vector<quint32> sets;
+    std::ranges::copy_if(place_.modifierSets, std::back_inserter(sets),
+                         [&](quint32 set) { return !refused.contains(set); });
+    for (const quint32 set : grab_.take(place_.key, sets)) {
         ungrabForCoreClients(set);
         refused.insert(set);
     }
     xcb_flush(connection_.get());
-    return describe(refused, layout);
+    return layout.describeRefusals(place_.modifierSets, refused, key);
 }
 
 std::set<quint32> X11HotkeyGrab::grabForCoreClients() const
@@ -67,33 +76,6 @@ std::set<quint32> X11HotkeyGrab::grabForCoreClients() const
     return refused;
 }
 
-std::set<quint32> X11HotkeyGrab::grabForExtensionClients(const std::set<quint32>& without) const
-{
-    std::vector<quint32> sets;
-    std::ranges::copy_if(place_.modifierSets, std::back_inserter(sets),
-                         [&](quint32 set) { return !without.contains(set); });
-    if (sets.empty())
-        return {};
-    const uint32_t mask = XCB_INPUT_XI_EVENT_MASK_KEY_PRESS | XCB_INPUT_XI_EVENT_MASK_KEY_RELEASE;
-    const auto reply = connection_.await(
-        xcb_input_xi_passive_grab_device_reply,
-        xcb_input_xi_passive_grab_device(connection_.get(), XCB_CURRENT_TIME, connection_.root(), XCB_NONE,
-                                         place_.key, XCB_INPUT_DEVICE_ALL_MASTER,
-                                         static_cast<uint16_t>(sets.size()), 1, XCB_INPUT_GRAB_TYPE_KEYCODE,
-                                         XCB_INPUT_GRAB_MODE_22_ASYNC, XCB_INPUT_GRAB_MODE_22_ASYNC,
-                                         XCB_INPUT_GRAB_OWNER_NO_OWNER, &mask, sets.data()));
-    if (!reply)
-        return {sets.begin(), sets.end()};
-    // The reply lists the sets that were refused, and only those.
-    std::set<quint32> refused;
-    const auto* entries = xcb_input_xi_passive_grab_device_modifiers(reply.get());
-    for (int i = 0; i < xcb_input_xi_passive_grab_device_modifiers_length(reply.get()); ++i) {
-        if (entries[i].status != XCB_GRAB_STATUS_SUCCESS)
-            refused.insert(entries[i].modifiers);
-    }
-    return refused;
-}
-
 void X11HotkeyGrab::ungrabForCoreClients(quint32 modifiers) const
 {
     xcb_ungrab_key(connection_.get(), place_.key, connection_.root(), static_cast<uint16_t>(modifiers));
@@ -101,12 +83,9 @@ void X11HotkeyGrab::ungrabForCoreClients(quint32 modifiers) const
 
 void X11HotkeyGrab::remove()
 {
-    if (place_.key == 0)
-        return;
-    const uint32_t any = XCB_INPUT_MODIFIER_MASK_ANY;
-    xcb_input_xi_passive_ungrab_device(connection_.get(), connection_.root(), place_.key,
-                                       XCB_INPUT_DEVICE_ALL_MASTER, 1, XCB_INPUT_GRAB_TYPE_KEYCODE, &any);
-    ungrabForCoreClients(XCB_MOD_MASK_ANY);
+    grab_.release();
+    if (place_.key != 0)
+        ungrabForCoreClients(XCB_MOD_MASK_ANY);
     xcb_flush(connection_.get());
     place_ = {};
 }
@@ -114,28 +93,7 @@ void X11HotkeyGrab::remove()
 bool X11HotkeyGrab::matches(quint32 hardwareKeyCode, quint64 flags) const
 {
     return place_.key != 0 && hardwareKeyCode == place_.key &&
-           (flags & kHotkeyFlags) == (interest_.hotkeyModifiers & kHotkeyFlags);
-}
-
-QStringList X11HotkeyGrab::describe(const std::set<quint32>& refused, const X11KeyboardLayout& layout) const
-{
-    if (refused.empty())
-        return {};
-    const QString combination =
-        combinationLabel(interest_.hotkeyModifiers, keyLabel(connection_, place_.key));
-    if (refused.size() == place_.modifierSets.size())
-        return {combination + QStringLiteral(" is held by another program.")};
-    QStringList problems;
-    for (const quint32 set : place_.modifierSets) {
-        if (!refused.contains(set))
-            continue;
-        const QString locks = layout.lockNames(set & ~place_.modifierSets.front());
-        problems << combination +
-                        (locks.isEmpty() ? QStringLiteral(" without any lock")
-                                         : QStringLiteral(" with ") + locks) +
-                        QStringLiteral(" is held by another program.");
-    }
-    return problems;
+           (flags & kHotkeyFlags) == interest_.hotkeyModifiers;
 }
 
 } // namespace velmo

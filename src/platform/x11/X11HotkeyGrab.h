@@ -2,6 +2,7 @@
 
 #include "platform/EventTap.h"
 #include "platform/x11/X11KeyboardLayout.h"
+#include "platform/x11/X11PassiveGrab.h"
 
 #include <QStringList>
 #include <set>
@@ -16,7 +17,7 @@ public:
 
     /// Reserves the combination where the layout places it; a place it had before is given up. When the place
     /// is the same nothing is touched, because between giving up and reserving again a press would be lost.
-    /// Returns readable sentences about what could not be reserved.
+    /// Returns readable sentences about what is not reserved.
     QStringList install(const X11KeyboardLayout& layout);
 
     void remove();
@@ -28,19 +29,19 @@ private:
     /// Where the combination is on the keyboard.
     struct Place {
         xcb_keycode_t key = 0;
-        std::vector<quint32> modifierSets; ///< One per subset of the locks; the first is without locks.
+        std::vector<quint32> modifierSets;
         friend bool operator==(const Place&, const Place&) = default;
     };
 
+    [[nodiscard]] QStringList take(const X11KeyboardLayout& layout);
     [[nodiscard]] std::set<quint32> grabForCoreClients() const;
-    [[nodiscard]] std::set<quint32> grabForExtensionClients(const std::set<quint32>& without) const;
     void ungrabForCoreClients(quint32 modifiers) const;
-    [[nodiscard]] QStringList describe(const std::set<quint32>& refused,
-                                       const X11KeyboardLayout& layout) const;
 
     X11Connection& connection_;
     TapInterest interest_;
     Place place_;
+    X11PassiveGrab grab_;
+    QStringList problems_;
 };
 
 } // namespace velmo

@@ -7,6 +7,7 @@
 #include <QStringList>
 #include <algorithm>
 #include <cstring>
+#include <map>
 #include <span>
 #include <utility>
 #include <xkbcommon/xkbcommon.h>
@@ -127,19 +128,23 @@ quint64 X11KeyboardLayout::flags(quint32 state) const
     return result;
 }
 
-std::optional<quint32> X11KeyboardLayout::modifiers(quint64 flags) const
+std::vector<quint32> X11KeyboardLayout::modifierSets(quint64 flags) const
 {
     const std::array<std::pair<quint64, quint32>, 4> masks{{{ModifierFlag::Shift, XCB_MOD_MASK_SHIFT},
                                                             {ModifierFlag::Control, XCB_MOD_MASK_CONTROL},
                                                             {ModifierFlag::Option, altMask},
                                                             {ModifierFlag::Command, superMask}}};
-    quint32 result = 0;
+    std::vector<quint32> result{0};
     for (const auto& [flag, mask] : masks) {
         if ((flags & flag) == 0)
             continue;
-        if (mask == 0)
-            return std::nullopt;
-        result |= mask;
+        std::vector<quint32> longer;
+        for (const quint32 set : result) {
+            // Any of the modifiers will do, and so will several of them.
+            for (quint32 part = mask; part != 0; part = (part - 1) & mask)
+                longer.push_back(set | part);
+        }
+        result = std::move(longer);
     }
     return result;
 }
@@ -158,17 +163,18 @@ int X11KeyboardLayout::virtualKeyCode(quint32 hardwareKeyCode) const
     return hardwareKeyCode < virtualKeyCodes.size() ? virtualKeyCodes[hardwareKeyCode] : -1;
 }
 
-std::vector<quint32> X11KeyboardLayout::withLocks(quint32 modifiers) const
+std::vector<quint32> X11KeyboardLayout::withLocks(std::vector<quint32> modifierSets) const
 {
-    std::vector<quint32> result{modifiers};
     for (const quint32 lock : {quint32{XCB_MOD_MASK_LOCK}, numLockMask, scrollLockMask}) {
-        if (lock == 0 || (modifiers & lock) != 0)
+        if (lock == 0)
             continue;
-        const std::size_t count = result.size();
-        for (std::size_t i = 0; i < count; ++i)
-            result.push_back(result[i] | lock);
+        const std::size_t count = modifierSets.size();
+        for (std::size_t i = 0; i < count; ++i) {
+            if ((modifierSets[i] & lock) == 0)
+                modifierSets.push_back(modifierSets[i] | lock);
+        }
     }
-    return result;
+    return modifierSets;
 }
 
 QString X11KeyboardLayout::lockNames(quint32 state) const
@@ -181,6 +187,45 @@ QString X11KeyboardLayout::lockNames(quint32 state) const
     if ((state & scrollLockMask) != 0)
         names << QStringLiteral("Scroll Lock");
     return names.join(QStringLiteral(" and "));
+}
+
+QStringList X11KeyboardLayout::describeRefusals(const std::vector<quint32>& requested,
+                                                const std::set<quint32>& refused, const QString& key) const
+{
+    std::map<quint32, std::vector<quint32>> byCombination;
+    for (const quint32 set : requested)
+        byCombination[set & ~locks()].push_back(set);
+    QStringList problems;
+    for (const auto& [modifiers, sets] : byCombination) {
+        const auto isRefused = [&](quint32 set) { return refused.contains(set); };
+        const bool isWhole = std::ranges::all_of(sets, isRefused);
+        for (const quint32 set : sets) {
+            if (!isRefused(set))
+                continue;
+            QString under;
+            if (!isWhole && (set & locks()) == 0)
+                under = QStringLiteral(" without any lock");
+            else if (!isWhole)
+                under = QStringLiteral(" with ") + lockNames(set);
+            problems << label(modifiers, key) + under + QStringLiteral(" is held by another program.");
+            if (isWhole)
+                break;
+        }
+    }
+    return problems;
+}
+
+QString X11KeyboardLayout::label(quint32 modifiers, const QString& key) const
+{
+    QString text = combinationLabel(flags(modifiers), key);
+    // The five that a map may give any meaning, where it gave none that is known here.
+    for (quint32 number = 5; number >= 1; --number) {
+        const quint32 mask = quint32{XCB_MOD_MASK_1} << (number - 1);
+        if ((modifiers & mask & ~(altMask | superMask)) != 0)
+            text.prepend(QStringLiteral("Mod") + QString::number(number) + u'+');
+    }
+    text[0] = text[0].toUpper();
+    return text;
 }
 
 QString keyLabel(X11Connection& connection, xcb_keycode_t key)

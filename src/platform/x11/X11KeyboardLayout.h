@@ -3,9 +3,10 @@
 #include "platform/x11/X11Connection.h"
 
 #include <QString>
+#include <QStringList>
 #include <array>
 #include <bitset>
-#include <optional>
+#include <set>
 #include <vector>
 
 namespace velmo {
@@ -26,19 +27,30 @@ struct X11KeyboardLayout {
     /// ModifierFlag bits of an X modifier state. Locks are left out.
     [[nodiscard]] quint64 flags(quint32 state) const;
 
-    /// The X modifiers for ModifierFlag bits; none when the map lacks one of them.
-    [[nodiscard]] std::optional<quint32> modifiers(quint64 flags) const;
+    /// The X modifier states in which exactly these ModifierFlag bits are held: more than one where a map has
+    /// put a modifier's keys on several of the server's. Empty when the map lacks one of them.
+    [[nodiscard]] std::vector<quint32> modifierSets(quint64 flags) const;
 
     /// The hardware key code at a virtual key code's position; 0, which no key has, when there is none.
     [[nodiscard]] xcb_keycode_t hardwareKeyCode(int virtualKeyCode) const;
 
     [[nodiscard]] int virtualKeyCode(quint32 hardwareKeyCode) const;
 
-    /// The modifiers joined with every subset of the locks: a grab only takes exactly the state it names.
-    [[nodiscard]] std::vector<quint32> withLocks(quint32 modifiers) const;
+    [[nodiscard]] quint32 locks() const { return XCB_MOD_MASK_LOCK | numLockMask | scrollLockMask; }
+
+    /// Each state joined with every subset of the locks: a grab only takes exactly the state it names.
+    [[nodiscard]] std::vector<quint32> withLocks(std::vector<quint32> modifierSets) const;
 
     /// For people: "Caps Lock and Num Lock"; empty when the state holds no lock.
     [[nodiscard]] QString lockNames(quint32 state) const;
+
+    /// For people, a sentence for each combination with the key or button that another program holds. Locks
+    /// are only named where the combination is held under some of them.
+    [[nodiscard]] QStringList describeRefusals(const std::vector<quint32>& requested,
+                                               const std::set<quint32>& refused, const QString& key) const;
+
+private:
+    [[nodiscard]] QString label(quint32 modifiers, const QString& key) const;
 };
 
 /// What is printed on a key in the first group, for messages: "Space", "A", "F5".

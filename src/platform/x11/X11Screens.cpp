@@ -86,6 +86,42 @@ QRectF availableGeometry(const QScreen& screen, const std::vector<QRect>& stripe
 
 } // namespace
 
+/// Passes on every signal of the toolkit that means a change of the screens.
+class X11Screens::Watcher : public QObject {
+public:
+    explicit Watcher(std::function<void()> handler)
+        : handler_(std::move(handler))
+    {
+        connect(qGuiApp, &QGuiApplication::screenAdded, this, [this](QScreen* screen) {
+            watch(*screen);
+            handler_();
+        });
+        connect(qGuiApp, &QGuiApplication::screenRemoved, this, handler_);
+        connect(qGuiApp, &QGuiApplication::primaryScreenChanged, this, handler_);
+        const auto screens = QGuiApplication::screens();
+        for (QScreen* screen : screens)
+            watch(*screen);
+    }
+
+private:
+    void watch(QScreen& screen)
+    {
+        connect(&screen, &QScreen::geometryChanged, this, handler_);
+        // There is no signal for the scale factor, but it never changes without this.
+        connect(&screen, &QScreen::logicalDotsPerInchChanged, this, handler_);
+    }
+
+    std::function<void()> handler_;
+};
+
+X11Screens::X11Screens() = default;
+X11Screens::~X11Screens() = default;
+
+void X11Screens::setChangeHandler(std::function<void()> handler)
+{
+    watcher_ = handler ? std::make_unique<Watcher>(std::move(handler)) : nullptr;
+}
+
 std::vector<Screen> X11Screens::all() const
 {
     const auto* primary = QGuiApplication::primaryScreen();

@@ -2,13 +2,22 @@
 
 #include "platform/Screens.h"
 
+#include <memory>
+
 namespace velmo {
 
 /// The toolkit's screens with the numbers of the X server. Needs a QGuiApplication on the xcb platform.
 class X11Screens final : public Screens {
 public:
+    X11Screens();
+    ~X11Screens() override;
     [[nodiscard]] std::vector<Screen> all() const override;
     [[nodiscard]] std::optional<Screen> main() const override;
+    void setChangeHandler(std::function<void()> handler) override;
+
+private:
+    class Watcher;
+    std::unique_ptr<Watcher> watcher_;
 };
 
 } // namespace velmo

@@ -8,15 +8,6 @@
 #include <xcb/xinput.h>
 
 namespace velmo {
-namespace {
-
-int wholePixels(xcb_input_fp1616_t value)
-{
-    return value / 65536;
-}
-
-} // namespace
-
 X11TapSession::X11TapSession(const TapInterest& interest, EventTap::Handler handler, Controls controls)
     : interest_(interest)
     , handler_(std::move(handler))
@@ -29,7 +20,9 @@ X11TapSession::~X11TapSession()
         return;
     if (hotkey_)
         hotkey_->remove();
-    // Returning only when the server has let go means that whoever starts next finds the keys free.
+    if (pointer_)
+        pointer_->remove();
+    // Returning only when the server has let go means that whoever starts next finds keys and buttons free.
     connection_->sync();
 }
 
@@ -48,12 +41,24 @@ EventTap::StartReport X11TapSession::setUp()
     selectEvents();
     layout_ = X11KeyboardLayout::read(*connection_);
     hotkey_.emplace(*connection_, interest_);
-    const QStringList problems = hotkey_->install(layout_);
+    pointer_.emplace(
+        *connection_, interest_,
+        X11TapPointer::Context{handler_, controls_.pointerSpace, clock_, controls_.replayRequested});
+    problems_ = installGrabs();
+    flags_ = heldFlags().value_or(0);
+    return {true, problems_};
+}
+
+QStringList X11TapSession::installGrabs()
+{
+    return hotkey_->install(layout_) + pointer_->install(layout_);
+}
+
+std::optional<quint64> X11TapSession::heldFlags() const
+{
     const auto state = connection_->await(xcb_xkb_get_state_reply,
                                           xcb_xkb_get_state(connection_->get(), XCB_XKB_ID_USE_CORE_KBD));
-    if (state)
-        flags_ = layout_.flags(state->mods);
-    return {true, problems};
+    return state ? std::optional(layout_.flags(state->mods)) : std::nullopt;
 }
 
 void X11TapSession::selectEvents() const
@@ -123,17 +128,32 @@ void X11TapSession::handle(const xcb_generic_event_t& event)
 
 void X11TapSession::handleInput(const xcb_ge_generic_event_t& event)
 {
-    if (event.event_type == XCB_INPUT_KEY_PRESS)
+    switch (event.event_type) {
+    case XCB_INPUT_KEY_PRESS:
         handleHotkeyPress(event);
-    else if (event.event_type == XCB_INPUT_RAW_KEY_PRESS)
+        break;
+    case XCB_INPUT_RAW_KEY_PRESS:
         handleRawKeyPress(event);
+        break;
+    case XCB_INPUT_BUTTON_PRESS:
+        pointer_->handlePress(reinterpret_cast<const xcb_input_button_press_event_t&>(event), layout_);
+        break;
+    case XCB_INPUT_BUTTON_RELEASE:
+        pointer_->handleRelease(reinterpret_cast<const xcb_input_button_press_event_t&>(event), layout_);
+        break;
+    case XCB_INPUT_MOTION:
+        pointer_->handleMotion(reinterpret_cast<const xcb_input_button_press_event_t&>(event), layout_);
+        break;
+    default:
+        break;
+    }
 }
 
 void X11TapSession::handleKeyboard(const xcb_generic_event_t& event)
 {
     const auto& state = reinterpret_cast<const xcb_xkb_state_notify_event_t&>(event);
     if (state.xkbType == XCB_XKB_STATE_NOTIFY)
-        updateFlags(state.mods);
+        updateFlags(layout_.flags(state.mods));
     else
         layoutChanged_ = true;
 }
@@ -149,11 +169,10 @@ void X11TapSession::handleHotkeyPress(const xcb_ge_generic_event_t& event)
     if ((press.flags & XCB_INPUT_KEY_EVENT_FLAGS_KEY_REPEAT) != 0)
         return;
     TapEvent tapEvent;
-    tapEvent.type = TapEvent::Type::KeyDown;
     tapEvent.flags = layout_.flags(press.mods.effective);
     tapEvent.keyCode = layout_.virtualKeyCode(press.detail);
-    tapEvent.location = {wholePixels(press.root_x), wholePixels(press.root_y)};
-    handler_(tapEvent);
+    tapEvent.time = clock_.time(press.time);
+    handler_(TapEventType::KeyDown, tapEvent);
 }
 
 void X11TapSession::handleRawKeyPress(const xcb_ge_generic_event_t& event)
@@ -168,37 +187,33 @@ void X11TapSession::handleRawKeyPress(const xcb_ge_generic_event_t& event)
     // then meant for that program, by one of our own windows it is still meant for us.
     if (hotkey_->matches(press.detail, flags_) && !controls_.ownKeyboardHeld)
         return;
-    report(TapEvent::Type::KeyDown, layout_.virtualKeyCode(press.detail));
+    TapEvent tapEvent;
+    tapEvent.flags = flags_;
+    tapEvent.keyCode = layout_.virtualKeyCode(press.detail);
+    tapEvent.time = clock_.time(press.time);
+    handler_(TapEventType::KeyDown, tapEvent);
 }
 
-void X11TapSession::updateFlags(quint32 state)
+void X11TapSession::updateFlags(quint64 flags)
 {
-    const quint64 flags = layout_.flags(state);
     if (flags == flags_)
         return;
     flags_ = flags;
-    report(TapEvent::Type::FlagsChanged, -1);
+    TapEvent tapEvent;
+    tapEvent.flags = flags;
+    handler_(TapEventType::FlagsChanged, tapEvent);
 }
 
 void X11TapSession::updateLayout()
 {
     // The server also sends this whenever input moves from one keyboard to another, with the same map.
     layout_ = X11KeyboardLayout::read(*connection_);
-    const QStringList problems = hotkey_->install(layout_);
-    if (!problems.isEmpty())
-        controls_.onProblems(problems);
-}
-
-void X11TapSession::report(TapEvent::Type type, int keyCode)
-{
-    handler_({type, flags_, keyCode, pointerLocation()});
-}
-
-PixelPoint X11TapSession::pointerLocation() const
-{
-    const auto reply = connection_->await(xcb_query_pointer_reply,
-                                          xcb_query_pointer(connection_->get(), connection_->root()));
-    return reply ? PixelPoint{reply->root_x, reply->root_y} : PixelPoint{};
+    updateFlags(heldFlags().value_or(flags_));
+    QStringList problems = installGrabs();
+    if (problems == problems_)
+        return;
+    problems_ = std::move(problems);
+    controls_.onProblems(problems_);
 }
 
 } // namespace velmo

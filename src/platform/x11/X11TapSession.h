@@ -4,6 +4,8 @@
 #include "platform/x11/X11Connection.h"
 #include "platform/x11/X11HotkeyGrab.h"
 #include "platform/x11/X11KeyboardLayout.h"
+#include "platform/x11/X11PointerSpace.h"
+#include "platform/x11/X11TapPointer.h"
 
 #include <atomic>
 #include <functional>
@@ -12,15 +14,17 @@
 
 namespace velmo {
 
-/// One run of the event tap, from reserving the keys to giving them back. Lives on the tap's thread, save for
-/// the two flags that others set.
+/// One run of the event tap, from reserving keys and buttons to giving them back. Lives on the tap's thread,
+/// save for what others set.
 class X11TapSession {
 public:
     struct Controls {
         int stopDescriptor = -1;                  ///< Readable once the tap shall end.
         const std::atomic<bool>& ownKeyboardHeld; ///< A window of this program has grabbed the keyboard.
-        std::function<void(const QStringList&)>
-            onProblems; ///< A new keyboard map could not be served in full.
+        const X11PointerSpace& pointerSpace;
+        std::atomic<bool>& replayRequested; ///< See X11TapPointer.
+        /// What cannot be reserved has changed with the keyboard.
+        std::function<void(const QStringList&)> onProblems;
     };
 
     X11TapSession(const TapInterest& interest, EventTap::Handler handler, Controls controls);
@@ -39,10 +43,10 @@ private:
     void handleKeyboard(const xcb_generic_event_t& event);
     void handleHotkeyPress(const xcb_ge_generic_event_t& event);
     void handleRawKeyPress(const xcb_ge_generic_event_t& event);
-    void updateFlags(quint32 state);
+    [[nodiscard]] std::optional<quint64> heldFlags() const;
+    void updateFlags(quint64 flags);
+    [[nodiscard]] QStringList installGrabs();
     void updateLayout();
-    void report(TapEvent::Type type, int keyCode);
-    [[nodiscard]] PixelPoint pointerLocation() const;
     [[nodiscard]] bool stopRequested() const;
 
     TapInterest interest_;
@@ -52,7 +56,10 @@ private:
     quint8 inputOpcode_ = 0;
     quint8 keyboardEvent_ = 0;
     X11KeyboardLayout layout_;
+    X11EventClock clock_;
     std::optional<X11HotkeyGrab> hotkey_;
+    std::optional<X11TapPointer> pointer_;
+    QStringList problems_;
     quint64 flags_ = 0;
     bool layoutChanged_ = false;
 };

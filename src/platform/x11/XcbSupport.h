@@ -44,4 +44,10 @@ awaitReply(xcb_connection_t* connection, Reply* (*function)(xcb_connection_t*, C
 /// The first number of a property; 0, which no window and no process has, when there is none.
 [[nodiscard]] quint32 readNumber(xcb_connection_t* connection, xcb_window_t window, xcb_atom_t property);
 
+/// The input extension's 16.16 fixed-point coordinate, without its fraction.
+[[nodiscard]] constexpr int wholePixels(qint32 fixed)
+{
+    return fixed / 65536;
+}
+
 } // namespace velmo

@@ -4,6 +4,7 @@
 #include "support/x11/Await.h"
 
 #include <algorithm>
+#include <atomic>
 #include <mutex>
 #include <vector>
 
@@ -25,12 +26,16 @@ public:
     {
         tap_.start(
             interest,
-            [this, interest](const TapEvent& event) {
+            [this, interest](TapEventType type, const TapEvent& event) {
                 const std::lock_guard lock(mutex_);
-                events_.push_back(event);
-                const bool isHotkey =
-                    event.keyCode == interest.hotkeyKeyCode && event.flags == interest.hotkeyModifiers;
-                return isHotkey ? TapVerdict::Swallow : TapVerdict::Pass;
+                events_.push_back({type, event});
+                if (type == TapEventType::KeyDown)
+                    return event.keyCode == interest.hotkeyKeyCode && event.flags == interest.hotkeyModifiers
+                               ? TapVerdict::Swallow
+                               : TapVerdict::Pass;
+                if (type == TapEventType::OtherMouseUp && replaysClicks)
+                    tap_.replayPress(event);
+                return verdict.load();
             },
             [this](const EventTap::StartReport& report) {
                 const std::lock_guard lock(mutex_);
@@ -40,7 +45,12 @@ public:
 
     [[nodiscard]] X11EventTap& tap() { return tap_; }
 
-    [[nodiscard]] std::vector<TapEvent> events()
+    struct Seen {
+        TapEventType type;
+        TapEvent event;
+    };
+
+    [[nodiscard]] std::vector<Seen> events()
     {
         const std::lock_guard lock(mutex_);
         return events_;
@@ -52,13 +62,26 @@ public:
         return reports_;
     }
 
+    [[nodiscard]] std::vector<TapEvent> eventsOf(TapEventType type)
+    {
+        std::vector<TapEvent> result;
+        for (const Seen& seen : events()) {
+            if (seen.type == type)
+                result.push_back(seen.event);
+        }
+        return result;
+    }
+
     [[nodiscard]] std::vector<TapEvent> keyDowns(int keyCode)
     {
-        auto result = events();
-        std::erase_if(result, [keyCode](const TapEvent& event) {
-            return event.type != TapEvent::Type::KeyDown || event.keyCode != keyCode;
-        });
+        auto result = eventsOf(TapEventType::KeyDown);
+        std::erase_if(result, [keyCode](const TapEvent& event) { return event.keyCode != keyCode; });
         return result;
+    }
+
+    [[nodiscard]] bool await(TapEventType type, std::size_t count)
+    {
+        return awaitCondition([&] { return eventsOf(type).size() >= count; });
     }
 
     [[nodiscard]] bool awaitKeyDowns(int keyCode, std::size_t count)
@@ -66,9 +89,14 @@ public:
         return awaitCondition([&] { return keyDowns(keyCode).size() >= count; });
     }
 
+    /// For mouse events.
+    std::atomic<TapVerdict> verdict = TapVerdict::Swallow;
+    /// Whether a middle press is given back at its release.
+    std::atomic<bool> replaysClicks = false;
+
 private:
     std::mutex mutex_;
-    std::vector<TapEvent> events_;
+    std::vector<Seen> events_;
     std::vector<EventTap::StartReport> reports_;
     X11EventTap tap_; ///< Last: its thread uses the members above.
 };

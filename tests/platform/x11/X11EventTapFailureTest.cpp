@@ -1,11 +1,12 @@
 #include "TapRecorder.h"
+#include "platform/x11/X11InputExtensions.h"
+#include "platform/x11/X11PassiveGrab.h"
 #include "support/x11/InputDriver.h"
 #include "support/x11/PlainClient.h"
 #include "support/x11/VirtualDisplay.h"
 
 #include <array>
 #include <gtest/gtest.h>
-#include <xcb/xinput.h>
 
 namespace velmo::test {
 namespace {
@@ -63,18 +64,9 @@ TEST_F(X11EventTapFailureTest, NamesTheLockUnderWhichAnotherProgramHoldsTheCombi
 
 TEST_F(X11EventTapFailureTest, FindsAHolderThatUsesTheInputExtension)
 {
-    auto& connection = holder_.connection();
-    static_cast<void>(connection.await(xcb_input_xi_query_version_reply,
-                                       xcb_input_xi_query_version(connection.get(), 2, 2)));
-    const uint32_t any = XCB_INPUT_MODIFIER_MASK_ANY;
-    const uint32_t mask = XCB_INPUT_XI_EVENT_MASK_KEY_PRESS;
-    const auto grab = connection.await(
-        xcb_input_xi_passive_grab_device_reply,
-        xcb_input_xi_passive_grab_device(
-            connection.get(), XCB_CURRENT_TIME, connection.root(), XCB_NONE, input_.keyCode("space"),
-            XCB_INPUT_DEVICE_ALL_MASTER, 1, 1, XCB_INPUT_GRAB_TYPE_KEYCODE, XCB_INPUT_GRAB_MODE_22_ASYNC,
-            XCB_INPUT_GRAB_MODE_22_ASYNC, XCB_INPUT_GRAB_OWNER_NO_OWNER, &mask, &any));
-    ASSERT_TRUE(grab);
+    ASSERT_TRUE(X11InputExtensions::probe(holder_.connection()).missing.isEmpty());
+    X11PassiveGrab theirs(holder_.connection(), X11PassiveGrab::Kind::Key);
+    ASSERT_TRUE(theirs.take(input_.keyCode("space"), {X11PassiveGrab::kAnyModifiers}).empty());
     const auto report = tap_.start();
     EXPECT_TRUE(report.started);
     EXPECT_EQ(report.problems, QStringList{QStringLiteral("Ctrl+Alt+Space is held by another program.")});

@@ -63,7 +63,6 @@ TEST_P(X11EventTapLockTest, ReportsTheHotkeyOnceAndKeepsItFromTheApplication)
     const auto report = tap_.start();
     EXPECT_TRUE(report.started);
     EXPECT_TRUE(report.problems.isEmpty()) << report.problems.join(QLatin1Char('\n')).toStdString();
-    input_.moveTo(321, 123);
 
     pressHotkey();
     settle();
@@ -73,7 +72,6 @@ TEST_P(X11EventTapLockTest, ReportsTheHotkeyOnceAndKeepsItFromTheApplication)
     const auto presses = tap_.keyDowns(kSpace);
     ASSERT_EQ(presses.size(), 1U);
     EXPECT_EQ(presses.front().flags, kControlOption);
-    EXPECT_EQ(presses.front().location, (PixelPoint{321, 123}));
     EXPECT_EQ(clientPresses("space"), 0);
     EXPECT_EQ(input_.modifiers(), before);
 }
@@ -131,10 +129,8 @@ TEST_F(X11EventTapTest, ReportsModifiersAsTheyChangeAndLeavesLocksOut)
     settle();
     input_.tap("Caps_Lock");
     std::vector<quint64> flags;
-    for (const auto& event : tap_.events()) {
-        if (event.type == TapEvent::Type::FlagsChanged)
-            flags.push_back(event.flags);
-    }
+    for (const auto& event : tap_.eventsOf(TapEventType::FlagsChanged))
+        flags.push_back(event.flags);
     EXPECT_EQ(flags,
               (std::vector<quint64>{ModifierFlag::Command, ModifierFlag::Command | ModifierFlag::Option}));
     EXPECT_EQ(tap_.keyDowns(kLetterA).size(), 1U);

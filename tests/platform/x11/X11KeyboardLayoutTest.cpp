@@ -63,25 +63,35 @@ TEST_F(X11KeyboardLayoutTest, TranslatesModifiersBothWays)
         ModifierFlag::Shift | ModifierFlag::Control | ModifierFlag::Option | ModifierFlag::Command;
     for (const quint64 flags :
          {quint64{0}, ModifierFlag::Shift, ModifierFlag::Option, ModifierFlag::Command, all}) {
-        const auto modifiers = layout_.modifiers(flags);
-        ASSERT_TRUE(modifiers);
-        EXPECT_EQ(layout_.flags(*modifiers), flags);
-        EXPECT_EQ(layout_.flags(*modifiers | XCB_MOD_MASK_LOCK | layout_.numLockMask), flags);
+        const auto sets = layout_.modifierSets(flags);
+        ASSERT_EQ(sets.size(), 1U);
+        EXPECT_EQ(layout_.flags(sets.front()), flags);
+        EXPECT_EQ(layout_.flags(sets.front() | XCB_MOD_MASK_LOCK | layout_.numLockMask), flags);
     }
 }
 
 TEST_F(X11KeyboardLayoutTest, RefusesAModifierThatTheMapLacks)
 {
     layout_.superMask = 0;
-    EXPECT_FALSE(layout_.modifiers(ModifierFlag::Command));
-    EXPECT_TRUE(layout_.modifiers(ModifierFlag::Option));
+    EXPECT_TRUE(layout_.modifierSets(ModifierFlag::Command).empty());
+    EXPECT_TRUE(layout_.modifierSets(ModifierFlag::Command | ModifierFlag::Control).empty());
+    EXPECT_EQ(layout_.modifierSets(ModifierFlag::Option).size(), 1U);
+}
+
+TEST_F(X11KeyboardLayoutTest, TakesAnyOfTheModifiersThatAKeysNameIsOn)
+{
+    layout_.superMask = XCB_MOD_MASK_3 | XCB_MOD_MASK_4;
+    const auto sets = layout_.modifierSets(ModifierFlag::Command | ModifierFlag::Control);
+    EXPECT_EQ(std::set<quint32>(sets.begin(), sets.end()),
+              (std::set<quint32>{XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_3, XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_4,
+                                 XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_3 | XCB_MOD_MASK_4}));
 }
 
 TEST_F(X11KeyboardLayoutTest, JoinsACombinationWithEverySubsetOfTheLocks)
 {
     layout_.numLockMask = XCB_MOD_MASK_2;
     layout_.scrollLockMask = XCB_MOD_MASK_5;
-    const auto sets = layout_.withLocks(XCB_MOD_MASK_CONTROL);
+    const auto sets = layout_.withLocks({XCB_MOD_MASK_CONTROL});
     EXPECT_EQ(sets.size(), 8U);
     EXPECT_EQ(sets.front(), quint32{XCB_MOD_MASK_CONTROL});
     EXPECT_EQ(std::set<quint32>(sets.begin(), sets.end()).size(), 8U);
@@ -89,7 +99,36 @@ TEST_F(X11KeyboardLayoutTest, JoinsACombinationWithEverySubsetOfTheLocks)
               QStringLiteral("Caps Lock and Num Lock"));
 
     layout_.scrollLockMask = 0;
-    EXPECT_EQ(layout_.withLocks(0).size(), 4U);
+    EXPECT_EQ(layout_.withLocks({0}).size(), 4U);
+}
+
+TEST_F(X11KeyboardLayoutTest, TellsWhatIsRefusedByCombination)
+{
+    layout_.altMask = XCB_MOD_MASK_1;
+    layout_.superMask = XCB_MOD_MASK_4;
+    layout_.numLockMask = XCB_MOD_MASK_2;
+    layout_.scrollLockMask = 0;
+    const QString button = QStringLiteral("left button");
+    const quint32 chord = XCB_MOD_MASK_1 | XCB_MOD_MASK_4;
+    const quint32 shifted = chord | XCB_MOD_MASK_SHIFT;
+    const auto sets = layout_.withLocks({chord, shifted});
+    ASSERT_EQ(sets.size(), 8U);
+    EXPECT_TRUE(layout_.describeRefusals(sets, {}, button).isEmpty());
+    EXPECT_EQ(layout_.describeRefusals(sets, {sets.begin(), sets.end()}, button),
+              (QStringList{QStringLiteral("Alt+Super+left button is held by another program."),
+                           QStringLiteral("Alt+Shift+Super+left button is held by another program.")}));
+    EXPECT_EQ(
+        layout_.describeRefusals(sets, {chord, shifted | XCB_MOD_MASK_LOCK | XCB_MOD_MASK_2}, button),
+        (QStringList{QStringLiteral("Alt+Super+left button without any lock is held by another program."),
+                     QStringLiteral("Alt+Shift+Super+left button with Caps Lock and Num Lock is held by "
+                                    "another program.")}));
+
+    const QString middle = QStringLiteral("middle button");
+    EXPECT_EQ(layout_.describeRefusals({0, XCB_MOD_MASK_3, XCB_MOD_MASK_5 | XCB_MOD_MASK_CONTROL},
+                                       {0, XCB_MOD_MASK_3, XCB_MOD_MASK_5 | XCB_MOD_MASK_CONTROL}, middle),
+              (QStringList{QStringLiteral("Middle button is held by another program."),
+                           QStringLiteral("Mod3+middle button is held by another program."),
+                           QStringLiteral("Mod5+Ctrl+middle button is held by another program.")}));
 }
 
 TEST_F(X11KeyboardLayoutTest, NamesCombinationsForPeople)

@@ -121,7 +121,7 @@ TEST_F(X11WindowSurfacesTest, TheHotkeyStillWorksWhileOurWindowHoldsTheKeyboard)
     std::atomic<bool> started = false;
     platform.eventTap->start(
         {},
-        [&](const TapEvent& event) {
+        [&](TapEventType, const TapEvent& event) {
             presses += event.keyCode == 49 ? 1 : 0;
             return TapVerdict::Pass;
         },

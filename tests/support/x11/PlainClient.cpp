@@ -156,8 +156,12 @@ const std::vector<PlainClient::Event>& PlainClient::events()
 {
     connection_->sync();
     while (const auto event = connection_->nextEvent()) {
-        if (const auto input = inputEvent(*event))
-            events_.push_back(*input);
+        const auto input = inputEvent(*event);
+        if (!input)
+            continue;
+        events_.push_back(*input);
+        if (input->type != Event::Type::FocusIn && input->type != Event::Type::FocusOut)
+            lastState_ = reinterpret_cast<const xcb_key_press_event_t&>(*event).state;
     }
     return events_;
 }

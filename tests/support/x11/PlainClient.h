@@ -44,6 +44,8 @@ public:
     [[nodiscard]] const std::vector<Event>& events();
     [[nodiscard]] int count(Event::Type type, int detail);
     void forgetEvents();
+    /// The modifiers and buttons that were down before the latest of them.
+    [[nodiscard]] quint32 lastState() const { return lastState_; }
 
     /// Takes the input focus as programs do where no window manager gives it.
     void takeFocus();
@@ -57,6 +59,7 @@ private:
     std::unique_ptr<X11Connection> connection_;
     xcb_window_t window_ = XCB_NONE;
     std::vector<Event> events_;
+    quint32 lastState_ = 0;
 };
 
 } // namespace velmo::test

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "platform/x11/X11Connection.h"
+
+#include <set>
+#include <vector>
+#include <xcb/xinput.h>
+
+namespace velmo {
+
+/// One key or button that the server gives to this program instead of to applications, under each of a list
+/// of modifier states, for every keyboard and pointer. Held until release(). On the tap's thread.
+class X11PassiveGrab {
+public:
+    enum class Kind {
+        Key,
+        Button,
+        FrozenButton, ///< The pointer stands still after a press until the press is claimed or replayed.
+    };
+
+    /// The modifier state that stands for all of them.
+    static constexpr quint32 kAnyModifiers = XCB_INPUT_MODIFIER_MASK_ANY;
+
+    X11PassiveGrab(X11Connection& connection, Kind kind);
+
+    /// Takes another place, giving up the one before. Returns the states that are refused because another
+    /// program has them; the others are held.
+    std::set<quint32> take(quint32 detail, const std::vector<quint32>& modifierSets);
+    void release();
+
+    /// Lets go without forgetting, and takes back what was held. Neither waits for the server.
+    void suspend() const;
+    void resume() const;
+
+private:
+    [[nodiscard]] xcb_input_xi_passive_grab_device_cookie_t request() const;
+    [[nodiscard]] uint8_t grabType() const;
+
+    X11Connection& connection_;
+    Kind kind_;
+    quint32 detail_ = 0; ///< 0 for nothing.
+    std::vector<quint32> modifierSets_;
+};
+
+} // namespace velmo

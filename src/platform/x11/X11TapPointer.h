@@ -1,0 +1,49 @@
+#pragma once
+
+#include "platform/EventTap.h"
+#include "platform/x11/X11ButtonGrabs.h"
+#include "platform/x11/X11EventClock.h"
+#include "platform/x11/X11KeyboardLayout.h"
+#include "platform/x11/X11PointerSpace.h"
+
+#include <atomic>
+
+namespace velmo {
+
+/// The mouse's part of a run of the tap: takes the buttons that gestures begin with, reports what happens to
+/// them, and does with a press what the verdict says. On the tap's thread.
+///
+/// From a press that was claimed to the release of the last button everything goes to this program, so a
+/// verdict to pass something in between has no effect.
+class X11TapPointer {
+public:
+    struct Context {
+        const EventTap::Handler& handler;
+        const X11PointerSpace& space;
+        X11EventClock& clock;
+        /// Set by the handler when the click that it passes shall be given back.
+        std::atomic<bool>& replayRequested;
+    };
+
+    X11TapPointer(X11Connection& connection, const TapInterest& interest, const Context& context);
+
+    /// Readable sentences about what is not reserved.
+    [[nodiscard]] QStringList install(const X11KeyboardLayout& layout);
+    void remove() { grabs_.remove(); }
+
+    void handlePress(const xcb_input_button_press_event_t& event, const X11KeyboardLayout& layout);
+    void handleMotion(const xcb_input_button_press_event_t& event, const X11KeyboardLayout& layout);
+    void handleRelease(const xcb_input_button_press_event_t& event, const X11KeyboardLayout& layout);
+
+private:
+    [[nodiscard]] TapVerdict report(TapEventType type, const xcb_input_button_press_event_t& event,
+                                    const X11KeyboardLayout& layout, int buttonNumber) const;
+    void giveBackClicks();
+
+    X11Connection& connection_;
+    Context context_;
+    X11ButtonGrabs grabs_;
+    int clicksToGiveBack_ = 0;
+};
+
+} // namespace velmo
