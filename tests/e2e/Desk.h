@@ -1,10 +1,8 @@
 #pragma once
 
-#include "support/x11/Await.h"
+#include "support/x11/LoggedProgram.h"
 
-#include <QProcess>
 #include <QRect>
-#include <QStringList>
 #include <algorithm>
 
 namespace velmo::test {
@@ -12,28 +10,17 @@ namespace velmo::test {
 /// Somebody's application with the keyboard in its text field, as a process of its own.
 class Desk {
 public:
-    Desk()
-    {
-        process_.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        process_.start(QStringLiteral(VELMO_DESK_EXECUTABLE), QStringList());
-    }
-    Desk(const Desk&) = delete;
-    Desk& operator=(const Desk&) = delete;
-    ~Desk()
-    {
-        process_.terminate();
-        process_.waitForFinished();
-    }
+    Desk() { program_.start(QStringLiteral(VELMO_DESK_EXECUTABLE)); }
 
     [[nodiscard]] bool awaitReady()
     {
-        return awaitCondition([this] { return lines().contains(QStringLiteral("ready")); });
+        return awaitCondition([this] { return program_.lines().contains(QStringLiteral("ready")); });
     }
 
     /// What is worth circling, in pixels of the screen.
     [[nodiscard]] QRect target()
     {
-        for (const QString& line : lines()) {
+        for (const QString& line : program_.lines()) {
             const QStringList words = line.split(u' ');
             if (words.first() == QStringLiteral("target") && words.size() == 5)
                 return {words[1].toInt(), words[2].toInt(), words[3].toInt(), words[4].toInt()};
@@ -44,7 +31,7 @@ public:
     /// The upper edge of its contents, in pixels of the screen; the title bar is above it.
     [[nodiscard]] int top()
     {
-        for (const QString& line : lines()) {
+        for (const QString& line : program_.lines()) {
             if (line.startsWith(QStringLiteral("top ")))
                 return line.section(u' ', 1).toInt();
         }
@@ -53,25 +40,19 @@ public:
 
     [[nodiscard]] bool awaitText(const QString& text)
     {
-        return awaitCondition([this, text] { return lines().contains(QStringLiteral("text ") + text); });
+        return awaitCondition(
+            [this, text] { return program_.lines().contains(QStringLiteral("text ") + text); });
     }
 
     [[nodiscard]] bool receivedAnyText()
     {
-        const QStringList all = lines();
+        const QStringList all = program_.lines();
         return std::any_of(all.begin(), all.end(),
                            [](const QString& line) { return line.startsWith(QStringLiteral("text ")); });
     }
 
 private:
-    QStringList lines()
-    {
-        output_ += process_.readAllStandardOutput();
-        return QString::fromUtf8(output_).split(u'\n');
-    }
-
-    QProcess process_;
-    QByteArray output_;
+    LoggedProgram program_;
 };
 
 } // namespace velmo::test

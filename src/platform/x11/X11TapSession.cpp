@@ -40,12 +40,12 @@ EventTap::StartReport X11TapSession::setUp()
     keyboardEvent_ = extensions.keyboardEvent;
     selectEvents();
     layout_ = X11KeyboardLayout::read(*connection_);
+    readModifiers();
     hotkey_.emplace(*connection_, interest_);
     pointer_.emplace(
         *connection_, interest_,
         X11TapPointer::Context{handler_, controls_.pointerSpace, clock_, controls_.replayRequested});
     problems_ = installGrabs();
-    flags_ = heldFlags().value_or(0);
     return {true, problems_};
 }
 
@@ -54,11 +54,16 @@ QStringList X11TapSession::installGrabs()
     return hotkey_->install(layout_) + pointer_->install(layout_);
 }
 
-std::optional<quint64> X11TapSession::heldFlags() const
+/// From then on the state is what events say: a question would be answered ahead of those that are under way.
+void X11TapSession::readModifiers()
 {
     const auto state = connection_->await(xcb_xkb_get_state_reply,
                                           xcb_xkb_get_state(connection_->get(), XCB_XKB_ID_USE_CORE_KBD));
-    return state ? std::optional(layout_.flags(state->mods)) : std::nullopt;
+    if (state)
+        modifiers_ = state->mods;
+    flags_ = layout_.flags(modifiers_);
+    // What arrived before the answer is older than it.
+    connection_->discardEvents();
 }
 
 void X11TapSession::selectEvents() const
@@ -152,10 +157,12 @@ void X11TapSession::handleInput(const xcb_ge_generic_event_t& event)
 void X11TapSession::handleKeyboard(const xcb_generic_event_t& event)
 {
     const auto& state = reinterpret_cast<const xcb_xkb_state_notify_event_t&>(event);
-    if (state.xkbType == XCB_XKB_STATE_NOTIFY)
-        updateFlags(layout_.flags(state.mods));
-    else
+    if (state.xkbType == XCB_XKB_STATE_NOTIFY) {
+        modifiers_ = state.mods;
+        updateFlags();
+    } else {
         layoutChanged_ = true;
+    }
 }
 
 void X11TapSession::handleHotkeyPress(const xcb_ge_generic_event_t& event)
@@ -194,8 +201,9 @@ void X11TapSession::handleRawKeyPress(const xcb_ge_generic_event_t& event)
     handler_(TapEventType::KeyDown, tapEvent);
 }
 
-void X11TapSession::updateFlags(quint64 flags)
+void X11TapSession::updateFlags()
 {
+    const quint64 flags = layout_.flags(modifiers_);
     if (flags == flags_)
         return;
     flags_ = flags;
@@ -208,7 +216,7 @@ void X11TapSession::updateLayout()
 {
     // The server also sends this whenever input moves from one keyboard to another, with the same map.
     layout_ = X11KeyboardLayout::read(*connection_);
-    updateFlags(heldFlags().value_or(flags_));
+    updateFlags();
     QStringList problems = installGrabs();
     if (problems == problems_)
         return;

@@ -43,8 +43,8 @@ private:
     void handleKeyboard(const xcb_generic_event_t& event);
     void handleHotkeyPress(const xcb_ge_generic_event_t& event);
     void handleRawKeyPress(const xcb_ge_generic_event_t& event);
-    [[nodiscard]] std::optional<quint64> heldFlags() const;
-    void updateFlags(quint64 flags);
+    void readModifiers();
+    void updateFlags();
     [[nodiscard]] QStringList installGrabs();
     void updateLayout();
     [[nodiscard]] bool stopRequested() const;
@@ -60,7 +60,8 @@ private:
     std::optional<X11HotkeyGrab> hotkey_;
     std::optional<X11TapPointer> pointer_;
     QStringList problems_;
-    quint64 flags_ = 0;
+    quint32 modifiers_ = 0; ///< The server's, as the latest event says.
+    quint64 flags_ = 0;     ///< The same in ModifierFlag bits.
     bool layoutChanged_ = false;
 };
 

@@ -4,6 +4,7 @@
 #include "support/x11/Await.h"
 
 #include <QDir>
+#include <QFile>
 #include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
@@ -53,7 +54,59 @@ bool showsWindows(X11Connection& connection)
            awaitCondition([&] { return readNumbers(connection.get(), connection.root(), clients).empty(); });
 }
 
+/// A screen without a graphics card. The input devices of the machine are none of its business.
+constexpr const char* kDummyConfiguration = R"(
+Section "ServerFlags"
+    Option "AutoAddDevices" "false"
+    Option "AutoEnableDevices" "false"
+    Option "DontVTSwitch" "true"
+    Option "AllowMouseOpenFail" "true"
+EndSection
+Section "Device"
+    Identifier "dummy"
+    Driver "dummy"
+    VideoRam 64000
+EndSection
+Section "Monitor"
+    Identifier "monitor"
+    HorizSync 5.0-1000.0
+    VertRefresh 5.0-200.0
+    Modeline "1920x1080" 23.53 1920 1952 2040 2072 1080 1106 1108 1135
+EndSection
+Section "Screen"
+    Identifier "screen"
+    Device "dummy"
+    Monitor "monitor"
+    DefaultDepth 24
+    SubSection "Display"
+        Depth 24
+        Modes "1920x1080"
+    EndSubSection
+EndSection
+)";
+
 } // namespace
+
+QList<QByteArray> VirtualDisplay::command(const Options& options) const
+{
+    if (options.server == Server::Virtual)
+        return {"Xvfb",      "-screen",   "0",   options.screen, "+extension",
+                "Composite", "-nolisten", "tcp", "-noreset"};
+    const QString configuration = folder_.filePath(QStringLiteral("xorg.conf"));
+    QFile file(configuration);
+    if (file.open(QIODevice::WriteOnly))
+        file.write(kDummyConfiguration);
+    return {"Xorg",
+            "-config",
+            configuration.toUtf8(),
+            "-logfile",
+            folder_.filePath(QStringLiteral("xorg.log")).toUtf8(),
+            "-novtswitch",
+            "-sharevts",
+            "-nolisten",
+            "tcp",
+            "-noreset"};
+}
 
 VirtualDisplay::VirtualDisplay(const Options& options)
 {
@@ -70,12 +123,8 @@ VirtualDisplay::VirtualDisplay(const Options& options)
     int pipe[2];
     if (pipe2(pipe, O_CLOEXEC) != 0)
         return;
-    QList<QByteArray> command{"Xvfb",       "-displayfd", QByteArray::number(pipe[1]),
-                              "-screen",    "0",          options.screen,
-                              "+extension", "Composite",  "-nolisten",
-                              "tcp",        "-noreset"};
-    command += options.arguments;
-    server_ = ChildProcess(command, pipe[1]);
+    const QList<QByteArray> displayNumber{"-displayfd", QByteArray::number(pipe[1])};
+    server_ = ChildProcess(command(options) + displayNumber + options.arguments, pipe[1]);
     close(pipe[1]);
     const QByteArray number = readDisplayNumber(pipe[0]);
     close(pipe[0]);
@@ -107,9 +156,12 @@ void VirtualDisplay::setVariable(const QByteArray& name, const QByteArray& value
         qputenv(name.constData(), value);
 }
 
-bool VirtualDisplay::startWindowManager()
+bool VirtualDisplay::startWindowManager(const QString& configuration)
 {
-    windowManager_ = ChildProcess({"openbox", "--sm-disable"});
+    QList<QByteArray> words{"openbox", "--sm-disable"};
+    if (!configuration.isEmpty())
+        words << "--config-file" << configuration.toUtf8();
+    windowManager_ = ChildProcess(words);
     const auto connection = X11Connection::open();
     return connection && awaitCondition([&] { return isManaged(*connection); }) && showsWindows(*connection);
 }

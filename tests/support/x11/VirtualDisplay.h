@@ -13,9 +13,14 @@ namespace velmo::test {
 /// destructor.
 class VirtualDisplay {
 public:
+    enum class Server {
+        Virtual, ///< Xvfb.
+        Dummy,   ///< Xorg, the server of real desktops, with a driver for a screen that is not there.
+    };
     struct Options {
-        QByteArray screen = "1920x1080x24";
-        QList<QByteArray> arguments; ///< More for the server, such as "-extension", "XTEST".
+        Server server = Server::Virtual;
+        QByteArray screen = "1920x1080x24"; ///< For Xvfb; Xorg always has 1920x1080.
+        QList<QByteArray> arguments;        ///< More for the server, such as "-extension", "XTEST".
     };
 
     VirtualDisplay()
@@ -29,8 +34,8 @@ public:
     /// The value of DISPLAY; empty when the server did not start.
     [[nodiscard]] QByteArray name() const { return name_; }
 
-    /// True when it manages windows.
-    [[nodiscard]] bool startWindowManager();
+    /// True when it manages windows. The window manager's own configuration is used unless a file is given.
+    [[nodiscard]] bool startWindowManager(const QString& configuration = {});
     void stopWindowManager();
 
     /// True when it composites.
@@ -44,6 +49,7 @@ private:
         bool wasSet;
     };
     void setVariable(const QByteArray& name, const QByteArray& value);
+    [[nodiscard]] QList<QByteArray> command(const Options& options) const;
 
     QTemporaryDir folder_;
     QList<SavedVariable> saved_;

@@ -1,7 +1,5 @@
 #include "support/x11/X11TestMain.h"
 
-#include "support/x11/VirtualDisplay.h"
-
 #include <QApplication>
 #include <cstdio>
 #include <gmock/gmock.h>
@@ -19,12 +17,12 @@ VirtualDisplay& display()
     return *theDisplay;
 }
 
-int runX11Tests(int argc, char** argv)
+int runX11Tests(int argc, char** argv, const VirtualDisplay::Options& options)
 {
     testing::InitGoogleMock(&argc, argv);
     if (GTEST_FLAG_GET(list_tests))
         return RUN_ALL_TESTS();
-    VirtualDisplay virtualDisplay;
+    VirtualDisplay virtualDisplay(options);
     if (virtualDisplay.name().isEmpty()) {
         std::fputs("The virtual display did not start.\n", stderr);
         return 1;
