@@ -4,7 +4,6 @@
 #include "core/DebugLog.h"
 #include "core/SessionLog.h"
 #include "core/Text.h"
-#include "core/async/MainLoop.h"
 #include "core/async/Timer.h"
 
 namespace velmo {
@@ -21,17 +20,6 @@ QString describe(const std::optional<Screen>& screen)
     const QString id = screen->displayID ? QString::number(*screen->displayID) : QStringLiteral("none");
     return screen->name + QStringLiteral(" frame=") + describe(screen->frame) +
            QStringLiteral(" displayID=") + id;
-}
-
-/// Windows are dropped on a later turn, since the call that ends them often comes from one of their own
-/// events.
-template <typename T>
-void retire(std::unique_ptr<T>& window)
-{
-    if (!window)
-        return;
-    window->close();
-    async::postToMainLoop([retired = std::shared_ptr<T>(std::move(window))] {});
 }
 
 } // namespace
@@ -248,12 +236,32 @@ void AnnotationSession::openOverlay(bool showToolbar)
 
 void AnnotationSession::closeOverlay()
 {
-    retire(overlayController_);
+    if (!overlayController_)
+        return;
+    overlayController_->close();
+    retire(std::move(overlayController_));
 }
 
 void AnnotationSession::closePanel()
 {
-    retire(queryPanelController_);
+    if (!queryPanelController_)
+        return;
+    queryPanelController_->close();
+    retire(std::move(queryPanelController_));
+}
+
+/// Windows are dropped on a later turn, since the call that ends them often comes from one of their own
+/// events; but with the session at the latest, because they use what outlives only the session.
+void AnnotationSession::retire(std::shared_ptr<void> window)
+{
+    retired_.push_back(std::move(window));
+    tasks_.start(dropRetired());
+}
+
+async::Task<> AnnotationSession::dropRetired()
+{
+    std::exchange(retired_, {}).clear();
+    co_return;
 }
 
 void AnnotationSession::showPanelAgain()

@@ -8,6 +8,8 @@
 #include "core/Transcript.h"
 #include "core/async/TaskScope.h"
 
+#include <vector>
+
 namespace velmo {
 
 /// Runs one annotate-and-ask interaction at a time, from gesture to answer. Main thread; points are global
@@ -76,6 +78,8 @@ private:
     void openOverlay(bool showToolbar);
     void closeOverlay();
     void closePanel();
+    void retire(std::shared_ptr<void> window);
+    async::Task<> dropRetired();
     void showPanelAgain();
     void scheduleStroke(ScreenPoint point);
     async::Task<> beginScheduledStroke(QUuid revision);
@@ -110,6 +114,7 @@ private:
 
     std::unique_ptr<AnnotationOverlay> overlayController_;
     std::unique_ptr<QuestionPanel> queryPanelController_;
+    std::vector<std::shared_ptr<void>> retired_; ///< Closed windows on their last turn.
     std::optional<QByteArray> capturedImage_;
     std::optional<Screen> activeScreen_;
     async::TaskHandle<std::optional<QByteArray>> captureTask_;

@@ -119,6 +119,12 @@ public:
             Qt::QueuedConnection);
     }
 
+    /// Nothing is refreshed any more, not even what was requested before.
+    void cancel() const
+    {
+        state_->refresh = [] {};
+    }
+
 private:
     struct State {
         std::function<void()> refresh;

@@ -91,16 +91,18 @@ void OverlayWindowController::showWindow()
         toolbarPanel_->show();
         toolbarPanel_->raise();
     }
-    tasks_.start(holdKeyboard());
+    // At once, so that not even a hurried Escape goes to the application below.
+    if (!surfaces_.empty() && !windows_.grabKeyboard(*surfaces_.front()))
+        tasks_.start(holdKeyboard());
 }
 
 /// The overlay never gets the input focus, since that would repaint the very windows that are to be captured.
 async::Task<> OverlayWindowController::holdKeyboard()
 {
-    for (int attempt = 0; attempt < kKeyboardRetries && !surfaces_.empty(); ++attempt) {
+    for (int attempt = 0; attempt < kKeyboardRetries; ++attempt) {
+        co_await async::sleepFor(kKeyboardRetryPause);
         if (session_.state().value() != SessionState::Drawing || windows_.grabKeyboard(*surfaces_.front()))
             co_return;
-        co_await async::sleepFor(kKeyboardRetryPause);
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include <QBitmap>
 #include <QKeyEvent>
+#include <QLabel>
 #include <QMouseEvent>
 #include <algorithm>
 #include <cmath>
@@ -86,12 +87,29 @@ void QueryInputPanel::leaveAndDelete()
     if (exit_.state() == QAbstractAnimation::Running)
         return;
     entrance_.stop();
+    onEscape = {};
     if (!isVisible()) {
         deleteLater();
         return;
     }
+    freezeCard();
     exit_.setStartValue(windowOpacity());
     exit_.start();
+}
+
+/// What fades away is a picture: the session that the card shows begins anew, or ends, meanwhile.
+void QueryInputPanel::freezeCard()
+{
+    if (!card_)
+        return;
+    resize_.stop();
+    auto* picture = new QLabel(this);
+    picture->setPixmap(card_->grab());
+    picture->show();
+    card_->hide();
+    card_->deleteLater();
+    card_ = picture;
+    layOutCard();
 }
 
 void QueryInputPanel::animateHeight(int height)

@@ -39,6 +39,7 @@ protected:
     void mouseMoveEvent(QMouseEvent* event) override;
 
 private:
+    void freezeCard();
     void layOutCard();
 
     WindowSurfaces& windows_;

@@ -70,6 +70,13 @@ QueryPanelContentView::QueryPanelContentView(AnnotationSession& session,
     updateState();
 }
 
+void QueryPanelContentView::detach()
+{
+    subscriptions_.clear();
+    refreshTranscript_.cancel();
+    refreshState_.cancel();
+}
+
 QWidget* QueryPanelContentView::buildTranscript()
 {
     transcriptDocumentView_ = new QWidget;

@@ -25,6 +25,9 @@ public:
     QueryPanelContentView(AnnotationSession& session, std::function<void(int)> onHeightChange);
 
     void focusField();
+
+    /// Follows the session no longer. The session may end while the view is still there, hidden.
+    void detach();
     [[nodiscard]] int desiredHeight() const;
 
 protected:

@@ -86,6 +86,8 @@ void QueryPanelController::showWindow()
 
 void QueryPanelController::close()
 {
+    if (QueryPanelContentView* view = contentViewBridge_.data())
+        view->detach();
     if (QueryInputPanel* panel = panel_.data())
         panel->leaveAndDelete();
     panel_ = nullptr;

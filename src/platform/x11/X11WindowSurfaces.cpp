@@ -3,6 +3,7 @@
 #include "platform/x11/X11Connection.h"
 #include "platform/x11/X11Toolkit.h"
 
+#include <QApplication>
 #include <QWidget>
 
 namespace velmo {
@@ -68,9 +69,12 @@ void X11WindowSurfaces::focusWindow(QWidget& widget)
     if (connection == nullptr || !clock_)
         return;
     // A window that is not shown yet refuses; checking here keeps the refusal out of the toolkit's messages.
-    const XcbPointer<xcb_generic_error_t> ignored(
+    const XcbPointer<xcb_generic_error_t> refusal(
         xcb_request_check(connection, xcb_set_input_focus_checked(connection, XCB_INPUT_FOCUS_PARENT,
                                                                   windowOf(widget), clock_->serverTime())));
+    // The toolkit overlooks a focus that comes back to a window that it has hidden just before.
+    if (!refusal && QApplication::activeWindow() != widget.window())
+        QApplication::setActiveWindow(widget.window());
     // Only now: released before the focus has moved, keys would reach the application below for a moment.
     if (QWidget* holder = keyboardHolder_.data(); holder != nullptr && holder != &widget)
         releaseKeyboard(*holder);
