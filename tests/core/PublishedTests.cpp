@@ -168,6 +168,19 @@ TEST(LaterRefreshTest, NeverRunsAfterItsViewIsGone)
     EXPECT_EQ(refreshes, 0);
 }
 
+TEST(LaterRefreshTest, CanBeCalledOff)
+{
+    QObject view;
+    int refreshes = 0;
+    const LaterRefresh later(&view, [&refreshes] { ++refreshes; });
+    later.request();
+    later.cancel();
+    settle();
+    later.request();
+    settle();
+    EXPECT_EQ(refreshes, 0);
+}
+
 TEST(LaterRefreshTest, ARefreshMayAskForAnother)
 {
     QObject view;

@@ -228,6 +228,16 @@ TEST_F(SessionHintTest, ACaptureThatBeganMeanwhileKeepsThePanelHidden)
     EXPECT_THAT(panel().calls, IsEmpty());
 }
 
+TEST_F(SessionHintTest, WindowsGoLaterButWithTheSessionAtTheLatest)
+{
+    drawAndAdvance();
+    const auto shown = overlays.back();
+    session->cancel();
+    EXPECT_FALSE(shown->isDestroyed) << "the call may come from one of its own events";
+    session.reset();
+    EXPECT_TRUE(shown->isDestroyed);
+}
+
 TEST_F(SessionHintTest, AnOverlayThatIsStillUpKeepsThePanelHidden)
 {
     drawAndAdvance();

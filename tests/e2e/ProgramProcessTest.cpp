@@ -1,0 +1,217 @@
+#include "core/DebugLog.h"
+#include "e2e/GestureDesk.h"
+
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <csignal>
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace velmo::test {
+namespace {
+
+/// The program as a process of its own, which can be killed, beside an application. Its console goes into a
+/// file.
+class ProgramProcess : public GestureDesk {
+protected:
+    void TearDown() override
+    {
+        if (process_.state() != QProcess::NotRunning) {
+            process_.terminate();
+            process_.waitForFinished();
+        }
+        GestureDesk::TearDown();
+    }
+
+    void launch(const QStringList& arguments = {})
+    {
+        process_.setProcessEnvironment(environment_);
+        process_.setStandardOutputFile(console_);
+        process_.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        process_.start(QStringLiteral(VELMO_EXECUTABLE), arguments);
+        ASSERT_TRUE(process_.waitForStarted());
+    }
+
+    void launchAndAwait(const QStringList& arguments = {})
+    {
+        launch(arguments);
+        ASSERT_TRUE(awaitLine("[Platform] ready"));
+    }
+
+    [[nodiscard]] QByteArray console() const
+    {
+        QFile file(console_);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+    [[nodiscard]] bool awaitLine(const char* text, qsizetype times = 1) const
+    {
+        return awaitCondition([&] { return console().count(text) >= times; });
+    }
+
+    /// Keys and both buttons reach the application, and each just once.
+    void expectDesktopWorks()
+    {
+        client_->forgetEvents();
+        input_.tap("a");
+        click(kLeft);
+        click(kMiddle);
+        EXPECT_TRUE(awaitCondition([this] { return clientReleases(kMiddle) == 1; }));
+        EXPECT_EQ(clientKeys("a"), 1);
+        EXPECT_EQ(clientPresses(kLeft), 1);
+        EXPECT_EQ(clientPresses(kMiddle), 1);
+        EXPECT_TRUE(client_->hasFocus());
+    }
+
+    /// A key, and what follows only once the program has seen it.
+    void typeAndAwaitTheProgram()
+    {
+        input_.tap("v");
+        const auto matches = console().count("hotkey matched");
+        input_.chord({"Control_L", "Alt_L", "space"});
+        ASSERT_TRUE(awaitLine("[HotkeyMonitor] hotkey matched — consuming event", matches + 1));
+        ASSERT_TRUE(awaitLine("[Session] Begin annotation session"));
+        // The overlay takes the keyboard a moment after that line.
+        ASSERT_TRUE(awaitCondition([this] {
+            input_.tap("Escape");
+            return console().contains("[Session] Session cancelled");
+        }));
+    }
+
+    QTemporaryDir folder_;
+    QString console_ = folder_.filePath(QStringLiteral("console"));
+    QProcessEnvironment environment_ = QProcessEnvironment::systemEnvironment();
+    QProcess process_;
+};
+
+TEST_F(ProgramProcess, KilledAmidAStrokeItLeavesAWorkingDesktop)
+{
+    launchAndAwait();
+    holdChord();
+    input_.pressButton(kLeft);
+    ASSERT_TRUE(awaitLine("[Session] Locked active screen to"));
+    moveBy(40, 40);
+    process_.kill();
+    ASSERT_TRUE(process_.waitForFinished());
+    input_.releaseButton(kLeft);
+    releaseChord();
+    expectDesktopWorks();
+}
+
+TEST_F(ProgramProcess, KilledWhileAPressIsHeldBackItLeavesAWorkingDesktop)
+{
+    launchAndAwait();
+    input_.pressButton(kMiddle);
+    input_.tap("v");
+    ASSERT_TRUE(awaitLine("[HotkeyMonitor] keyDown passthrough — keyCode=9"));
+    process_.kill();
+    ASSERT_TRUE(process_.waitForFinished());
+    input_.releaseButton(kMiddle);
+    expectDesktopWorks();
+}
+
+TEST_F(ProgramProcess, ToldToEndAmidAStrokeItEndsAndLeavesAWorkingDesktop)
+{
+    launchAndAwait();
+    input_.pressButton(kMiddle);
+    moveBy(20, 20);
+    ASSERT_TRUE(awaitLine("[Session] Locked active screen to"));
+    process_.terminate();
+    ASSERT_TRUE(process_.waitForFinished());
+    EXPECT_EQ(process_.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(process_.exitCode(), 0);
+    input_.releaseButton(kMiddle);
+    expectDesktopWorks();
+}
+
+TEST_F(ProgramProcess, TellsEachCombinationThatAnotherProgramHolds)
+{
+    startMonitor();
+    launchAndAwait();
+    for (const char* sentence : {"[Platform] Ctrl+Alt+Space is held by another program.",
+                                 "[Platform] Alt+Super+left button is held by another program.",
+                                 "[Platform] Alt+Shift+Super+left button is held by another program.",
+                                 "[Platform] Middle button is held by another program."})
+        EXPECT_EQ(console().count(sentence), 1) << sentence;
+
+    input_.chord({"Control_L", "Alt_L", "space"});
+    EXPECT_TRUE(awaitTold("activate")) << "what the first one holds stays its own";
+    settle();
+    EXPECT_EQ(console().count("Begin annotation session"), 0);
+}
+
+TEST_F(ProgramProcess, NamesPassedKeysOnAConsole)
+{
+    launchAndAwait();
+    typeAndAwaitTheProgram();
+    EXPECT_EQ(console().count("[HotkeyMonitor] keyDown passthrough — keyCode=9\n"), 1);
+}
+
+TEST_F(ProgramProcess, NamesNoPassedKeysInTheJournal)
+{
+    QFile file(console_);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    struct stat status {};
+    ASSERT_EQ(fstat(file.handle(), &status), 0);
+    environment_.insert(QStringLiteral("JOURNAL_STREAM"),
+                        QString::number(status.st_dev) + u':' + QString::number(status.st_ino));
+    launchAndAwait();
+    typeAndAwaitTheProgram();
+    EXPECT_EQ(console().count("keyCode"), 0);
+}
+
+TEST_F(ProgramProcess, AJournalThatIsSomebodyElsesDoesNotMatter)
+{
+    environment_.insert(QStringLiteral("JOURNAL_STREAM"), QStringLiteral("1:1"));
+    launchAndAwait();
+    typeAndAwaitTheProgram();
+    EXPECT_EQ(console().count("keyCode=9\n"), 1);
+}
+
+TEST_F(ProgramProcess, NamesNoPassedKeysInASessionsErrorFile)
+{
+    console_ = folder_.filePath(QStringLiteral(".xsession-errors"));
+    launchAndAwait();
+    typeAndAwaitTheProgram();
+    EXPECT_EQ(console().count("keyCode"), 0);
+}
+
+TEST_F(ProgramProcess, NamesNoPassedKeysInTheBackground)
+{
+    launchAndAwait({QStringLiteral("--background")});
+    typeAndAwaitTheProgram();
+    EXPECT_EQ(console().count("keyCode"), 0);
+}
+
+TEST_F(ProgramProcess, WorksOnWhenNobodyReadsItsConsole)
+{
+    console_ = folder_.filePath(QStringLiteral("pipe"));
+    const QByteArray path = QFile::encodeName(console_);
+    ASSERT_EQ(mkfifo(path.constData(), 0600), 0);
+    const int reader = open(path.constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    ASSERT_GE(reader, 0);
+    const int size = fcntl(reader, F_SETPIPE_SZ, 4096);
+    ASSERT_GT(size, 0);
+    QFile::remove(DebugLog::logFile()); // It may be of an earlier run.
+    launch();
+    const auto awaitLog = [](const char* text) {
+        return awaitCondition([text] {
+            QFile log(DebugLog::logFile());
+            return log.open(QIODevice::ReadOnly) && log.readAll().contains(text);
+        });
+    };
+    ASSERT_TRUE(awaitLog("[Platform] ready"));
+    for (int key = 0; key < 300; ++key)
+        input_.tap("v");
+    input_.chord({"Control_L", "Alt_L", "space"});
+    EXPECT_TRUE(awaitLog("[Session] Begin annotation session"));
+    int waiting = 0;
+    ASSERT_EQ(ioctl(reader, FIONREAD, &waiting), 0);
+    EXPECT_GT(waiting, size - 200) << "the pipe was full";
+    close(reader);
+}
+
+} // namespace
+} // namespace velmo::test
