@@ -143,6 +143,12 @@ qint64 EventFeeder::textCharacters(Shape shape, qint64 wanted)
     return characters * (streamBytes(shape, wanted) / all.size());
 }
 
+const EventFeeder& EventFeeder::shared()
+{
+    static const EventFeeder feeder;
+    return feeder;
+}
+
 EventFeeder::EventFeeder()
 {
     const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);

@@ -17,8 +17,10 @@ enum class Shape {
 /// answers every request with an event stream that it repeats until the wanted length is reached.
 class EventFeeder {
 public:
-    /// Before any thread was started. The port is 0 if it failed.
-    EventFeeder();
+    /// The process's only one. The first call must come before any thread was started; the port is 0 if it
+    /// failed.
+    [[nodiscard]] static const EventFeeder& shared();
+
     EventFeeder(const EventFeeder&) = delete;
     EventFeeder& operator=(const EventFeeder&) = delete;
     ~EventFeeder();
@@ -34,6 +36,8 @@ public:
     [[nodiscard]] static qint64 textCharacters(Shape shape, qint64 wanted);
 
 private:
+    EventFeeder();
+
     pid_t child_ = -1;
     int port_ = 0;
 };

@@ -41,4 +41,10 @@ void Limits::checkRatio(const std::string& what, const std::string& value, const
     check(what, this->value(value) / this->value(to), limit);
 }
 
+void Limits::report(const std::string& what, double figure)
+{
+    if (!std::isnan(figure))
+        std::printf("%-72s %8.2f\n", what.c_str(), figure);
+}
+
 } // namespace velmo::bench

@@ -19,6 +19,9 @@ public:
     /// The same for the quotient of two values that were noted.
     void checkRatio(const std::string& what, const std::string& value, const std::string& to, double limit);
 
+    /// Prints a figure that has no limit.
+    static void report(const std::string& what, double figure);
+
     [[nodiscard]] bool allKept() const { return allKept_; }
 
 private:

@@ -1,20 +1,15 @@
+#include "Benchmarks.h"
 #include "EventFeeder.h"
 #include "Limits.h"
-#include "core/Console.h"
-#include "core/DebugLog.h"
 #include "core/Transcript.h"
 #include "core/async/TaskScope.h"
-#include "platform/linux/CurlHttpClient.h"
 #include "providers/AnthropicProvider.h"
-#include "providers/LLMTransport.h"
 #include "providers/OpenAIProvider.h"
 
 #include <QCoreApplication>
 #include <QFile>
-#include <QTemporaryDir>
 #include <algorithm>
 #include <benchmark/benchmark.h>
-#include <cstdio>
 #include <curl/curl.h>
 #include <functional>
 #include <sys/resource.h>
@@ -25,8 +20,6 @@ namespace {
 
 constexpr qint64 kMegabyte = qint64(1024) * 1024;
 constexpr qint64 kStreamBytes = 20 * kMegabyte;
-
-const EventFeeder* feeder = nullptr;
 
 /// Processor time of this process, all threads. The answer is worked on by two of them at once, so the clock
 /// on the wall would hide half of the cost.
@@ -61,7 +54,7 @@ size_t countLines(char* data, size_t size, size_t count, void* lines)
 void fetchPlainly(benchmark::State& state, Shape shape)
 {
     CURL* handle = curl_easy_init();
-    const QByteArray url = feeder->baseUrl(shape, kStreamBytes).toUtf8() + "/v1/messages";
+    const QByteArray url = EventFeeder::shared().baseUrl(shape, kStreamBytes).toUtf8() + "/v1/messages";
     qint64 lines = 0;
     curl_easy_setopt(handle, CURLOPT_URL, url.constData());
     curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, &countLines);
@@ -98,7 +91,8 @@ async::Task<> readAnswer(AnswerChannel::Reader reader, std::function<void(const 
 bool streamAnswer(Shape shape, qint64 bytes, const std::function<void(const QString&)>& onPiece)
 {
     const bool openAI = shape == Shape::OpenAI;
-    qputenv(openAI ? "OPENAI_BASE_URL" : "ANTHROPIC_BASE_URL", feeder->baseUrl(shape, bytes).toUtf8());
+    qputenv(openAI ? "OPENAI_BASE_URL" : "ANTHROPIC_BASE_URL",
+            EventFeeder::shared().baseUrl(shape, bytes).toUtf8());
     const QList<LLMMessage> messages{{LLMMessage::Role::User, QStringLiteral("What is this?"), std::nullopt}};
     const QString apiKey = QStringLiteral("dummy");
     const QString model = QStringLiteral("any");
@@ -218,7 +212,9 @@ BENCHMARK_CAPTURE(streamThroughProvider, Anthropic_fourfold, Shape::Anthropic, k
 BENCHMARK(keepLongAnswer)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(extendTranscript)->Arg(10)->Arg(10'000)->UseManualTime()->Iterations(20);
 
-void checkLimits()
+} // namespace
+
+void checkStreamLimits()
 {
     constexpr double kParseLimit = 6;
     constexpr double kLinearityLimit = 1.3;
@@ -241,29 +237,4 @@ void checkLimits()
                       "transcript/10", kTranscriptLimit);
 }
 
-} // namespace
-
 } // namespace velmo::bench
-
-int main(int argc, char** argv)
-{
-    using namespace velmo;
-    const bench::EventFeeder feeder;
-    if (feeder.port() == 0) {
-        std::fputs("the stream's server could not be started\n", stderr);
-        return 1;
-    }
-    bench::feeder = &feeder;
-
-    const QTemporaryDir folder;
-    DebugLog::setLogFile(folder.filePath(QStringLiteral("velmo.log")));
-    Console::setStream(Console::Stream::StandardError);
-    const QCoreApplication application(argc, argv);
-    LLMTransport::installClient([] { return std::make_unique<CurlHttpClient>(); });
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    LLMTransport::shutDown();
-    bench::checkLimits();
-    DebugLog::flush();
-    return bench::Limits::shared().allKept() ? 0 : 1;
-}

@@ -89,6 +89,9 @@ public:
         return awaitCondition([&] { return keyDowns(keyCode).size() >= count; });
     }
 
+    /// While this is held the tap's thread comes no farther than its next event.
+    [[nodiscard]] std::unique_lock<std::mutex> block() { return std::unique_lock(mutex_); }
+
     /// For mouse events.
     std::atomic<TapVerdict> verdict = TapVerdict::Swallow;
     /// Whether a middle press is given back at its release.

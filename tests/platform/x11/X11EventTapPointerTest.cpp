@@ -160,6 +160,26 @@ INSTANTIATE_TEST_SUITE_P(
                     Held{"AltOnly", {"Alt_L"}, false}, Held{"Nothing", {}, false}),
     [](const auto& instance) { return std::string(instance.param.name); });
 
+TEST_F(X11EventTapPointerTest, HoldsNothingThatItHasNotReserved)
+{
+    start();
+    {
+        const auto blocked = tap_.block();
+        input_.chord({"Shift_L", "a"});
+        input_.tap("b");
+        click(kLeft);
+        click(3);
+        input_.chord({"Control_L", "c"});
+        EXPECT_TRUE(awaitCondition([this] { return client_.count(Type::KeyPress, input_.keyCode("c")) == 1; }))
+            << "it reaches the client although the tap does not move";
+        EXPECT_EQ(client_.count(Type::KeyPress, input_.keyCode("a")), 1);
+        EXPECT_EQ(client_.count(Type::KeyPress, input_.keyCode("b")), 1);
+        EXPECT_EQ(releases(kLeft), 1);
+        EXPECT_EQ(releases(3), 1);
+    }
+    EXPECT_TRUE(tap_.awaitKeyDowns(8, 1));
+}
+
 TEST_F(X11EventTapPointerTest, AMiddlePressIsHeldBackUntilItIsGivenBack)
 {
     tap_.replaysClicks = true;

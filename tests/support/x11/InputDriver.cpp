@@ -33,6 +33,12 @@ void InputDriver::send(uint8_t type, uint8_t detail, int x, int y)
     connection_->sync();
 }
 
+void InputDriver::post(uint8_t type, uint8_t detail)
+{
+    xcb_test_fake_input(connection_->get(), type, detail, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
+    xcb_flush(connection_->get());
+}
+
 xcb_keycode_t InputDriver::keyCode(const char* key)
 {
     const xkb_keysym_t wanted = xkb_keysym_from_name(key, XKB_KEYSYM_NO_FLAGS);

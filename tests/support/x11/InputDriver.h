@@ -26,6 +26,9 @@ public:
     void pressButton(int button);
     void releaseButton(int button);
 
+    /// An event on its way when this returns: for whoever times it. The release is the caller's business.
+    void post(uint8_t type, uint8_t detail);
+
     [[nodiscard]] xcb_keycode_t keyCode(const char* key);
 
     /// The X modifiers and locks that are on now.

@@ -1,0 +1,9 @@
+#pragma once
+
+/// Each prints what its benchmarks measured, and whether that is within its limits.
+namespace velmo::bench {
+
+void checkStreamLimits();
+void checkTapLimits();
+
+} // namespace velmo::bench

@@ -1,0 +1,39 @@
+#include "Benchmarks.h"
+#include "EventFeeder.h"
+#include "Limits.h"
+#include "core/Console.h"
+#include "core/DebugLog.h"
+#include "platform/linux/CurlHttpClient.h"
+#include "providers/LLMTransport.h"
+#include "support/x11/VirtualDisplay.h"
+
+#include <QCoreApplication>
+#include <QTemporaryDir>
+#include <benchmark/benchmark.h>
+#include <cstdio>
+
+int main(int argc, char** argv)
+{
+    using namespace velmo;
+    if (bench::EventFeeder::shared().port() == 0) {
+        std::fputs("the stream's server could not be started\n", stderr);
+        return 1;
+    }
+    const test::VirtualDisplay display;
+    if (display.name().isEmpty()) {
+        std::fputs("the display could not be started\n", stderr);
+        return 1;
+    }
+    const QTemporaryDir folder;
+    DebugLog::setLogFile(folder.filePath(QStringLiteral("velmo.log")));
+    Console::setStream(Console::Stream::StandardError);
+    const QCoreApplication application(argc, argv);
+    LLMTransport::installClient([] { return std::make_unique<CurlHttpClient>(); });
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    LLMTransport::shutDown();
+    bench::checkStreamLimits();
+    bench::checkTapLimits();
+    DebugLog::flush();
+    return bench::Limits::shared().allKept() ? 0 : 1;
+}
