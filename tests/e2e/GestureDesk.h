@@ -64,21 +64,8 @@ protected:
         ASSERT_TRUE(reports_.back().started);
     }
 
-    void holdChord()
-    {
-        input_.press("Alt_L");
-        input_.press("Super_L");
-    }
-    void releaseChord()
-    {
-        input_.release("Super_L");
-        input_.release("Alt_L");
-    }
-    void click(int button)
-    {
-        input_.pressButton(button);
-        input_.releaseButton(button);
-    }
+    void holdChord() { input_.hold({"Alt_L", "Super_L"}); }
+    void releaseChord() { input_.letGo({"Alt_L", "Super_L"}); }
 
     [[nodiscard]] int clientKeys(const char* key)
     {

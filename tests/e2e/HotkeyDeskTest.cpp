@@ -133,7 +133,7 @@ TEST_F(HotkeyDesk, FindsSuperWhereverTheKeyboardPutsIt)
     }));
     holdChord();
     ASSERT_TRUE(awaitTold("hint")) << "and the chord follows";
-    click(kLeft);
+    input_.click(kLeft);
     releaseChord();
     ASSERT_TRUE(awaitTold("up"));
     EXPECT_EQ(clientPresses(kLeft), 0);
@@ -168,9 +168,9 @@ TEST_F(HotkeyDesk, WaitsWhileAnotherProgramHoldsKeyboardAndPointer)
     ASSERT_TRUE(pointer && pointer->status == XCB_GRAB_STATUS_SUCCESS);
     pressHotkey();
     holdChord();
-    click(kLeft);
+    input_.click(kLeft);
     releaseChord();
-    click(kMiddle);
+    input_.click(kMiddle);
     settle();
     EXPECT_EQ(clientKeys("space"), 1) << "it is the holder's";
     EXPECT_EQ(clientPresses(kLeft), 1);
@@ -198,9 +198,9 @@ TEST_F(HotkeyDesk, LeavesEverythingAloneOnceStopped)
         return clientKeys("space") > 0;
     }));
     holdChord();
-    click(kLeft);
+    input_.click(kLeft);
     releaseChord();
-    click(kMiddle);
+    input_.click(kMiddle);
     EXPECT_TRUE(
         awaitCondition([this] { return clientReleases(kLeft) == 1 && clientReleases(kMiddle) == 1; }));
 

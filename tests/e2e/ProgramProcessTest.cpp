@@ -56,8 +56,8 @@ protected:
     {
         client_->forgetEvents();
         input_.tap("a");
-        click(kLeft);
-        click(kMiddle);
+        input_.click(kLeft);
+        input_.click(kMiddle);
         EXPECT_TRUE(awaitCondition([this] { return clientReleases(kMiddle) == 1; }));
         EXPECT_EQ(clientKeys("a"), 1);
         EXPECT_EQ(clientPresses(kLeft), 1);

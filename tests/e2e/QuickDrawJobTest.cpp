@@ -19,22 +19,14 @@ protected:
         startProgram();
     }
 
-    void holdChord()
-    {
-        input_.press("Alt_L");
-        input_.press("Super_L");
-    }
+    void holdChord() { input_.hold({"Alt_L", "Super_L"}); }
     void circleUnderTheChord()
     {
         holdChord();
         circle(desk_->target(), kLeft, [this] { return session().state().value() == SessionState::Drawing; });
         releaseChord();
     }
-    void releaseChord()
-    {
-        input_.release("Super_L");
-        input_.release("Alt_L");
-    }
+    void releaseChord() { input_.letGo({"Alt_L", "Super_L"}); }
 
     [[nodiscard]] static bool panelIsUp() { return isUp<QueryInputPanel>(); }
 

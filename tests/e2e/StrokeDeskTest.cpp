@@ -101,7 +101,7 @@ TEST_F(ChordDesk, DrawsWithShiftHeldAsWell)
     startMonitor();
     input_.press("Shift_L");
     holdChord();
-    click(kLeft);
+    input_.click(kLeft);
     releaseChord();
     input_.release("Shift_L");
     ASSERT_TRUE(awaitTold("up"));
@@ -115,7 +115,7 @@ TEST_F(ChordDesk, DoesNotDrawWithControlHeldAsWell)
     startMonitor();
     input_.press("Control_L");
     holdChord();
-    click(kLeft);
+    input_.click(kLeft);
     releaseChord();
     input_.release("Control_L");
     EXPECT_TRUE(awaitCondition([this] { return clientReleases(kLeft) == 1; }));
@@ -129,7 +129,7 @@ TEST_F(ChordDesk, AShortcutWithTheChordIsTheClientsAndSoIsTheClickAfterIt)
     startMonitor();
     holdChord();
     input_.tap("v");
-    click(kLeft);
+    input_.click(kLeft);
     ASSERT_TRUE(awaitCondition([this] { return clientReleases(kLeft) == 1; }));
     EXPECT_EQ(clientKeys("v"), 1);
     EXPECT_EQ(clientPresses(kLeft), 1);
@@ -144,7 +144,7 @@ TEST_F(ChordDesk, AShortcutWithTheChordIsTheClientsAndSoIsTheClickAfterIt)
     EXPECT_EQ(clientReleases(kLeft), 1);
 
     holdChord();
-    click(kLeft);
+    input_.click(kLeft);
     releaseChord();
     EXPECT_TRUE(awaitTold("up"));
     EXPECT_EQ(clientPresses(kLeft), 1);
@@ -176,7 +176,7 @@ TEST_F(ChordDesk, CanBeSwitchedOffInTheSettings)
     monitor_->quickDrawModifiers = 0;
     startMonitor();
     holdChord();
-    click(kLeft);
+    input_.click(kLeft);
     releaseChord();
     EXPECT_TRUE(awaitCondition([this] { return clientReleases(kLeft) == 1; }));
     moveBy(0, 0);
@@ -203,7 +203,7 @@ TEST_F(ChordDesk, StopsAmidAStrokeAtOnceAndStartsAgain)
     releaseChord();
     told_.clear();
     holdChord();
-    click(kLeft);
+    input_.click(kLeft);
     releaseChord();
     EXPECT_TRUE(awaitTold("up"));
 }
@@ -271,7 +271,7 @@ TEST_F(MiddleDesk, GivesBackEachOfAHundredQuickClicks)
     startMonitor();
     constexpr int kClicks = 100;
     for (int round = 0; round < kClicks; ++round) {
-        click(kMiddle);
+        input_.click(kMiddle);
         std::this_thread::sleep_for(std::chrono::milliseconds(15)); // The pace is what is tested.
     }
     EXPECT_TRUE(awaitCondition([this] { return clientReleases(kMiddle) >= kClicks; }));
@@ -290,7 +290,7 @@ TEST_F(MiddleDesk, CanBeSwitchedOffInTheSettings)
     input_.releaseButton(kMiddle);
     EXPECT_TRUE(awaitCondition([this] { return clientReleases(kMiddle) == 1; }));
     holdChord();
-    click(kLeft);
+    input_.click(kLeft);
     releaseChord();
     EXPECT_TRUE(awaitTold("up"));
     EXPECT_THAT(told_, ElementsAre("hint", at("draw", 30, 0), "no hint", "up"));

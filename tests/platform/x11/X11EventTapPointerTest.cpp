@@ -36,21 +36,8 @@ protected:
         ASSERT_TRUE(report.problems.isEmpty()) << report.problems.join(u'\n').toStdString();
     }
 
-    void holdChord()
-    {
-        input_.press("Alt_L");
-        input_.press("Super_L");
-    }
-    void releaseChord()
-    {
-        input_.release("Super_L");
-        input_.release("Alt_L");
-    }
-    void click(int button)
-    {
-        input_.pressButton(button);
-        input_.releaseButton(button);
-    }
+    void holdChord() { input_.hold({"Alt_L", "Super_L"}); }
+    void releaseChord() { input_.letGo({"Alt_L", "Super_L"}); }
 
     [[nodiscard]] int presses(int button) { return client_.count(Type::ButtonPress, button); }
     [[nodiscard]] int releases(int button) { return client_.count(Type::ButtonRelease, button); }
@@ -96,7 +83,7 @@ TEST_F(X11EventTapPointerTest, AClaimedChordPressAndAllUntilItsReleaseStayHere)
     EXPECT_EQ(drags[1].flags, 0U);
     EXPECT_EQ(tap_.eventsOf(TapEventType::LeftMouseUp)[0].location, (TopDownPoint{340, 260}));
 
-    click(kLeft);
+    input_.click(kLeft);
     EXPECT_TRUE(awaitCondition([this] { return presses(kLeft) == 1 && releases(kLeft) == 1; }))
         << "the next click is the client's again";
 }
@@ -106,7 +93,7 @@ TEST_F(X11EventTapPointerTest, APassedChordPressIsTheClientsWithItsRelease)
     tap_.verdict = TapVerdict::Pass;
     start();
     holdChord();
-    click(kLeft);
+    input_.click(kLeft);
     releaseChord();
     EXPECT_TRUE(awaitCondition([this] { return presses(kLeft) == 1 && releases(kLeft) == 1; }));
     settle();
@@ -129,7 +116,7 @@ TEST_P(X11ChordStateTest, ReservesTheLeftButtonUnderTheChordOnly)
     start();
     for (const char* key : GetParam().keys)
         input_.press(key);
-    click(kLeft);
+    input_.click(kLeft);
     for (const char* key : GetParam().keys)
         input_.release(key);
     if (GetParam().isSeen) {
@@ -167,11 +154,12 @@ TEST_F(X11EventTapPointerTest, HoldsNothingThatItHasNotReserved)
         const auto blocked = tap_.block();
         input_.chord({"Shift_L", "a"});
         input_.tap("b");
-        click(kLeft);
-        click(3);
+        input_.click(kLeft);
+        input_.click(3);
         input_.chord({"Control_L", "c"});
-        EXPECT_TRUE(awaitCondition([this] { return client_.count(Type::KeyPress, input_.keyCode("c")) == 1; }))
-            << "it reaches the client although the tap does not move";
+        EXPECT_TRUE(awaitCondition([this] {
+            return client_.count(Type::KeyPress, input_.keyCode("c")) == 1;
+        })) << "it reaches the client although the tap does not move";
         EXPECT_EQ(client_.count(Type::KeyPress, input_.keyCode("a")), 1);
         EXPECT_EQ(client_.count(Type::KeyPress, input_.keyCode("b")), 1);
         EXPECT_EQ(releases(kLeft), 1);
@@ -204,7 +192,7 @@ TEST_F(X11EventTapPointerTest, AMiddlePressIsHeldBackUntilItIsGivenBack)
 TEST_F(X11EventTapPointerTest, AMiddlePressThatIsNotGivenBackIsNeverSeenByTheClient)
 {
     start();
-    click(kMiddle);
+    input_.click(kMiddle);
     ASSERT_TRUE(tap_.await(TapEventType::OtherMouseUp, 1));
     settle();
     EXPECT_EQ(presses(kMiddle) + releases(kMiddle), 0);
@@ -230,7 +218,7 @@ TEST_F(X11EventTapPointerTest, AMiddleClickKeepsItsModifiers)
     tap_.replaysClicks = true;
     start();
     input_.press("Control_L");
-    click(kMiddle);
+    input_.click(kMiddle);
     ASSERT_TRUE(awaitCondition([this] { return presses(kMiddle) == 1 && releases(kMiddle) == 1; }));
     EXPECT_EQ(client_.lastState() & 0xff, XCB_MOD_MASK_CONTROL);
     input_.release("Control_L");
@@ -243,7 +231,7 @@ TEST_F(X11EventTapPointerTest, AClickDuringAClaimedStrokeComesAfterIt)
     holdChord();
     input_.pressButton(kLeft);
     releaseChord();
-    click(kMiddle);
+    input_.click(kMiddle);
     ASSERT_TRUE(tap_.await(TapEventType::OtherMouseUp, 1));
     input_.moveTo(310, 210);
     ASSERT_TRUE(tap_.await(TapEventType::LeftMouseDragged, 1)) << "the stroke goes on";
@@ -262,9 +250,9 @@ TEST_F(X11EventTapPointerTest, WantsNothingOfTheMouseWithoutGestures)
     interest_.middleButton = false;
     start();
     holdChord();
-    click(kLeft);
+    input_.click(kLeft);
     releaseChord();
-    click(kMiddle);
+    input_.click(kMiddle);
     EXPECT_TRUE(awaitCondition([this] { return releases(kMiddle) == 1; }));
     EXPECT_EQ(presses(kLeft), 1);
     settle();
@@ -283,9 +271,9 @@ TEST_F(X11EventTapPointerTest, LeavesTheClicksToAProgramThatHoldsThePointer)
                          XCB_GRAB_MODE_ASYNC, XCB_NONE, XCB_NONE, XCB_CURRENT_TIME));
     ASSERT_TRUE(grab && grab->status == XCB_GRAB_STATUS_SUCCESS);
     holdChord();
-    click(kLeft);
+    input_.click(kLeft);
     releaseChord();
-    click(kMiddle);
+    input_.click(kMiddle);
     EXPECT_TRUE(awaitCondition([this] { return releases(kLeft) == 1 && releases(kMiddle) == 1; }));
     settle();
     EXPECT_TRUE(tap_.eventsOf(TapEventType::LeftMouseDown).empty());
@@ -294,7 +282,7 @@ TEST_F(X11EventTapPointerTest, LeavesTheClicksToAProgramThatHoldsThePointer)
     xcb_ungrab_pointer(holder.get(), XCB_CURRENT_TIME);
     holder.sync();
     holdChord();
-    click(kLeft);
+    input_.click(kLeft);
     releaseChord();
     EXPECT_TRUE(tap_.await(TapEventType::LeftMouseUp, 1)) << "and they are back afterwards";
 }
@@ -310,7 +298,7 @@ TEST_F(X11EventTapPointerTest, GivesLocationsInPoints)
     right.nativeFrame = {1920, 0, 500, 500};
     tap_.tap().setScreens({left, right});
     start();
-    click(kMiddle);
+    input_.click(kMiddle);
     ASSERT_TRUE(tap_.await(TapEventType::OtherMouseUp, 1));
     EXPECT_EQ(tap_.eventsOf(TapEventType::OtherMouseDown)[0].location, (TopDownPoint{150, 100}));
 }
@@ -327,13 +315,13 @@ TEST_F(X11EventTapPointerTest, StopInTheMiddleOfAStrokeReturnsAtOnceAndFreesTheP
     input_.releaseButton(kLeft);
     releaseChord();
     EXPECT_TRUE(awaitCondition([this] {
-        click(kLeft);
+        input_.click(kLeft);
         return presses(kLeft) > 0;
     }));
 
     start();
     holdChord();
-    click(kLeft);
+    input_.click(kLeft);
     releaseChord();
     EXPECT_TRUE(tap_.await(TapEventType::LeftMouseUp, 1));
 }
@@ -346,7 +334,7 @@ TEST_F(X11EventTapPointerTest, StopWhileAPressIsHeldBackFreesTheButton)
     tap_.tap().stop();
     input_.releaseButton(kMiddle);
     EXPECT_TRUE(awaitCondition([this] {
-        click(kMiddle);
+        input_.click(kMiddle);
         return presses(kMiddle) > 0;
     }));
 }
@@ -367,7 +355,7 @@ TEST_F(X11EventTapPointerTest, ASecondTapIsRefusedEachCombination)
     EXPECT_EQ(second.tap().report(), report) << "for whoever asks later";
 
     holdChord();
-    click(kLeft);
+    input_.click(kLeft);
     releaseChord();
     EXPECT_TRUE(tap_.await(TapEventType::LeftMouseUp, 1)) << "the first one's stay its own";
     EXPECT_TRUE(second.eventsOf(TapEventType::LeftMouseDown).empty());
@@ -384,10 +372,10 @@ TEST_F(X11EventTapPointerTest, AHotkeyOfSomebodyElseLeavesTheButtons)
     const auto report = tap_.start(interest_);
     EXPECT_EQ(report.problems, QStringList{QStringLiteral("Ctrl+Alt+Space is held by another program.")});
     holdChord();
-    click(kLeft);
+    input_.click(kLeft);
     releaseChord();
     EXPECT_TRUE(tap_.await(TapEventType::LeftMouseUp, 1));
-    click(kMiddle);
+    input_.click(kMiddle);
     EXPECT_TRUE(tap_.await(TapEventType::OtherMouseUp, 1));
 }
 
@@ -402,12 +390,12 @@ TEST_F(X11EventTapPointerTest, AMiddleButtonThatIsPartlyTakenIsOursOtherwise)
 
     tap_.replaysClicks = true;
     input_.press("Control_L");
-    click(kMiddle);
+    input_.click(kMiddle);
     input_.release("Control_L");
     settle();
     EXPECT_TRUE(tap_.eventsOf(TapEventType::OtherMouseDown).empty());
     for (int round = 1; round <= 3; ++round) {
-        click(kMiddle);
+        input_.click(kMiddle);
         EXPECT_TRUE(awaitCondition([&] { return presses(kMiddle) == round && releases(kMiddle) == round; }));
     }
     EXPECT_EQ(tap_.eventsOf(TapEventType::OtherMouseDown).size(), 3U);
@@ -421,7 +409,7 @@ TEST_F(X11EventTapPointerTest, SaysThatAChordCannotBeHadWithFn)
     EXPECT_EQ(report.problems, QStringList{QStringLiteral(
                                    "The quick-draw modifiers contain Fn, which X keyboards do not report.")});
     input_.press("Super_L");
-    click(kLeft);
+    input_.click(kLeft);
     input_.release("Super_L");
     EXPECT_TRUE(awaitCondition([this] { return presses(kLeft) == 1; }));
 }

@@ -79,10 +79,26 @@ void InputDriver::tap(const char* key)
 
 void InputDriver::chord(std::initializer_list<const char*> keys)
 {
+    hold(keys);
+    letGo(keys);
+}
+
+void InputDriver::hold(std::initializer_list<const char*> keys)
+{
     for (const char* key : keys)
         press(key);
+}
+
+void InputDriver::letGo(std::initializer_list<const char*> keys)
+{
     for (const auto* key = keys.end(); key != keys.begin();)
         release(*--key);
+}
+
+void InputDriver::click(int button)
+{
+    pressButton(button);
+    releaseButton(button);
 }
 
 void InputDriver::moveTo(int x, int y)

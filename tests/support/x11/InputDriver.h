@@ -22,7 +22,12 @@ public:
     /// Holds all but the last, taps the last, lets go.
     void chord(std::initializer_list<const char*> keys);
 
+    /// Presses all, in order, or releases them, the last first.
+    void hold(std::initializer_list<const char*> keys);
+    void letGo(std::initializer_list<const char*> keys);
+
     void moveTo(int x, int y);
+    void click(int button);
     void pressButton(int button);
     void releaseButton(int button);
 

@@ -119,6 +119,9 @@ VirtualDisplay::VirtualDisplay(const Options& options)
         setVariable(name, path.toUtf8());
     }
     setVariable("WAYLAND_DISPLAY", {});
+    // Without any address a bus would be started.
+    setVariable("DBUS_SESSION_BUS_ADDRESS",
+                "unix:path=" + folder_.filePath(QStringLiteral("no-session-bus")).toUtf8());
 
     int pipe[2];
     if (pipe2(pipe, O_CLOEXEC) != 0)
