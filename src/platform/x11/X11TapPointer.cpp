@@ -1,12 +1,14 @@
 #include "platform/x11/X11TapPointer.h"
 
+#include <algorithm>
+#include <span>
 #include <xcb/xtest.h>
 
 namespace velmo {
 namespace {
 
-constexpr quint32 kLeft = 1;
-constexpr quint32 kMiddle = 2;
+constexpr quint8 kLeft = 1;
+constexpr quint8 kMiddle = 2;
 
 /// The bit of a button among those that an event says are down.
 constexpr quint32 bit(quint32 button)
@@ -18,6 +20,18 @@ constexpr quint32 bit(quint32 button)
 quint32 buttonsDown(const xcb_input_button_press_event_t& event)
 {
     return event.buttons_len == 0 ? 0 : *xcb_input_button_press_button_mask(&event);
+}
+
+/// The button to press so that applications see this one: users may have exchanged some.
+quint8 physicalButton(const X11Connection& connection, quint8 button)
+{
+    const auto reply =
+        connection.await(xcb_get_pointer_mapping_reply, xcb_get_pointer_mapping(connection.get()));
+    if (!reply)
+        return button;
+    const std::span map(xcb_get_pointer_mapping_map(reply.get()), reply->map_len);
+    const auto found = std::ranges::find(map, button);
+    return found == map.end() ? button : static_cast<quint8>(found - map.begin() + 1);
 }
 
 } // namespace
@@ -78,10 +92,11 @@ void X11TapPointer::giveBackClicks()
     if (clicksToGiveBack_ == 0)
         return;
     xcb_connection_t* xcb = connection_.get();
+    const quint8 button = physicalButton(connection_, kMiddle);
     grabs_.suspendMiddle();
     for (; clicksToGiveBack_ > 0; --clicksToGiveBack_) {
-        xcb_test_fake_input(xcb, XCB_BUTTON_PRESS, kMiddle, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
-        xcb_test_fake_input(xcb, XCB_BUTTON_RELEASE, kMiddle, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
+        xcb_test_fake_input(xcb, XCB_BUTTON_PRESS, button, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
+        xcb_test_fake_input(xcb, XCB_BUTTON_RELEASE, button, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
     }
     grabs_.resumeMiddle();
     xcb_flush(xcb);

@@ -224,6 +224,33 @@ TEST_F(X11EventTapPointerTest, AMiddleClickKeepsItsModifiers)
     input_.release("Control_L");
 }
 
+TEST_F(X11EventTapPointerTest, AMiddleClickOfAMouseWithExchangedButtonsComesBackAsOne)
+{
+    auto& server = client_.connection();
+    const auto before = server.await(xcb_get_pointer_mapping_reply, xcb_get_pointer_mapping(server.get()));
+    ASSERT_TRUE(before);
+    std::vector<uint8_t> exchanged(xcb_get_pointer_mapping_map(before.get()),
+                                   xcb_get_pointer_mapping_map(before.get()) + before->map_len);
+    const auto restored = exchanged;
+    std::swap(exchanged[1], exchanged[2]);
+    const auto set = [&](const std::vector<uint8_t>& map) {
+        const auto reply =
+            server.await(xcb_set_pointer_mapping_reply,
+                         xcb_set_pointer_mapping(server.get(), static_cast<uint8_t>(map.size()), map.data()));
+        return reply && reply->status == XCB_MAPPING_STATUS_SUCCESS;
+    };
+    ASSERT_TRUE(set(exchanged));
+    tap_.replaysClicks = true;
+    start();
+    input_.click(3);
+    EXPECT_TRUE(awaitCondition([this] { return presses(kMiddle) == 1 && releases(kMiddle) == 1; }));
+    settle();
+    EXPECT_EQ(presses(kMiddle), 1);
+    EXPECT_EQ(presses(3), 0);
+    EXPECT_EQ(tap_.eventsOf(TapEventType::OtherMouseDown).size(), 1U);
+    EXPECT_TRUE(set(restored));
+}
+
 TEST_F(X11EventTapPointerTest, AClickDuringAClaimedStrokeComesAfterIt)
 {
     tap_.replaysClicks = true;
