@@ -205,6 +205,9 @@ void AnnotationSession::hideChatForHint()
     if (state_.value() != SessionState::Querying || isChatHiddenForHint_ || !queryPanelController_ ||
         !queryPanelController_->isWindowVisible())
         return;
+    // No stroke can begin while the first overlay is up, and nothing would bring the panel back.
+    if (overlayController_)
+        return;
     queryPanelController_->hideWindow();
     isChatHiddenForHint_ = true;
 }

@@ -94,6 +94,10 @@ TEST_F(QuickDrawJob, ThePanelMakesRoomWhileTheChordIsHeld)
 {
     circle(desk_->target(), kMiddle);
     ASSERT_TRUE(awaitState(SessionState::Querying, 1));
+    ASSERT_TRUE(awaitQuestionField());
+    holdChord();
+    releaseChord();
+    EXPECT_TRUE(panelIsUp()) << "before the first question there is nothing to add to";
     ask("why", 3);
     ASSERT_TRUE(panelIsUp());
     holdChord();

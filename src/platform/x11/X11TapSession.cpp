@@ -39,8 +39,9 @@ EventTap::StartReport X11TapSession::setUp()
     inputOpcode_ = extensions.inputOpcode;
     keyboardEvent_ = extensions.keyboardEvent;
     selectEvents();
-    layout_ = X11KeyboardLayout::read(*connection_);
     readModifiers();
+    layout_ = X11KeyboardLayout::read(*connection_);
+    flags_ = layout_.flags(modifiers_);
     hotkey_.emplace(*connection_, interest_);
     pointer_.emplace(
         *connection_, interest_,
@@ -61,7 +62,6 @@ void X11TapSession::readModifiers()
                                           xcb_xkb_get_state(connection_->get(), XCB_XKB_ID_USE_CORE_KBD));
     if (state)
         modifiers_ = state->mods;
-    flags_ = layout_.flags(modifiers_);
     // What arrived before the answer is older than it.
     connection_->discardEvents();
 }
