@@ -179,7 +179,7 @@ void AppDelegate::startHotkeyMonitor()
             .onQuickDrawDrag = [this](ScreenPoint point) { session_.continueDraw(point); },
             .onQuickDrawUp = [this] { session_.endMiddleDraw(); },
         });
-    hotkeyMonitor_->keyCode = static_cast<int>(settings_->hotkeyKeyCode.value());
+    hotkeyMonitor_->keyCode = static_cast<quint16>(settings_->hotkeyKeyCode.value());
     hotkeyMonitor_->keyModifiers = static_cast<quint64>(settings_->hotkeyModifiers.value());
     hotkeyMonitor_->quickDrawModifiers = static_cast<quint64>(settings_->quickDrawModifiers.value());
     hotkeyMonitor_->quickDrawMiddleMouseEnabled = settings_->quickDrawMiddleMouseEnabled.value();

@@ -102,7 +102,7 @@ bool isSessionErrorFile(int descriptor)
     const QByteArrayView whole(path.data(), length);
     const QByteArrayView name = whole.sliced(whole.lastIndexOf('/') + 1);
     return name.startsWith(".xsession-errors") || name.startsWith("xsession-errors") ||
-           name.endsWith("session.log");
+           name.endsWith("session.log") || whole.contains("/lxsession/");
 }
 
 std::atomic<Stream> currentStream{Stream::StandardOutput};

@@ -32,33 +32,39 @@ HotkeyMonitor::HotkeyMonitor(EventTap& eventTap, Callbacks callbacks)
 
 void HotkeyMonitor::start()
 {
-    if (!std::exchange(running_, true))
-        setupEventTap();
+    if (std::exchange(running_, true))
+        return;
+    ++latestRun_;
+    setupEventTap();
 }
 
 void HotkeyMonitor::stop()
 {
-    if (std::exchange(running_, false))
-        eventTap_.stop();
+    if (!std::exchange(running_, false))
+        return;
+    ++latestRun_;
+    eventTap_.stop();
 }
 
 void HotkeyMonitor::setupEventTap()
 {
     const TapInterest interest{keyCode, keyModifiers, quickDrawModifiers, quickDrawMiddleMouseEnabled};
+    const int run = latestRun_;
     eventTap_.start(
         interest,
         // A run before this one may have ended amid a gesture. It is over by the time of the first event.
-        [self = shared_from_this(), isFirst = true](TapEventType type, const TapEvent& event) mutable {
-            if (std::exchange(isFirst, false))
+        [self = shared_from_this(), run](TapEventType type, const TapEvent& event) {
+            if (std::exchange(self->currentRun_, run) != run)
                 self->resetGestures();
             return self->handleEvent(type, event);
         },
-        [self = shared_from_this()](const EventTap::StartReport& report) {
-            if (!report.started) {
+        [self = shared_from_this(), run, wasCreated = false](const EventTap::StartReport& report) mutable {
+            if (!report.started && !wasCreated) {
                 self->printLine(
                     "HotkeyMonitor: Failed to create event tap — Accessibility permission may be missing");
             }
-            self->post([report](HotkeyMonitor& monitor) {
+            wasCreated = wasCreated || report.started;
+            self->post(run, [report](HotkeyMonitor& monitor) {
                 monitor.running_ = report.started;
                 if (monitor.onStarted)
                     monitor.onStarted(report);
@@ -241,8 +247,13 @@ ScreenPoint HotkeyMonitor::quartzToAppKit(TopDownPoint point) const
 
 void HotkeyMonitor::post(std::function<void(HotkeyMonitor&)> call)
 {
-    async::postToMainLoop([weak = weak_from_this(), call = std::move(call)] {
-        if (const auto self = weak.lock(); self && self->running_)
+    post(currentRun_, std::move(call));
+}
+
+void HotkeyMonitor::post(int run, std::function<void(HotkeyMonitor&)> call)
+{
+    async::postToMainLoop([weak = weak_from_this(), run, call = std::move(call)] {
+        if (const auto self = weak.lock(); self && self->latestRun_ == run)
             call(*self);
     });
 }

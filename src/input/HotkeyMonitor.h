@@ -77,16 +77,19 @@ private:
     void updateHintState(bool show);
     [[nodiscard]] ScreenPoint quartzToAppKit(TopDownPoint point) const;
 
-    /// Runs the call later on the main thread, unless the monitor was stopped or dropped meanwhile.
+    /// Runs the call later on the main thread, unless the run that it comes from has been stopped by then.
     void post(std::function<void(HotkeyMonitor&)> call);
+    void post(int run, std::function<void(HotkeyMonitor&)> call);
     void postActivateWithDraw(TopDownPoint location);
 
     EventTap& eventTap_;
     Callbacks callbacks_;
     bool running_ = false; ///< Main thread.
+    int latestRun_ = 0;    ///< Main thread; counts starts and stops, so that an earlier run can be told.
     std::atomic<double> mainScreenTop_ = 0;
 
     // The gestures, on the tap's thread.
+    int currentRun_ = 0;
     bool isQuickDrawing_ = false;        ///< A stroke is in progress; its mouse events are swallowed.
     bool isQuickDrawSuppressed_ = false; ///< A key was typed with the chord held, so the chord is disarmed.
     bool pendingMiddleDown_ = false;     ///< A press is held back while it is undecided.

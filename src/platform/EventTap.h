@@ -58,9 +58,10 @@ struct TapInterest {
 /// Watches the desktop's input stream on a thread of its own.
 ///
 /// Everything but replayPress() and report() is called on the main thread and returns at once. The handler
-/// runs on the tap's thread, in the order of the events, and must not block. A left press in a gesture and
-/// all that follows until the release, and every middle press with its drags and its release, reach
-/// applications only as the verdicts say.
+/// runs on the tap's thread, in the order of the events, and must not block. A left press under the chord and
+/// every middle press reach applications only as the verdicts say, and so does what follows until the
+/// release. Other buttons that are pressed meanwhile may be lost to applications: a desktop gives all of the
+/// pointer to one holder.
 class EventTap {
 public:
     using Handler = std::function<TapVerdict(TapEventType, const TapEvent&)>;

@@ -7,7 +7,6 @@
 namespace velmo::test {
 namespace {
 
-using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -192,7 +191,7 @@ TEST_F(HotkeyDesk, LeavesEverythingAloneOnceStopped)
     ASSERT_TRUE(awaitTold("activate"));
     const auto begin = std::chrono::steady_clock::now();
     monitor_->stop();
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(50));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(1));
     EXPECT_TRUE(awaitCondition([this] {
         pressHotkey();
         return clientKeys("space") > 0;

@@ -22,6 +22,7 @@ public:
         ++stops;
         handler_ = {};
         onStarted_ = {};
+        report_ = {};
     }
     void setScreens(const std::vector<Screen>& all) override { screens = all; }
     void replayPress(const TapEvent& press) override { replays.push_back(press); }

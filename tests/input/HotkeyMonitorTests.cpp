@@ -109,6 +109,35 @@ TEST_F(HotkeyMonitorTest, NothingIsHeardOfAMonitorThatWasStopped)
     EXPECT_THAT(callbacks(), IsEmpty());
 }
 
+TEST_F(HotkeyMonitorTest, NothingIsHeardOfARunBeforeThisOne)
+{
+    start();
+    key(kSpace, kHotkeyModifiers);
+    monitor->stop();
+    monitor->start();
+    EXPECT_THAT(callbacks(), IsEmpty());
+
+    monitor->stop();
+    tap.nextReport = {false, {}};
+    monitor->start();
+    monitor->stop();
+    tap.nextReport = {true, {}};
+    start();
+    key(kSpace, kHotkeyModifiers);
+    EXPECT_THAT(callbacks(), ElementsAre("activate")) << "the failure was another run's";
+    monitor->stop();
+    EXPECT_EQ(tap.stops, 4);
+}
+
+TEST_F(HotkeyMonitorTest, SaysOnlyOfACreationThatItFailed)
+{
+    start();
+    tap.tell({false, {QStringLiteral("The connection to the X display was lost.")}});
+    settle();
+    EXPECT_THAT(printed(), IsEmpty());
+    EXPECT_EQ(reports.size(), 2U);
+}
+
 TEST_F(HotkeyMonitorTest, NothingIsHeardOfAMonitorThatIsGone)
 {
     start();

@@ -48,7 +48,7 @@ void X11ButtonGrabs::installChord(const X11KeyboardLayout& layout)
     const std::size_t count = sets.size();
     for (std::size_t i = 0; i < count; ++i)
         sets.push_back(sets[i] | XCB_MOD_MASK_SHIFT);
-    sets = layout.withLocks(std::move(sets));
+    sets = layout.withOthers(std::move(sets));
     const QString button = QStringLiteral("left button");
     if (sets.empty()) {
         chord_.release();

@@ -64,9 +64,12 @@ private:
             return stopping_ ? TapVerdict::Pass : handler(type, event);
         };
         const auto tell = [this, &onStarted](const StartReport& report) {
-            if (stopping_)
-                return;
-            tap_.keep(report);
+            {
+                const std::lock_guard lock(tap_.reportMutex_);
+                if (stopping_)
+                    return;
+                tap_.report_ = report;
+            }
             if (onStarted)
                 onStarted(report);
         };
@@ -98,9 +101,11 @@ void X11EventTap::start(const TapInterest& interest, Handler handler, StartHandl
 
 void X11EventTap::stop()
 {
-    if (run_)
-        run_->requestStop();
-    keep({});
+    if (!run_)
+        return;
+    const std::lock_guard lock(reportMutex_);
+    run_->requestStop();
+    report_ = {};
 }
 
 void X11EventTap::replayPress(const TapEvent&)
@@ -112,12 +117,6 @@ EventTap::StartReport X11EventTap::report() const
 {
     const std::lock_guard lock(reportMutex_);
     return report_;
-}
-
-void X11EventTap::keep(const StartReport& report)
-{
-    const std::lock_guard lock(reportMutex_);
-    report_ = report;
 }
 
 } // namespace velmo

@@ -14,7 +14,8 @@ namespace velmo {
 /// holding them.
 ///
 /// For keys the verdict counts for nothing: what was reserved never reaches an application, and everything
-/// else has reached it already. Holding the hotkey down is one press. A start while the tap runs replaces it.
+/// else has reached it already. A hotkey that is held
+/// down repeats, as other keys do. A start while the tap runs replaces it.
 /// onStarted runs once per start, unless stop() comes first, and again when a change of the keyboard changes
 /// what is refused, or, as a failure, when the display goes away. The destructor waits for the tap's thread,
 /// which takes a few milliseconds.
@@ -41,8 +42,6 @@ public:
 
 private:
     class Run;
-
-    void keep(const StartReport& report);
 
     std::atomic<bool> ownKeyboardHeld_ = false;
     std::atomic<bool> replayRequested_ = false;

@@ -5,7 +5,6 @@
 #include "platform/x11/X11PassiveGrab.h"
 
 #include <QStringList>
-#include <set>
 #include <vector>
 
 namespace velmo {
@@ -34,8 +33,6 @@ private:
     };
 
     [[nodiscard]] QStringList take(const X11KeyboardLayout& layout);
-    [[nodiscard]] std::set<quint32> grabForCoreClients() const;
-    void ungrabForCoreClients(quint32 modifiers) const;
 
     X11Connection& connection_;
     TapInterest interest_;

@@ -146,6 +146,8 @@ std::vector<quint32> X11KeyboardLayout::modifierSets(quint64 flags) const
         }
         result = std::move(longer);
     }
+    // Where two share one of the server's, holding one means holding both.
+    std::erase_if(result, [&](quint32 set) { return this->flags(set) != flags; });
     return result;
 }
 
@@ -163,29 +165,41 @@ int X11KeyboardLayout::virtualKeyCode(quint32 hardwareKeyCode) const
     return hardwareKeyCode < virtualKeyCodes.size() ? virtualKeyCodes[hardwareKeyCode] : -1;
 }
 
-std::vector<quint32> X11KeyboardLayout::withLocks(std::vector<quint32> modifierSets) const
+quint32 X11KeyboardLayout::others() const
 {
-    for (const quint32 lock : {quint32{XCB_MOD_MASK_LOCK}, numLockMask, scrollLockMask}) {
-        if (lock == 0)
+    constexpr quint32 kAll = 0xff;
+    return kAll & ~(XCB_MOD_MASK_SHIFT | XCB_MOD_MASK_CONTROL | altMask | superMask);
+}
+
+std::vector<quint32> X11KeyboardLayout::withOthers(std::vector<quint32> modifierSets) const
+{
+    for (std::size_t modifier = 0; modifier < kModifierCount; ++modifier) {
+        const quint32 mask = (quint32{1} << modifier) & others();
+        if (mask == 0)
             continue;
         const std::size_t count = modifierSets.size();
-        for (std::size_t i = 0; i < count; ++i) {
-            if ((modifierSets[i] & lock) == 0)
-                modifierSets.push_back(modifierSets[i] | lock);
-        }
+        for (std::size_t i = 0; i < count; ++i)
+            modifierSets.push_back(modifierSets[i] | mask);
     }
     return modifierSets;
 }
 
-QString X11KeyboardLayout::lockNames(quint32 state) const
+QString X11KeyboardLayout::otherNames(quint32 state) const
 {
+    const quint32 held = state & others();
     QStringList names;
-    if ((state & XCB_MOD_MASK_LOCK) != 0)
+    if ((held & XCB_MOD_MASK_LOCK) != 0)
         names << QStringLiteral("Caps Lock");
-    if ((state & numLockMask) != 0)
+    if ((held & numLockMask) != 0)
         names << QStringLiteral("Num Lock");
-    if ((state & scrollLockMask) != 0)
+    if ((held & scrollLockMask) != 0)
         names << QStringLiteral("Scroll Lock");
+    // The five that a map may give any meaning, where it gave none that is known here.
+    for (quint32 number = 1; number <= 5; ++number) {
+        const quint32 mask = quint32{XCB_MOD_MASK_1} << (number - 1);
+        if ((held & mask & ~(numLockMask | scrollLockMask)) != 0)
+            names << QStringLiteral("Mod") + QString::number(number);
+    }
     return names.join(QStringLiteral(" and "));
 }
 
@@ -194,38 +208,29 @@ QStringList X11KeyboardLayout::describeRefusals(const std::vector<quint32>& requ
 {
     std::map<quint32, std::vector<quint32>> byCombination;
     for (const quint32 set : requested)
-        byCombination[set & ~locks()].push_back(set);
+        byCombination[set & ~others()].push_back(set);
     QStringList problems;
     for (const auto& [modifiers, sets] : byCombination) {
         const auto isRefused = [&](quint32 set) { return refused.contains(set); };
-        const bool isWhole = std::ranges::all_of(sets, isRefused);
+        QString label = combinationLabel(flags(modifiers), key);
+        label[0] = label[0].toUpper();
+        // Programs that hold a combination mind the locks, and seldom anything beyond.
+        const bool isWhole = std::ranges::all_of(
+            sets, [&](quint32 set) { return (set & others() & ~locks()) != 0 || isRefused(set); });
         for (const quint32 set : sets) {
             if (!isRefused(set))
                 continue;
             QString under;
-            if (!isWhole && (set & locks()) == 0)
+            if (!isWhole && (set & others()) == 0)
                 under = QStringLiteral(" without any lock");
             else if (!isWhole)
-                under = QStringLiteral(" with ") + lockNames(set);
-            problems << label(modifiers, key) + under + QStringLiteral(" is held by another program.");
+                under = QStringLiteral(" with ") + otherNames(set);
+            problems << label + under + QStringLiteral(" is held by another program.");
             if (isWhole)
                 break;
         }
     }
     return problems;
-}
-
-QString X11KeyboardLayout::label(quint32 modifiers, const QString& key) const
-{
-    QString text = combinationLabel(flags(modifiers), key);
-    // The five that a map may give any meaning, where it gave none that is known here.
-    for (quint32 number = 5; number >= 1; --number) {
-        const quint32 mask = quint32{XCB_MOD_MASK_1} << (number - 1);
-        if ((modifiers & mask & ~(altMask | superMask)) != 0)
-            text.prepend(QStringLiteral("Mod") + QString::number(number) + u'+');
-    }
-    text[0] = text[0].toUpper();
-    return text;
 }
 
 QString keyLabel(X11Connection& connection, xcb_keycode_t key)

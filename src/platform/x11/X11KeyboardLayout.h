@@ -38,19 +38,19 @@ struct X11KeyboardLayout {
 
     [[nodiscard]] quint32 locks() const { return XCB_MOD_MASK_LOCK | numLockMask | scrollLockMask; }
 
-    /// Each state joined with every subset of the locks: a grab only takes exactly the state it names.
-    [[nodiscard]] std::vector<quint32> withLocks(std::vector<quint32> modifierSets) const;
+    /// The server's modifiers that no gesture speaks of: the locks, AltGr, and whatever else a map has.
+    [[nodiscard]] quint32 others() const;
 
-    /// For people: "Caps Lock and Num Lock"; empty when the state holds no lock.
-    [[nodiscard]] QString lockNames(quint32 state) const;
+    /// Each state joined with every subset of the others: a grab only takes exactly the state it names.
+    [[nodiscard]] std::vector<quint32> withOthers(std::vector<quint32> modifierSets) const;
 
-    /// For people, a sentence for each combination with the key or button that another program holds. Locks
-    /// are only named where the combination is held under some of them.
+    /// For people: "Caps Lock and Num Lock"; empty when none of the others is in the state.
+    [[nodiscard]] QString otherNames(quint32 state) const;
+
+    /// For people, a sentence for each combination with the key or button that another program holds. Other
+    /// modifiers are only named where the combination is not held under all locks alike.
     [[nodiscard]] QStringList describeRefusals(const std::vector<quint32>& requested,
                                                const std::set<quint32>& refused, const QString& key) const;
-
-private:
-    [[nodiscard]] QString label(quint32 modifiers, const QString& key) const;
 };
 
 /// What is printed on a key in the first group, for messages: "Space", "A", "F5".

@@ -10,6 +10,10 @@ namespace velmo {
 
 /// One key or button that the server gives to this program instead of to applications, under each of a list
 /// of modifier states, for every keyboard and pointer. Held until release(). On the tap's thread.
+///
+/// It is held twice, by a core grab and by an XInput grab. These never refuse each other, and of the two the
+/// later one wins silently. Only holding both finds every other holder and keeps later ones away; and neither
+/// is kept where the other is refused, or the program that had the combination first would lose it to us.
 class X11PassiveGrab {
 public:
     enum class Kind {
@@ -33,6 +37,11 @@ public:
     void resume() const;
 
 private:
+    [[nodiscard]] std::set<quint32> takeForCoreClients() const;
+    [[nodiscard]] std::set<quint32> takeForExtensionClients() const;
+    [[nodiscard]] xcb_void_cookie_t requestForCoreClients(quint32 modifiers) const;
+    void ungrabForCoreClients(quint32 modifiers) const;
+    void keepOnly(const std::set<quint32>& refused);
     [[nodiscard]] xcb_input_xi_passive_grab_device_cookie_t request() const;
     [[nodiscard]] uint8_t grabType() const;
 

@@ -1,7 +1,9 @@
 #include "platform/x11/X11TapPointer.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <span>
+#include <utility>
 #include <xcb/xtest.h>
 
 namespace velmo {
@@ -22,16 +24,24 @@ quint32 buttonsDown(const xcb_input_button_press_event_t& event)
     return event.buttons_len == 0 ? 0 : *xcb_input_button_press_button_mask(&event);
 }
 
-/// The button to press so that applications see this one: users may have exchanged some.
-quint8 physicalButton(const X11Connection& connection, quint8 button)
+/// The buttons in a pointer's state.
+constexpr quint16 kAnyButton =
+    XCB_BUTTON_MASK_1 | XCB_BUTTON_MASK_2 | XCB_BUTTON_MASK_3 | XCB_BUTTON_MASK_4 | XCB_BUTTON_MASK_5;
+
+bool isNear(PixelPoint one, PixelPoint other)
 {
-    const auto reply =
-        connection.await(xcb_get_pointer_mapping_reply, xcb_get_pointer_mapping(connection.get()));
-    if (!reply)
-        return button;
-    const std::span map(xcb_get_pointer_mapping_map(reply.get()), reply->map_len);
-    const auto found = std::ranges::find(map, button);
-    return found == map.end() ? button : static_cast<quint8>(found - map.begin() + 1);
+    constexpr int kReach = 10;
+    return std::abs(one.x - other.x) <= kReach && std::abs(one.y - other.y) <= kReach;
+}
+
+/// The button to press so that applications see the middle one: users may have exchanged some.
+quint8 physicalButton(const xcb_get_pointer_mapping_reply_t* mapping)
+{
+    if (mapping == nullptr)
+        return kMiddle;
+    const std::span map(xcb_get_pointer_mapping_map(mapping), mapping->map_len);
+    const auto found = std::ranges::find(map, kMiddle);
+    return found == map.end() ? kMiddle : static_cast<quint8>(found - map.begin() + 1);
 }
 
 } // namespace
@@ -79,24 +89,37 @@ void X11TapPointer::handleRelease(const xcb_input_button_press_event_t& event,
     else if (event.detail == kLeft)
         static_cast<void>(report(TapEventType::LeftMouseUp, event, layout, 0));
     if (context_.replayRequested.exchange(false))
-        ++clicksToGiveBack_;
-    // While another button is down the pointer is still ours, and a click would only come back to us.
-    if ((buttonsDown(event) & ~bit(event.detail)) == 0)
-        giveBackClicks();
+        clicksToGiveBack_.push_back({{wholePixels(event.root_x), wholePixels(event.root_y)}});
+    if (!clicksToGiveBack_.empty())
+        giveBackClicks(event.deviceid);
 }
 
 /// The press that was held back cannot be sent on, so the whole click is made again. Our own hold on the
 /// button is off meanwhile, and all of it goes out at once, so that the user's next press finds it on again.
-void X11TapPointer::giveBackClicks()
+void X11TapPointer::giveBackClicks(xcb_input_device_id_t pointer)
 {
-    if (clicksToGiveBack_ == 0)
-        return;
     xcb_connection_t* xcb = connection_.get();
-    const quint8 button = physicalButton(connection_, kMiddle);
+    // What is made goes to the pointer that it came from, where there are several.
+    xcb_input_xi_set_client_pointer(xcb, XCB_NONE, pointer);
+    const auto state = xcb_query_pointer(xcb, connection_.root());
+    const auto mapping = xcb_get_pointer_mapping(xcb);
+    const auto now = connection_.await(xcb_query_pointer_reply, state);
+    const quint8 button = physicalButton(connection_.await(xcb_get_pointer_mapping_reply, mapping).get());
+    // While a button is down the pointer belongs to somebody, us most likely, and the middle one cannot be
+    // pressed twice. That press comes to us with its release, and the click waits for it.
+    if (!now || (now->mask & kAnyButton) != 0) {
+        for (Click& click : clicksToGiveBack_)
+            click.hasWaited = true;
+        return;
+    }
+    const PixelPoint here{now->root_x, now->root_y};
     grabs_.suspendMiddle();
-    for (; clicksToGiveBack_ > 0; --clicksToGiveBack_) {
-        xcb_test_fake_input(xcb, XCB_BUTTON_PRESS, button, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
-        xcb_test_fake_input(xcb, XCB_BUTTON_RELEASE, button, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
+    for (const Click& click : std::exchange(clicksToGiveBack_, {})) {
+        // One that had to wait is for where it was made, or for nobody.
+        if (!click.hasWaited || isNear(click.place, here)) {
+            xcb_test_fake_input(xcb, XCB_BUTTON_PRESS, button, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
+            xcb_test_fake_input(xcb, XCB_BUTTON_RELEASE, button, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
+        }
     }
     grabs_.resumeMiddle();
     xcb_flush(xcb);

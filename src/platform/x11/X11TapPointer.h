@@ -7,14 +7,15 @@
 #include "platform/x11/X11PointerSpace.h"
 
 #include <atomic>
+#include <vector>
 
 namespace velmo {
 
 /// The mouse's part of a run of the tap: takes the buttons that gestures begin with, reports what happens to
 /// them, and does with a press what the verdict says. On the tap's thread.
 ///
-/// From a press that was claimed to the release of the last button everything goes to this program, so a
-/// verdict to pass something in between has no effect.
+/// From a press that was claimed or held back to the release of the last button the server sends everything
+/// to this program, so a verdict to pass something in between has no effect.
 class X11TapPointer {
 public:
     struct Context {
@@ -38,12 +39,16 @@ public:
 private:
     [[nodiscard]] TapVerdict report(TapEventType type, const xcb_input_button_press_event_t& event,
                                     const X11KeyboardLayout& layout, int buttonNumber) const;
-    void giveBackClicks();
+    void giveBackClicks(xcb_input_device_id_t pointer);
 
     X11Connection& connection_;
     Context context_;
     X11ButtonGrabs grabs_;
-    int clicksToGiveBack_ = 0;
+    struct Click {
+        PixelPoint place; ///< Of its release.
+        bool hasWaited = false;
+    };
+    std::vector<Click> clicksToGiveBack_;
 };
 
 } // namespace velmo

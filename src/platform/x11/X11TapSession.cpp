@@ -24,6 +24,10 @@ X11TapSession::~X11TapSession()
         pointer_->remove();
     // Returning only when the server has let go means that whoever starts next finds keys and buttons free.
     connection_->sync();
+    // A press that came until then waits for its verdict, with the pointer.
+    while (const auto event = connection_->nextEvent())
+        handle(*event);
+    connection_->sync();
 }
 
 EventTap::StartReport X11TapSession::setUp()
@@ -62,8 +66,6 @@ void X11TapSession::readModifiers()
                                           xcb_xkb_get_state(connection_->get(), XCB_XKB_ID_USE_CORE_KBD));
     if (state)
         modifiers_ = state->mods;
-    // What arrived before the answer is older than it.
-    connection_->discardEvents();
 }
 
 void X11TapSession::selectEvents() const
@@ -72,10 +74,12 @@ void X11TapSession::selectEvents() const
     xcb_xkb_select_events_details_t details{};
     details.affectNewKeyboard = XCB_XKB_NKN_DETAIL_KEYCODES;
     details.newKeyboardDetails = XCB_XKB_NKN_DETAIL_KEYCODES;
+    details.affectNames = XCB_XKB_NAME_DETAIL_KEY_NAMES;
+    details.namesDetails = XCB_XKB_NAME_DETAIL_KEY_NAMES;
     details.affectState = XCB_XKB_STATE_PART_MODIFIER_STATE;
     details.stateDetails = XCB_XKB_STATE_PART_MODIFIER_STATE;
     constexpr uint16_t kEvents = XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY | XCB_XKB_EVENT_TYPE_MAP_NOTIFY |
-                                 XCB_XKB_EVENT_TYPE_STATE_NOTIFY;
+                                 XCB_XKB_EVENT_TYPE_NAMES_NOTIFY | XCB_XKB_EVENT_TYPE_STATE_NOTIFY;
     constexpr uint16_t kMapParts =
         XCB_XKB_MAP_PART_KEY_TYPES | XCB_XKB_MAP_PART_KEY_SYMS | XCB_XKB_MAP_PART_MODIFIER_MAP;
     xcb_xkb_select_events_aux(connection_->get(), XCB_XKB_ID_USE_CORE_KBD, kEvents, 0, 0, kMapParts,
@@ -94,11 +98,10 @@ bool X11TapSession::run()
         {{connection_->fileDescriptor(), POLLIN, 0}, {controls_.stopDescriptor, POLLIN, 0}}};
     for (;;) {
         // Replies carry events with them, so the queue must be empty before waiting on the descriptor.
-        while (const auto event = connection_->nextEvent()) {
-            if (stopRequested())
-                return true;
+        while (const auto event = connection_->nextEvent())
             handle(*event);
-        }
+        if (stopRequested())
+            return true;
         if (connection_->isBroken())
             return false;
         if (layoutChanged_) {
@@ -173,8 +176,6 @@ void X11TapSession::handleHotkeyPress(const xcb_ge_generic_event_t& event)
     // windows take the keyboard in answer.
     xcb_input_xi_ungrab_device(connection_->get(), XCB_CURRENT_TIME, press.deviceid);
     connection_->sync();
-    if ((press.flags & XCB_INPUT_KEY_EVENT_FLAGS_KEY_REPEAT) != 0)
-        return;
     TapEvent tapEvent;
     tapEvent.flags = layout_.flags(press.mods.effective);
     tapEvent.keyCode = layout_.virtualKeyCode(press.detail);

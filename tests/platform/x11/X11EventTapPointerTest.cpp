@@ -271,6 +271,84 @@ TEST_F(X11EventTapPointerTest, AClickDuringAClaimedStrokeComesAfterIt)
     EXPECT_EQ(tap_.eventsOf(TapEventType::OtherMouseDown).size(), 1U);
 }
 
+TEST_F(X11EventTapPointerTest, AClickDuringAClaimedStrokeThatLedAwayIsForNobody)
+{
+    tap_.replaysClicks = true;
+    start();
+    holdChord();
+    input_.pressButton(kLeft);
+    releaseChord();
+    input_.click(kMiddle);
+    input_.moveTo(420, 330);
+    input_.releaseButton(kLeft);
+    ASSERT_TRUE(tap_.await(TapEventType::LeftMouseUp, 1));
+    input_.click(kMiddle);
+    EXPECT_TRUE(awaitCondition([this] { return presses(kMiddle) == 1 && releases(kMiddle) == 1; }));
+    settle();
+    EXPECT_EQ(presses(kMiddle), 1) << "only the one that was made here";
+}
+
+TEST_F(X11EventTapPointerTest, ALateTapLosesNoClick)
+{
+    tap_.replaysClicks = true;
+    start();
+    {
+        const auto blocked = tap_.block();
+        input_.click(kMiddle);
+        input_.pressButton(kMiddle);
+    }
+    ASSERT_TRUE(tap_.await(TapEventType::OtherMouseDown, 2));
+    input_.releaseButton(kMiddle);
+    EXPECT_TRUE(awaitCondition([this] { return presses(kMiddle) == 2 && releases(kMiddle) == 2; }));
+    settle();
+    EXPECT_EQ(presses(kMiddle), 2);
+}
+
+TEST_F(X11EventTapPointerTest, AChordPressThatComesWithTheStopIsTheClients)
+{
+    start();
+    {
+        const auto blocked = tap_.block();
+        holdChord();
+        input_.pressButton(kLeft);
+        tap_.tap().stop();
+    }
+    input_.releaseButton(kLeft);
+    releaseChord();
+    EXPECT_TRUE(awaitCondition([this] { return presses(kLeft) == 1 && releases(kLeft) == 1; }));
+}
+
+TEST_F(X11EventTapPointerTest, NamesAHolderOfTheButtonsThatUsesTheCoreProtocol)
+{
+    auto& holder = client_.connection();
+    const auto hold = [&](uint8_t button, uint16_t modifiers) {
+        const XcbPointer<xcb_generic_error_t> error(xcb_request_check(
+            holder.get(), xcb_grab_button_checked(holder.get(), 0, holder.root(), XCB_EVENT_MASK_BUTTON_PRESS,
+                                                  XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC, XCB_NONE,
+                                                  XCB_NONE, button, modifiers)));
+        return !error;
+    };
+    ASSERT_TRUE(hold(kLeft, XCB_MOD_MASK_1 | XCB_MOD_MASK_4));
+    ASSERT_TRUE(hold(kMiddle, XCB_MOD_MASK_CONTROL));
+    const auto report = tap_.start(interest_);
+    EXPECT_EQ(
+        report.problems,
+        (QStringList{QStringLiteral("Alt+Super+left button without any lock is held by another program."),
+                     QStringLiteral("Ctrl+middle button without any lock is held by another program.")}));
+    holdChord();
+    input_.click(kLeft);
+    releaseChord();
+    EXPECT_TRUE(awaitCondition([this] { return presses(kLeft) == 1; })) << "it stays the holder's";
+    EXPECT_FALSE(hold(kMiddle, 0)) << "and nobody gets later what is ours";
+
+    tap_.replaysClicks = true;
+    for (int round = 1; round <= 3; ++round) {
+        input_.click(kMiddle);
+        EXPECT_TRUE(awaitCondition([&] { return presses(kMiddle) == round && releases(kMiddle) == round; }));
+    }
+    EXPECT_EQ(tap_.eventsOf(TapEventType::OtherMouseDown).size(), 3U);
+}
+
 TEST_F(X11EventTapPointerTest, WantsNothingOfTheMouseWithoutGestures)
 {
     interest_.quickDrawModifiers = 0;
@@ -338,7 +416,7 @@ TEST_F(X11EventTapPointerTest, StopInTheMiddleOfAStrokeReturnsAtOnceAndFreesTheP
     ASSERT_TRUE(tap_.await(TapEventType::LeftMouseDown, 1));
     const auto begin = std::chrono::steady_clock::now();
     tap_.tap().stop();
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, milliseconds(50));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(1));
     input_.releaseButton(kLeft);
     releaseChord();
     EXPECT_TRUE(awaitCondition([this] {
