@@ -89,7 +89,7 @@ void X11TapPointer::handleRelease(const xcb_input_button_press_event_t& event,
     else if (event.detail == kLeft)
         static_cast<void>(report(TapEventType::LeftMouseUp, event, layout, 0));
     if (context_.replayRequested.exchange(false))
-        clicksToGiveBack_.push_back({{wholePixels(event.root_x), wholePixels(event.root_y)}});
+        clicksToGiveBack_.push_back({wholePixels(event.root_x), wholePixels(event.root_y)});
     if (!clicksToGiveBack_.empty())
         giveBackClicks(event.deviceid);
 }
@@ -107,20 +107,25 @@ void X11TapPointer::giveBackClicks(xcb_input_device_id_t pointer)
     const quint8 button = physicalButton(connection_.await(xcb_get_pointer_mapping_reply, mapping).get());
     // While a button is down the pointer belongs to somebody, us most likely, and the middle one cannot be
     // pressed twice. That press comes to us with its release, and the click waits for it.
-    if (!now || (now->mask & kAnyButton) != 0) {
-        for (Click& click : clicksToGiveBack_)
-            click.hasWaited = true;
+    if (!now || (now->mask & kAnyButton) != 0)
         return;
-    }
     const PixelPoint here{now->root_x, now->root_y};
+    PixelPoint pointerPlace = here;
+    const auto moveTo = [&](PixelPoint place) {
+        if (isNear(place, pointerPlace))
+            return;
+        xcb_test_fake_input(xcb, XCB_MOTION_NOTIFY, 0, XCB_CURRENT_TIME, connection_.root(),
+                            static_cast<int16_t>(place.x), static_cast<int16_t>(place.y), 0);
+        pointerPlace = place;
+    };
     grabs_.suspendMiddle();
-    for (const Click& click : std::exchange(clicksToGiveBack_, {})) {
-        // One that had to wait is for where it was made, or for nobody.
-        if (!click.hasWaited || isNear(click.place, here)) {
-            xcb_test_fake_input(xcb, XCB_BUTTON_PRESS, button, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
-            xcb_test_fake_input(xcb, XCB_BUTTON_RELEASE, button, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
-        }
+    for (const PixelPoint& place : std::exchange(clicksToGiveBack_, {})) {
+        // One that had to wait belongs to where it was made, and the user may be elsewhere by now.
+        moveTo(place);
+        xcb_test_fake_input(xcb, XCB_BUTTON_PRESS, button, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
+        xcb_test_fake_input(xcb, XCB_BUTTON_RELEASE, button, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
     }
+    moveTo(here);
     grabs_.resumeMiddle();
     xcb_flush(xcb);
 }

@@ -44,11 +44,7 @@ private:
     X11Connection& connection_;
     Context context_;
     X11ButtonGrabs grabs_;
-    struct Click {
-        PixelPoint place; ///< Of its release.
-        bool hasWaited = false;
-    };
-    std::vector<Click> clicksToGiveBack_;
+    std::vector<PixelPoint> clicksToGiveBack_; ///< Where each was released.
 };
 
 } // namespace velmo
