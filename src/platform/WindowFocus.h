@@ -1,7 +1,9 @@
 #pragma once
 
-#include <QString>
+#include "platform/AccessibleFocus.h"
+
 #include <functional>
+#include <memory>
 #include <optional>
 
 namespace velmo {
@@ -14,9 +16,8 @@ struct RunningApplication {
 
 /// A window, or an element in it, that can be given the focus again.
 struct AccessibilityElement {
-    quint64 window = 0; ///< For windows: the window system's number.
-    QString bus;        ///< For elements: the accessibility bus name that owns it.
-    QString path;       ///< For elements: its object path.
+    quint64 window = 0;                      ///< For windows: the window system's number.
+    std::shared_ptr<FocusedElement> element; ///< For elements; may still be being looked up.
     friend bool operator==(const AccessibilityElement&, const AccessibilityElement&) = default;
 };
 
@@ -34,6 +35,7 @@ public:
 
     [[nodiscard]] virtual std::optional<AccessibilityElement>
     focusedWindow(const RunningApplication& application) const = 0;
+    /// What has the focus at this moment, even if it takes a while to find out what that is.
     [[nodiscard]] virtual std::optional<AccessibilityElement>
     focusedElement(const RunningApplication& application) const = 0;
 

@@ -40,19 +40,19 @@ TEST_F(SessionFocusTest, ReturnsToTheApplicationAFifthOfASecondAfterCancel)
 
 TEST_F(SessionFocusTest, ReturnsToWindowAndElementWhenTrusted)
 {
-    focus.window = AccessibilityElement{5, {}, {}};
-    focus.element = AccessibilityElement{0, QStringLiteral(":1.4"), QStringLiteral("/field")};
+    focus.window = AccessibilityElement{5, nullptr};
+    focus.element = FakeFocus::named(QStringLiteral("field"));
     session->begin(true);
     session->cancel();
     waitForRestoration();
 
-    EXPECT_THAT(focus.requests, ElementsAre(u"activate 41 window=5", u"focus :1.4/field"));
+    EXPECT_THAT(focus.requests, ElementsAre(u"activate 41 window=5", u"focus field"));
 }
 
 TEST_F(SessionFocusTest, OnlyActivatesWithoutTrust)
 {
-    focus.window = AccessibilityElement{5, {}, {}};
-    focus.element = AccessibilityElement{0, QStringLiteral(":1.4"), QStringLiteral("/field")};
+    focus.window = AccessibilityElement{5, nullptr};
+    focus.element = FakeFocus::named(QStringLiteral("field"));
     session->begin(true);
     focus.trusted = false;
     session->cancel();
@@ -101,6 +101,26 @@ TEST_F(SessionFocusTest, FollowsTheUserToAnotherApplication)
     session->cancel();
     waitForRestoration();
     EXPECT_THAT(focus.requests, ElementsAre(u"activate 42"));
+}
+
+TEST_F(SessionFocusTest, HoldsTheElementForAsLongAsItMayReturnToIt)
+{
+    focus.element = FakeFocus::named(QStringLiteral("field"));
+    const std::weak_ptr<FocusedElement> first = focus.element->element;
+    session->begin(true);
+    focus.element = FakeFocus::named(QStringLiteral("address"));
+    const std::weak_ptr<FocusedElement> second = focus.element->element;
+    EXPECT_FALSE(first.expired());
+
+    focus.userActivates(kBrowser);
+    focus.element.reset();
+    EXPECT_TRUE(first.expired()) << "a lookup that nobody waits for any more would go on";
+    EXPECT_FALSE(second.expired());
+
+    session->cancel();
+    waitForRestoration();
+    EXPECT_THAT(focus.requests, ElementsAre(u"activate 42", u"focus address"));
+    EXPECT_TRUE(second.expired());
 }
 
 TEST_F(SessionFocusTest, ItsOwnActivationsChangeNothing)
@@ -181,8 +201,8 @@ TEST(FocusRestorationTargetTest, IsGivenEvenWhenNothingCanBeRead)
 TEST(FocusRestorationTargetTest, KeepsWindowAndElement)
 {
     FakeFocus focus;
-    focus.window = AccessibilityElement{5, {}, {}};
-    focus.element = AccessibilityElement{0, QStringLiteral(":1.4"), QStringLiteral("/field")};
+    focus.window = AccessibilityElement{5, nullptr};
+    focus.element = FakeFocus::named(QStringLiteral("field"));
     const auto target = FocusRestorationTarget::capture(RunningApplication{kEditor, 0}, focus);
 
     ASSERT_TRUE(target);
@@ -193,7 +213,7 @@ TEST(FocusRestorationTargetTest, KeepsWindowAndElement)
 TEST(FocusRestorationTargetTest, IsNeverThisProgram)
 {
     FakeFocus focus;
-    focus.window = AccessibilityElement{5, {}, {}};
+    focus.window = AccessibilityElement{5, nullptr};
     const auto own = static_cast<qint32>(QCoreApplication::applicationPid());
 
     EXPECT_FALSE(FocusRestorationTarget::capture(RunningApplication{own, 5}, focus));
@@ -202,11 +222,10 @@ TEST(FocusRestorationTargetTest, IsNeverThisProgram)
 TEST(FocusRestorationTargetTest, FocusesTheElementWithoutAWindow)
 {
     FakeFocus focus;
-    const FocusRestorationTarget target{kEditor, std::nullopt,
-                                        AccessibilityElement{0, QStringLiteral(":1.4"), {}}};
+    const FocusRestorationTarget target{kEditor, std::nullopt, FakeFocus::named(QStringLiteral("field"))};
     target.restore(focus);
 
-    EXPECT_THAT(focus.requests, ElementsAre(u"activate 41", u"focus :1.4"));
+    EXPECT_THAT(focus.requests, ElementsAre(u"activate 41", u"focus field"));
 }
 
 } // namespace

@@ -10,6 +10,12 @@ namespace velmo {
 /// The keyboard's whereabouts, as the test sets them. Every request to move the focus is written down.
 class FakeFocus final : public WindowFocus {
 public:
+    /// An element that requests call by this name.
+    [[nodiscard]] static AccessibilityElement named(const QString& name)
+    {
+        return {0, std::make_shared<NamedElement>(name)};
+    }
+
     [[nodiscard]] std::optional<RunningApplication> frontmostApplication() const override
     {
         return frontmost;
@@ -31,7 +37,8 @@ public:
     }
     void focusElement(const AccessibilityElement& target) override
     {
-        requests.append(QStringLiteral("focus ") + target.bus + target.path);
+        const auto* known = dynamic_cast<const NamedElement*>(target.element.get());
+        requests.append(QStringLiteral("focus ") + (known != nullptr ? known->name : QString()));
     }
     [[nodiscard]] bool isTrusted() const override { return trusted; }
     void activateThisApplication() override { ++ownActivations; }
@@ -53,6 +60,13 @@ public:
     int ownActivations = 0;
 
 private:
+    struct NamedElement final : FocusedElement {
+        explicit NamedElement(const QString& text)
+            : name(text)
+        {}
+        const QString name;
+    };
+
     ActivationHandler handler_;
 };
 

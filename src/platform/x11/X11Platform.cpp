@@ -4,15 +4,17 @@
 
 #include "platform/x11/X11Toolkit.h"
 
+#include <utility>
+
 namespace velmo {
 
-X11Platform X11Platform::create()
+X11Platform X11Platform::create(std::unique_ptr<AccessibleFocus> elements)
 {
     X11Platform platform;
     platform.screens = std::make_unique<X11Screens>();
     platform.eventTap = std::make_unique<X11EventTap>();
     platform.displayCapture = std::make_unique<X11DisplayCapture>();
-    platform.windowFocus = std::make_unique<X11WindowFocus>();
+    platform.windowFocus = std::make_unique<X11WindowFocus>(std::move(elements));
     platform.windowSurfaces = std::make_unique<X11WindowSurfaces>();
     platform.permissions = std::make_unique<X11Permissions>();
 

@@ -21,7 +21,8 @@ struct X11Platform {
     std::unique_ptr<X11WindowSurfaces> windowSurfaces; ///< After the tap: it tells it who holds the keyboard.
     std::unique_ptr<X11Permissions> permissions;
 
-    [[nodiscard]] static X11Platform create();
+    /// What is inside other applications' windows is for the elements to know; null for nobody.
+    [[nodiscard]] static X11Platform create(std::unique_ptr<AccessibleFocus> elements = nullptr);
 
     /// Whether the display that the environment names answers. Needs no application object.
     [[nodiscard]] static bool isDisplayReachable();

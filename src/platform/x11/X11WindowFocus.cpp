@@ -187,8 +187,9 @@ private:
     bool readIsDue_ = false;
 };
 
-X11WindowFocus::X11WindowFocus()
+X11WindowFocus::X11WindowFocus(std::unique_ptr<AccessibleFocus> elements)
     : connection_(X11Connection::open())
+    , elements_(std::move(elements))
 {
     if (connection_)
         watcher_ = std::make_unique<Watcher>(*connection_);
@@ -214,12 +215,16 @@ std::optional<AccessibilityElement> X11WindowFocus::focusedWindow(const RunningA
 {
     if (application.window == 0)
         return std::nullopt;
-    return AccessibilityElement{application.window, {}, {}};
+    return AccessibilityElement{application.window, nullptr};
 }
 
-std::optional<AccessibilityElement> X11WindowFocus::focusedElement(const RunningApplication&) const
+std::optional<AccessibilityElement>
+X11WindowFocus::focusedElement(const RunningApplication& application) const
 {
-    return std::nullopt;
+    auto element = elements_ ? elements_->focusedElement(application.processID) : nullptr;
+    if (!element)
+        return std::nullopt;
+    return AccessibilityElement{0, std::move(element)};
 }
 
 bool X11WindowFocus::isRunning(qint32 processID) const
@@ -252,6 +257,8 @@ void X11WindowFocus::activate(qint32 processID, const std::optional<Accessibilit
 
 void X11WindowFocus::focusElement(const AccessibilityElement& element)
 {
+    if (element.element && elements_)
+        elements_->focus(element.element);
     if (!isTrusted() || element.window == 0)
         return;
     watcher_->readLater();

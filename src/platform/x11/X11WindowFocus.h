@@ -12,11 +12,11 @@ class X11Connection;
 ///
 /// It has a connection of its own rather than the toolkit's: the toolkit sets its event mask on the root
 /// window as it likes and would log every window that vanished between question and answer. Activations are
-/// noticed by a socket notifier, so the main loop must run. Elements inside windows are the accessibility
-/// bus's, which is not consulted here: focusedElement() knows none, and focusElement() serves windows only.
+/// noticed by a socket notifier, so the main loop must run. Elements inside windows are unknown to an X
+/// server: they are left to the accessible focus, without which there are none.
 class X11WindowFocus final : public WindowFocus {
 public:
-    X11WindowFocus();
+    explicit X11WindowFocus(std::unique_ptr<AccessibleFocus> elements = nullptr);
     ~X11WindowFocus() override;
 
     [[nodiscard]] std::optional<RunningApplication> frontmostApplication() const override;
@@ -42,6 +42,7 @@ private:
 
     std::unique_ptr<X11Connection> connection_; ///< Null without a display.
     std::unique_ptr<Watcher> watcher_;
+    std::unique_ptr<AccessibleFocus> elements_; ///< May be null.
 };
 
 } // namespace velmo

@@ -46,7 +46,7 @@ TEST_F(X11WindowFocusTest, NamesTheActiveApplicationUnderAWindowManager)
     ASSERT_TRUE(awaitFrontmost(4002));
     const auto application = focus_->frontmostApplication();
     EXPECT_EQ(application->window, second.window());
-    EXPECT_EQ(focus_->focusedWindow(*application), (AccessibilityElement{second.window(), {}, {}}));
+    EXPECT_EQ(focus_->focusedWindow(*application), (AccessibilityElement{second.window(), nullptr}));
     EXPECT_FALSE(focus_->focusedElement(*application));
     EXPECT_FALSE(focus_->focusedWindow({4002, 0}));
 }
@@ -58,7 +58,7 @@ TEST_F(X11WindowFocusTest, FollowsTheInputFocusWithoutAWindowManager)
     ASSERT_TRUE(awaitFrontmost(4001));
     EXPECT_EQ(focus_->frontmostApplication()->window, first.window());
     PlainClient second(program("second", 4002, 700));
-    focus_->activate(4002, AccessibilityElement{second.window(), {}, {}});
+    focus_->activate(4002, AccessibilityElement{second.window(), nullptr});
     EXPECT_TRUE(awaitCondition([&] { return second.hasFocus(); }));
     EXPECT_EQ(focus_->frontmostApplication()->processID, 4002);
 }
@@ -74,13 +74,13 @@ TEST_F(X11WindowFocusTest, ReportsEveryOtherWindowThatBecomesActive)
     });
     const PlainClient second(program("second", 4002, 700));
     EXPECT_TRUE(awaitCondition([&] { return activations.size() == 1; }));
-    focus_->activate(4001, AccessibilityElement{first.window(), {}, {}});
+    focus_->activate(4001, AccessibilityElement{first.window(), nullptr});
     EXPECT_TRUE(awaitCondition([&] { return activations.size() == 2; }));
     const std::vector<std::pair<qint32, quint64>> expected{{4002, second.window()}, {4001, first.window()}};
     EXPECT_EQ(activations, expected);
 
     focus_->setActivationHandler({});
-    focus_->activate(4002, AccessibilityElement{second.window(), {}, {}});
+    focus_->activate(4002, AccessibilityElement{second.window(), nullptr});
     ASSERT_TRUE(awaitFrontmost(4002));
     EXPECT_EQ(activations, expected);
 }
@@ -91,7 +91,7 @@ TEST_F(X11WindowFocusTest, ActivatingMovesTheInputFocus)
     PlainClient first(program("first", 4001, 100));
     PlainClient second(program("second", 4002, 300));
     ASSERT_TRUE(awaitFrontmost(4002));
-    focus_->activate(4001, AccessibilityElement{first.window(), {}, {}});
+    focus_->activate(4001, AccessibilityElement{first.window(), nullptr});
     EXPECT_TRUE(awaitCondition([&] { return first.hasFocus(); }));
     EXPECT_TRUE(awaitFrontmost(4001));
     // Without a window the process's own is found.
@@ -105,7 +105,7 @@ TEST_F(X11WindowFocusTest, GivesTheInputFocusToAWindowAsAnElement)
     PlainClient first(program("first", 4001, 100));
     PlainClient second(program("second", 4002, 300));
     second.takeFocus();
-    focus_->focusElement({first.window(), {}, {}});
+    focus_->focusElement({first.window(), nullptr});
     EXPECT_TRUE(first.hasFocus());
 }
 
@@ -121,9 +121,9 @@ TEST_F(X11WindowFocusTest, IgnoresAWindowThatIsGone)
         ASSERT_TRUE(awaitFrontmost(4002));
     }
     ASSERT_TRUE(awaitFrontmost(4001));
-    focus_->activate(4002, AccessibilityElement{gone, {}, {}});
+    focus_->activate(4002, AccessibilityElement{gone, nullptr});
     focus_->activate(4999, std::nullopt);
-    focus_->focusElement({gone, {}, {}});
+    focus_->focusElement({gone, nullptr});
     EXPECT_TRUE(first.hasFocus());
     EXPECT_TRUE(focus_->isTrusted());
 }
@@ -145,7 +145,7 @@ TEST_F(X11WindowFocusTest, BringsAnIconifiedWindowBack)
                    reinterpret_cast<const char*>(&message));
     connection.sync();
     ASSERT_TRUE(awaitCondition([&] { return !first.hasFocus(); }));
-    focus_->activate(4001, AccessibilityElement{first.window(), {}, {}});
+    focus_->activate(4001, AccessibilityElement{first.window(), nullptr});
     EXPECT_TRUE(awaitCondition([&] { return first.hasFocus(); }));
 }
 
@@ -175,7 +175,7 @@ TEST_F(X11WindowFocusTest, DoesNothingWithoutADisplay)
     EXPECT_FALSE(blind.isTrusted());
     EXPECT_FALSE(blind.frontmostApplication());
     blind.setActivationHandler([](const RunningApplication&) { FAIL(); });
-    blind.activate(1, AccessibilityElement{5, {}, {}});
+    blind.activate(1, AccessibilityElement{5, nullptr});
 }
 
 } // namespace
