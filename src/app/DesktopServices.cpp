@@ -1,5 +1,6 @@
 #include "app/DesktopServices.h"
 
+#include "platform/linux/AtSpiFocus.h"
 #include "platform/x11/X11Platform.h"
 
 #include <utility>
@@ -35,7 +36,7 @@ std::optional<QString> DesktopServices::obstacle()
 
 DesktopServices DesktopServices::create()
 {
-    X11Platform x11 = X11Platform::create();
+    X11Platform x11 = X11Platform::create(std::make_unique<AtSpiFocus>());
     X11DisplayCapture* capture = x11.displayCapture.get();
     return {std::move(x11.screens),
             std::move(x11.eventTap),

@@ -41,8 +41,8 @@ const std::set<std::string> kProviderContract{"providers/LLMProvider.h", "provid
 
 /// Headers of libraries that must not leave their backend's folder.
 const std::map<std::string, std::string> kConfined{
-    {"xcb/", "platform/x11"},    {"X11/", "platform/x11"},         {"curl/", "platform/linux"},
-    {"QDBus", "platform/linux"}, {"wayland-", "platform/wayland"},
+    {"xcb/", "platform/x11"},    {"X11/", "platform/x11"},       {"curl/", "platform/linux"},
+    {"QDBus", "platform/linux"}, {"systemd/", "platform/linux"}, {"wayland-", "platform/wayland"},
 };
 
 struct Include {

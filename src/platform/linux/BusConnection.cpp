@@ -1,0 +1,144 @@
+#include "platform/linux/BusConnection.h"
+
+#include <systemd/sd-bus.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace velmo {
+namespace {
+
+/// A bus that left this many messages unread has stopped, or is stopped.
+constexpr uint64_t kMostUnsent = 64;
+/// Messages between two looks at whatever else the thread has to do.
+constexpr int kMostAtOnce = 64;
+
+struct MessageRelease {
+    void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
+};
+using Message = std::unique_ptr<sd_bus_message, MessageRelease>;
+
+Message newCall(sd_bus* bus, const BusRequest& request)
+{
+    sd_bus_message* message = nullptr;
+    if (sd_bus_message_new_method_call(bus, &message, request.destination.c_str(), request.path.c_str(),
+                                       request.interface.c_str(), request.member.c_str()) < 0)
+        return nullptr;
+    Message owner(message);
+    sd_bus_message_set_auto_start(message, 0);
+    if (request.argument &&
+        sd_bus_message_append_basic(message, SD_BUS_TYPE_STRING, request.argument->c_str()) < 0)
+        return nullptr;
+    return owner;
+}
+
+bool takesMore(sd_bus* bus)
+{
+    uint64_t unsent = 0;
+    return sd_bus_get_n_queued_write(bus, &unsent) >= 0 && unsent < kMostUnsent;
+}
+
+} // namespace
+
+struct BusListener::State {
+    explicit State(BusConnection::Handler function)
+        : handler(std::make_shared<BusConnection::Handler>(std::move(function)))
+    {}
+    State(const State&) = delete;
+    State& operator=(const State&) = delete;
+    ~State() { sd_bus_slot_unref(slot); }
+
+    static int deliver(sd_bus_message* message, void* state, sd_bus_error*)
+    {
+        // Kept, because the handler may destroy the listener.
+        const auto handler = static_cast<State*>(state)->handler;
+        BusMessage arrived(message);
+        (*handler)(arrived);
+        return 0;
+    }
+
+    std::shared_ptr<BusConnection::Handler> handler;
+    sd_bus_slot* slot = nullptr;
+};
+
+BusListener::BusListener() = default;
+BusListener::BusListener(BusListener&&) noexcept = default;
+BusListener& BusListener::operator=(BusListener&&) noexcept = default;
+BusListener::~BusListener() = default;
+
+std::unique_ptr<BusConnection> BusConnection::open(const std::string& address)
+{
+    // Any other kind may look names up or start programs, and would have to be waited for.
+    if (!address.starts_with("unix:"))
+        return nullptr;
+    sd_bus* bus = nullptr;
+    if (sd_bus_new(&bus) < 0)
+        return nullptr;
+    std::unique_ptr<BusConnection> connection(new BusConnection(bus));
+    if (sd_bus_set_address(bus, address.c_str()) < 0 || sd_bus_set_bus_client(bus, 1) < 0 ||
+        sd_bus_start(bus) < 0)
+        return nullptr;
+    return connection;
+}
+
+BusConnection::BusConnection(sd_bus* bus)
+    : bus_(bus)
+{}
+
+BusConnection::~BusConnection()
+{
+    sd_bus_close_unref(bus_);
+}
+
+bool BusConnection::process()
+{
+    for (int count = 0; count < kMostAtOnce; ++count) {
+        const int result = sd_bus_process(bus_, nullptr);
+        if (result < 0 || sd_bus_is_open(bus_) <= 0)
+            return false;
+        if (result == 0)
+            break;
+    }
+    return true;
+}
+
+BusConnection::Wait BusConnection::nextWait() const
+{
+    Wait wait{sd_bus_get_fd(bus_), static_cast<short>(std::max(sd_bus_get_events(bus_), 0)), std::nullopt};
+    uint64_t until = UINT64_MAX;
+    if (sd_bus_get_timeout(bus_, &until) >= 0 && until != UINT64_MAX)
+        wait.until = Clock::TimePoint(std::chrono::microseconds(until));
+    return wait;
+}
+
+BusListener BusConnection::call(const BusRequest& request, std::chrono::microseconds timeout, Handler handler)
+{
+    BusListener listener;
+    const Message message = takesMore(bus_) ? newCall(bus_, request) : nullptr;
+    if (!message)
+        return listener;
+    listener.state_ = std::make_unique<BusListener::State>(std::move(handler));
+    // Zero would stand for the library's own idea of a timeout.
+    const auto limit = static_cast<uint64_t>(std::max<int64_t>(timeout.count(), 1));
+    sd_bus_call_async(bus_, &listener.state_->slot, message.get(), &BusListener::State::deliver,
+                      listener.state_.get(), limit);
+    return listener;
+}
+
+void BusConnection::tell(const BusRequest& request)
+{
+    const Message message = takesMore(bus_) ? newCall(bus_, request) : nullptr;
+    if (message && sd_bus_message_set_expect_reply(message.get(), 0) >= 0)
+        sd_bus_send(bus_, message.get(), nullptr);
+}
+
+BusListener BusConnection::listen(const std::string& rule, Handler handler)
+{
+    BusListener listener;
+    listener.state_ = std::make_unique<BusListener::State>(std::move(handler));
+    sd_bus_add_match_async(bus_, &listener.state_->slot, rule.c_str(), &BusListener::State::deliver, nullptr,
+                           listener.state_.get());
+    return listener;
+}
+
+} // namespace velmo

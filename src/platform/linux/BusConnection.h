@@ -1,0 +1,79 @@
+#pragma once
+
+#include "core/Clock.h"
+#include "platform/linux/BusMessage.h"
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+struct sd_bus;
+
+namespace velmo {
+
+/// A method to call. At most one argument, a text: more is not needed here.
+struct BusRequest {
+    std::string destination;
+    std::string path;
+    std::string interface;
+    std::string member;
+    std::optional<std::string> argument;
+};
+
+/// A call that waits for its answer, or a rule that listens to signals. Destroying it ends the waiting or the
+/// listening; its handler is not called after that. It may be destroyed by its own handler.
+class BusListener {
+public:
+    BusListener();
+    BusListener(BusListener&&) noexcept;
+    BusListener& operator=(BusListener&&) noexcept;
+    ~BusListener();
+
+private:
+    friend class BusConnection;
+    struct State;
+    std::unique_ptr<State> state_;
+};
+
+/// A connection to a message bus that never waits, neither for the connection to be made nor for an answer.
+/// One thread. Connections are not Qt's: making one of those holds up all others of the process for as long
+/// as the bus does not answer. Handlers run inside process().
+class BusConnection {
+public:
+    using Handler = std::function<void(BusMessage&)>;
+
+    /// What process() is to be called after.
+    struct Wait {
+        int descriptor = -1;
+        short events = 0; ///< As poll() takes them.
+        std::optional<Clock::TimePoint> until;
+    };
+
+    /// Null if the address names no local socket. Requests may be made at once.
+    [[nodiscard]] static std::unique_ptr<BusConnection> open(const std::string& address);
+    BusConnection(const BusConnection&) = delete;
+    BusConnection& operator=(const BusConnection&) = delete;
+    /// Drops what the bus has not taken yet.
+    ~BusConnection();
+
+    /// Carries out what has become possible; some of it if it is much. False when the connection is lost.
+    [[nodiscard]] bool process();
+    [[nodiscard]] Wait nextWait() const;
+
+    /// The handler gets the answer, or an error when there is none in time. No service is started for it. A
+    /// bus that does not read what it is sent gets nothing more, and the handler is not called then.
+    [[nodiscard]] BusListener call(const BusRequest& request, std::chrono::microseconds timeout,
+                                   Handler handler);
+    /// Wants no answer.
+    void tell(const BusRequest& request);
+
+    [[nodiscard]] BusListener listen(const std::string& rule, Handler handler);
+
+private:
+    explicit BusConnection(sd_bus* bus);
+
+    sd_bus* bus_;
+};
+
+} // namespace velmo

@@ -1,0 +1,96 @@
+#include "platform/linux/BusMessage.h"
+
+#include <systemd/sd-bus.h>
+
+#include <utility>
+
+namespace velmo {
+
+bool BusMessage::isError() const
+{
+    return sd_bus_message_is_method_error(message_, nullptr) > 0;
+}
+
+bool BusMessage::isFromNobody() const
+{
+    return sd_bus_message_is_method_error(message_, SD_BUS_ERROR_NAME_HAS_NO_OWNER) > 0 ||
+           sd_bus_message_is_method_error(message_, SD_BUS_ERROR_SERVICE_UNKNOWN) > 0;
+}
+
+BusObject BusMessage::origin() const
+{
+    const char* name = sd_bus_message_get_sender(message_);
+    const char* path = sd_bus_message_get_path(message_);
+    return {name != nullptr ? name : "", path != nullptr ? path : ""};
+}
+
+std::optional<std::string> BusMessage::readText()
+{
+    const char* text = nullptr;
+    if (sd_bus_message_read_basic(message_, SD_BUS_TYPE_STRING, &text) <= 0)
+        return std::nullopt;
+    return text;
+}
+
+std::optional<int32_t> BusMessage::readSigned()
+{
+    int32_t number = 0;
+    if (sd_bus_message_read_basic(message_, SD_BUS_TYPE_INT32, &number) <= 0)
+        return std::nullopt;
+    return number;
+}
+
+std::optional<uint32_t> BusMessage::readNumber()
+{
+    uint32_t number = 0;
+    if (sd_bus_message_read_basic(message_, SD_BUS_TYPE_UINT32, &number) <= 0)
+        return std::nullopt;
+    return number;
+}
+
+std::vector<std::string> BusMessage::readTexts()
+{
+    std::vector<std::string> texts;
+    if (sd_bus_message_enter_container(message_, SD_BUS_TYPE_ARRAY, "s") <= 0)
+        return texts;
+    while (auto text = readText())
+        texts.push_back(std::move(*text));
+    sd_bus_message_exit_container(message_);
+    return texts;
+}
+
+std::vector<uint32_t> BusMessage::readNumbers()
+{
+    std::vector<uint32_t> numbers;
+    if (sd_bus_message_enter_container(message_, SD_BUS_TYPE_ARRAY, "u") <= 0)
+        return numbers;
+    while (const auto number = readNumber())
+        numbers.push_back(*number);
+    sd_bus_message_exit_container(message_);
+    return numbers;
+}
+
+std::vector<BusObject> BusMessage::readObjects()
+{
+    std::vector<BusObject> objects;
+    if (sd_bus_message_enter_container(message_, SD_BUS_TYPE_ARRAY, "(so)") <= 0)
+        return objects;
+    const char* name = nullptr;
+    const char* path = nullptr;
+    while (sd_bus_message_read(message_, "(so)", &name, &path) > 0)
+        objects.push_back({name, path});
+    sd_bus_message_exit_container(message_);
+    return objects;
+}
+
+std::optional<BusOwnerChange> BusMessage::readOwnerChange()
+{
+    auto name = readText();
+    const auto formerOwner = readText();
+    auto owner = readText();
+    if (!name || !formerOwner || !owner)
+        return std::nullopt;
+    return BusOwnerChange{std::move(*name), std::move(*owner)};
+}
+
+} // namespace velmo

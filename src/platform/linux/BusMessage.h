@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+struct sd_bus_message;
+
+namespace velmo {
+
+/// An object on a bus.
+struct BusObject {
+    std::string name; ///< Of the connection that has it.
+    std::string path;
+    friend bool operator==(const BusObject&, const BusObject&) = default;
+};
+
+/// A name on a bus came to somebody, or was given up.
+struct BusOwnerChange {
+    std::string name;
+    std::string owner; ///< Empty if nobody has it any more.
+};
+
+/// A message that arrived. Its parts are read one after the other; what is not of the expected type is
+/// nothing. Valid while its handler runs.
+class BusMessage {
+public:
+    explicit BusMessage(sd_bus_message* message)
+        : message_(message)
+    {}
+
+    [[nodiscard]] bool isError() const;
+    /// For errors: the name has no owner.
+    [[nodiscard]] bool isFromNobody() const;
+    /// The object that a signal comes from.
+    [[nodiscard]] BusObject origin() const;
+
+    [[nodiscard]] std::optional<std::string> readText();
+    [[nodiscard]] std::optional<int32_t> readSigned();
+    [[nodiscard]] std::optional<uint32_t> readNumber();
+    [[nodiscard]] std::vector<std::string> readTexts();
+    [[nodiscard]] std::vector<uint32_t> readNumbers();
+    /// A list of (name, path).
+    [[nodiscard]] std::vector<BusObject> readObjects();
+
+    [[nodiscard]] std::optional<BusOwnerChange> readOwnerChange();
+
+private:
+    sd_bus_message* message_;
+};
+
+} // namespace velmo
