@@ -13,7 +13,7 @@ FocusLookup::FocusLookup(qint32 processID, Clock::TimePoint deadline,
     , finding_(std::move(finding))
 {}
 
-void FocusLookup::proceed(const FocusTracker* tracker)
+void FocusLookup::proceed(FocusTracker* tracker)
 {
     if (isFinished())
         return;
@@ -23,7 +23,7 @@ void FocusLookup::proceed(const FocusTracker* tracker)
         begin(*tracker);
 }
 
-void FocusLookup::begin(const FocusTracker& tracker)
+void FocusLookup::begin(FocusTracker& tracker)
 {
     auto roots = tracker.roots(processID_);
     if (roots.empty())
@@ -32,6 +32,7 @@ void FocusLookup::begin(const FocusTracker& tracker)
     told_ = tracker.lastFocused(processID_);
     BusConnection& bus = tracker.bus();
     if (!told_) {
+        tracker.announceAgain();
         search(bus, roots);
         return;
     }

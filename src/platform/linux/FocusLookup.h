@@ -24,7 +24,7 @@ public:
     FocusLookup& operator=(const FocusLookup&) = delete;
 
     /// Starts as soon as the process is known to the tracker, and ends when its time is up.
-    void proceed(const FocusTracker* tracker);
+    void proceed(FocusTracker* tracker);
     void onFocus(const BusObject& element);
     /// The bus is gone, and with it what every name on it meant.
     void onBusLost();
@@ -35,7 +35,7 @@ public:
     [[nodiscard]] Clock::TimePoint deadline() const { return deadline_; }
 
 private:
-    void begin(const FocusTracker& tracker);
+    void begin(FocusTracker& tracker);
     void search(BusConnection& bus, const std::vector<BusObject>& roots);
     void onSearched();
     void conclude();

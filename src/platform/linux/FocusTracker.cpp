@@ -56,6 +56,13 @@ void FocusTracker::registerForEvents()
     registration_ = bus_.call(registryRequest("RegisterEvent"), kAnswerLimit, [](BusMessage&) {});
 }
 
+void FocusTracker::announceAgain()
+{
+    // The registry would count the same listener twice.
+    bus_.tell(registryRequest("DeregisterEvent"));
+    registerForEvents();
+}
+
 void FocusTracker::onOwnerChanged(BusMessage& message)
 {
     const auto change = message.readOwnerChange();

@@ -31,6 +31,10 @@ public:
     /// Where the trees of elements of a process begin; empty as long as it is not known to be there.
     [[nodiscard]] std::vector<BusObject> roots(qint32 processID) const;
 
+    /// For applications that never told of anything: they may have asked who listens just before this began
+    /// to, and have waited for news only after that.
+    void announceAgain();
+
 private:
     struct Client {
         std::optional<qint32> processID; ///< Once the bus has told.
