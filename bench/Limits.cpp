@@ -41,6 +41,12 @@ void Limits::checkRatio(const std::string& what, const std::string& value, const
     check(what, this->value(value) / this->value(to), limit);
 }
 
+void Limits::fail(const std::string& reason)
+{
+    allKept_ = false;
+    std::printf("FAILED: %s\n", reason.c_str());
+}
+
 void Limits::report(const std::string& what, double figure)
 {
     if (!std::isnan(figure))

@@ -22,6 +22,9 @@ public:
     /// Prints a figure that has no limit.
     static void report(const std::string& what, double figure);
 
+    /// A benchmark that was to run could not.
+    void fail(const std::string& reason);
+
     [[nodiscard]] bool allKept() const { return allKept_; }
 
 private:

@@ -12,7 +12,11 @@
 #include <algorithm>
 #include <benchmark/benchmark.h>
 #include <chrono>
+#include <fcntl.h>
+#include <functional>
+#include <memory>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 #include <xcb/xtest.h>
 
@@ -33,12 +37,25 @@ double quantile(std::vector<double> samples, double part)
     return samples[static_cast<std::size_t>(index)];
 }
 
+void skip(benchmark::State& state, const char* reason)
+{
+    state.SkipWithError(reason);
+    Limits::shared().fail(reason);
+}
+
+/// A console that takes every line and shows none.
+void printNowhere(QByteArrayView line)
+{
+    static const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    static_cast<void>(!write(nowhere, line.data(), static_cast<size_t>(line.size())));
+}
+
 /// The monitor on its tap, as the program runs it, with every gesture on.
 class RunningMonitor {
 public:
     RunningMonitor()
     {
-        monitor_->printLine = [](QByteArrayView) {};
+        monitor_->printLine = printNowhere;
         monitor_->onStarted = [this](const EventTap::StartReport& report) { isReady_ = report.started; };
         monitor_->start();
         test::awaitCondition([this] { return isReady_; });
@@ -93,7 +110,7 @@ void keyToApplication(benchmark::State& state)
             timeKeys(client, input, without);
             const RunningMonitor monitor;
             if (!monitor.isReady()) {
-                state.SkipWithError("the tap did not start");
+                skip(state, "the tap did not start");
                 return;
             }
             timeKeys(client, input, with);
@@ -134,12 +151,12 @@ void motions(benchmark::State& state)
         const RunningMonitor monitor;
         const auto ours = threads() - before;
         if (!monitor.isReady() || ours.isEmpty()) {
-            state.SkipWithError("the tap did not start");
+            skip(state, "the tap did not start");
             return;
         }
         const double begin = processorMilliseconds(ours);
         if (begin <= 0) {
-            state.SkipWithError("the kernel does not tell what threads have used");
+            skip(state, "the kernel does not tell what threads have used");
             return;
         }
         auto due = Clock::now();
@@ -147,7 +164,13 @@ void motions(benchmark::State& state)
             input.moveTo(100 + motion % 700, 100 + motion % 500);
             std::this_thread::sleep_until(due += kPace);
         }
-        const double used = processorMilliseconds(ours) - begin;
+        const double end = processorMilliseconds(ours);
+        input.chord({"Control_L", "Alt_L", "space"});
+        if (!test::awaitCondition([&] { return monitor.activations() == 1; })) {
+            skip(state, "the tap was gone after the motions");
+            return;
+        }
+        const double used = end - begin;
         Limits::shared().note("tap/motions", used);
         state.counters["tap_ms"] = used;
     }
@@ -158,7 +181,7 @@ void hotkeyToMainThread(benchmark::State& state)
     test::InputDriver input;
     const RunningMonitor monitor;
     if (!monitor.isReady()) {
-        state.SkipWithError("the tap did not start");
+        skip(state, "the tap did not start");
         return;
     }
     std::vector<double> samples;
@@ -187,6 +210,40 @@ void hotkeyToMainThread(benchmark::State& state)
     state.counters["p99_us"] = late;
 }
 
+/// From stop() to the server having let go of everything, which is when the tap's thread has ended.
+double timeStop(const std::function<void()>& begin)
+{
+    auto monitor = std::make_unique<RunningMonitor>();
+    begin();
+    const auto start = Clock::now();
+    monitor.reset();
+    const double milliseconds = Microseconds(Clock::now() - start).count() / 1000;
+    return milliseconds;
+}
+
+void stopToFree(benchmark::State& state)
+{
+    test::InputDriver input;
+    constexpr int kRounds = 20;
+    double idle = 0;
+    double stroke = 0;
+    for ([[maybe_unused]] auto iteration : state) {
+        for (int round = 0; round < kRounds; ++round) {
+            idle = std::max(idle, timeStop([] {}));
+            stroke = std::max(stroke, timeStop([&] {
+                                  input.hold({"Alt_L", "Super_L"});
+                                  input.pressButton(1);
+                              }));
+            input.releaseButton(1);
+            input.letGo({"Alt_L", "Super_L"});
+        }
+    }
+    state.counters["idle_ms"] = idle;
+    state.counters["stroke_ms"] = stroke;
+    Limits::shared().note("tap/stop/longest", std::max(idle, stroke));
+}
+
+BENCHMARK(stopToFree)->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(keyToApplication)->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(motions)->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(hotkeyToMainThread)->Iterations(1)->Unit(benchmark::kMillisecond);
@@ -198,6 +255,7 @@ void checkTapLimits()
     constexpr double kKeyLimit = 2;
     constexpr double kMotionLimit = 10;
     constexpr double kActivateLimit = 1000;
+    constexpr double kStopLimit = 50;
     Limits& limits = Limits::shared();
     limits.checkRatio("a key's way to an application with the tap, to the same without", "tap/key/with",
                       "tap/key/without", kKeyLimit);
@@ -205,6 +263,8 @@ void checkTapLimits()
                  kMotionLimit);
     limits.check("microseconds from the hotkey to the main thread, median", limits.value("tap/activate/p50"),
                  kActivateLimit);
+    limits.check("milliseconds from stop() to everything free, idle or amid a stroke, longest of 40",
+                 limits.value("tap/stop/longest"), kStopLimit);
     Limits::report("microseconds from the hotkey to the main thread, 99th of 100",
                    limits.value("tap/activate/p99"));
 }
