@@ -1,5 +1,6 @@
 #include "e2e/ProgramDesk.h"
 
+#include <QElapsedTimer>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -34,13 +35,20 @@ protected:
         return QImage::fromData(QByteArray::fromBase64(url.section(u',', 1).toLatin1()));
     }
 
-    /// The screen as people see it; a compositor needs a moment for its first picture.
+    /// The screen as people see it, once a compositor has drawn all of it and nothing changes any more.
     [[nodiscard]] static QImage awaitScreen()
     {
-        QImage screen;
-        EXPECT_TRUE(awaitCondition([&screen] {
-            screen = QApplication::primaryScreen()->grabWindow(0).toImage();
-            return screen.pixelColor(screen.rect().bottomRight()) != Qt::black;
+        constexpr qint64 kStill = 300;
+        const auto grab = [] { return QApplication::primaryScreen()->grabWindow(0).toImage(); };
+        QImage screen = grab();
+        QElapsedTimer sinceChange;
+        sinceChange.start();
+        EXPECT_TRUE(awaitCondition([&] {
+            QImage next = grab();
+            if (next != screen || next.pixelColor(next.rect().bottomRight()) == Qt::black)
+                sinceChange.restart();
+            screen = std::move(next);
+            return sinceChange.elapsed() > kStill;
         }));
         return screen;
     }

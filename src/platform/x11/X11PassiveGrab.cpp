@@ -30,6 +30,8 @@ std::set<quint32> X11PassiveGrab::take(quint32 detail, const std::vector<quint32
     for (const quint32 set : alsoRefused)
         ungrabForCoreClients(set);
     keepOnly(alsoRefused);
+    if (!staysHeldForCoreClients())
+        ungrabForCoreClients(kAnyModifiers);
     refused.insert(alsoRefused.begin(), alsoRefused.end());
     return refused;
 }
@@ -85,15 +87,18 @@ void X11PassiveGrab::suspend() const
     const uint32_t any = kAnyModifiers;
     xcb_input_xi_passive_ungrab_device(connection_.get(), connection_.root(), detail_,
                                        XCB_INPUT_DEVICE_ALL_MASTER, 1, grabType(), &any);
-    ungrabForCoreClients(any);
+    if (staysHeldForCoreClients())
+        ungrabForCoreClients(any);
 }
 
 void X11PassiveGrab::resume() const
 {
     if (modifierSets_.empty())
         return;
-    for (const quint32 set : modifierSets_)
-        xcb_discard_reply(connection_.get(), requestForCoreClients(set).sequence);
+    if (staysHeldForCoreClients()) {
+        for (const quint32 set : modifierSets_)
+            xcb_discard_reply(connection_.get(), requestForCoreClients(set).sequence);
+    }
     xcb_discard_reply(connection_.get(), request().sequence);
 }
 

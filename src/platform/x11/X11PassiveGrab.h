@@ -11,9 +11,11 @@ namespace velmo {
 /// One key or button that the server gives to this program instead of to applications, under each of a list
 /// of modifier states, for every keyboard and pointer. Held until release(). On the tap's thread.
 ///
-/// It is held twice, by a core grab and by an XInput grab. These never refuse each other, and of the two the
-/// later one wins silently. Only holding both finds every other holder and keeps later ones away; and neither
-/// is kept where the other is refused, or the program that had the combination first would lose it to us.
+/// Core grabs and XInput grabs never refuse each other, and of the two the later one wins silently. So a
+/// place is taken both ways, which finds every other holder; and neither is kept where the other is refused,
+/// or the program that had the combination first would lose it to us. Keys and frozen buttons stay held both
+/// ways, which keeps later holders away, too. A plain button does not: between suspend() and resume() there
+/// would be a moment with one of the two, and a press in it would be lost.
 class X11PassiveGrab {
 public:
     enum class Kind {
@@ -41,6 +43,7 @@ private:
     [[nodiscard]] std::set<quint32> takeForExtensionClients() const;
     [[nodiscard]] xcb_void_cookie_t requestForCoreClients(quint32 modifiers) const;
     void ungrabForCoreClients(quint32 modifiers) const;
+    [[nodiscard]] bool staysHeldForCoreClients() const { return kind_ != Kind::Button; }
     void keepOnly(const std::set<quint32>& refused);
     [[nodiscard]] xcb_input_xi_passive_grab_device_cookie_t request() const;
     [[nodiscard]] uint8_t grabType() const;
