@@ -60,6 +60,21 @@ protected:
                awaitCondition([&] { return program.focused() == field; });
     }
 
+    /// Halts the registry, so that no event tells of anything. Applications wait for its answers while they
+    /// start, and would stand still with it.
+    [[nodiscard]] std::unique_ptr<Halt> haltRegistry(FieldsProgram& program) const
+    {
+        const auto registry = buses_.registryProcess();
+        std::unique_ptr<Halt> halt;
+        EXPECT_TRUE(awaitCondition([&] {
+            halt.reset();
+            halt = std::make_unique<Halt>(registry);
+            return program.order("labels 0", std::chrono::milliseconds(200));
+        }));
+        EXPECT_TRUE(halt->isHalted());
+        return halt;
+    }
+
     [[nodiscard]] bool awaitFrontmost(qint32 processID) const
     {
         return awaitCondition([&] {

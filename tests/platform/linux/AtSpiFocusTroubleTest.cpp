@@ -198,7 +198,7 @@ TEST_F(AtSpiFocusTroubleTest, DoesNotWaitForAHaltedBus)
     FocusRestorationTarget target;
     ASSERT_TRUE(captureTold(*program, "two", target));
 
-    Halt halt(buses_.accessibilityProcess().value_or(-1));
+    Halt halt(buses_.accessibilityProcess());
     ASSERT_TRUE(halt.isHalted());
     EXPECT_EQ(awaitFinding(expectInstantCalls()), FocusFinding::Told);
     // However often a session begins and ends meanwhile.
@@ -212,7 +212,7 @@ TEST_F(AtSpiFocusTroubleTest, DoesNotWaitForAHaltedBus)
     static_cast<void>(expectInstantCalls());
     halt.end();
     EXPECT_TRUE(captureTold(*program, "two", target)) << "it is of use again";
-    Halt again(buses_.accessibilityProcess().value_or(-1));
+    Halt again(buses_.accessibilityProcess());
     ASSERT_TRUE(again.isHalted());
     expectInstantEnd();
 }
@@ -222,8 +222,7 @@ TEST_F(AtSpiFocusTroubleTest, DoesNotWaitForAHaltedRegistry)
     ASSERT_TRUE(buses_.startAccessibility());
     const auto program = start(Toolkit::Gtk);
     ASSERT_TRUE(giveFocus(*program, "two"));
-    const Halt halt(buses_.registryProcess().value_or(-1));
-    ASSERT_TRUE(halt.isHalted());
+    const auto halt = haltRegistry(*program);
     listen();
     ASSERT_TRUE(awaitFrontmost(program->processID()));
     FocusRestorationTarget target;
@@ -239,7 +238,7 @@ TEST_F(AtSpiFocusTroubleTest, DoesNotWaitForABusThatIsHaltedBeforeItConnects)
     ASSERT_TRUE(buses_.startAccessibility());
     const auto program = start(Toolkit::Gtk);
     ASSERT_TRUE(giveFocus(*program, "two"));
-    Halt halt(buses_.accessibilityProcess().value_or(-1));
+    Halt halt(buses_.accessibilityProcess());
     ASSERT_TRUE(halt.isHalted());
     listen();
     ASSERT_TRUE(awaitFrontmost(program->processID()));

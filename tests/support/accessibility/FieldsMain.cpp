@@ -74,13 +74,7 @@ int main(int argc, char** argv)
     channel = QByteArray(argv[1]).toInt();
     auto window = std::make_unique<Window>(QList<QByteArray>{"one", "two"});
 
-    QSocketNotifier orders(channel, QSocketNotifier::Read);
-    QObject::connect(&orders, &QSocketNotifier::activated, [&] {
-        QByteArray line(1000, '\0');
-        const auto length = read(channel, line.data(), static_cast<size_t>(line.size()));
-        if (length <= 0)
-            return QApplication::quit();
-        const auto words = line.left(length).simplified().split(' ');
+    const auto obey = [&](const QList<QByteArray>& words) {
         if (words[0] == "focus")
             window->focus(words[1]);
         else if (words[0] == "iconify")
@@ -90,6 +84,15 @@ int main(int argc, char** argv)
         else if (words[0] == "replace")
             window = std::make_unique<Window>(QList<QByteArray>{"three"});
         say("done");
+    };
+    QSocketNotifier orders(channel, QSocketNotifier::Read);
+    QObject::connect(&orders, &QSocketNotifier::activated, [&] {
+        QByteArray lines(1000, '\0');
+        const auto length = read(channel, lines.data(), static_cast<size_t>(lines.size()));
+        if (length <= 0)
+            return QApplication::quit();
+        for (const auto& line : lines.left(length).trimmed().split('\n'))
+            obey(line.split(' '));
     });
     return QApplication::exec();
 }

@@ -1,7 +1,5 @@
 #include "support/accessibility/FieldsProgram.h"
 
-#include "support/x11/Await.h"
-
 #include <array>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -40,16 +38,17 @@ bool FieldsProgram::isShown()
     return shown_ > 0;
 }
 
-bool FieldsProgram::order(const QByteArray& words)
+bool FieldsProgram::order(const QByteArray& words, std::chrono::milliseconds limit)
 {
-    const int before = done_;
     const QByteArray line = words + '\n';
     if (send(channel_, line.constData(), static_cast<size_t>(line.size()), MSG_NOSIGNAL) != line.size())
         return false;
-    return awaitCondition([&] {
+    ++ordered_;
+    const auto isDone = [this] {
         readReports();
-        return done_ > before;
-    });
+        return done_ == ordered_;
+    };
+    return awaitCondition(isDone, limit);
 }
 
 QByteArray FieldsProgram::focused()

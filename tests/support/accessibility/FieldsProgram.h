@@ -1,9 +1,11 @@
 #pragma once
 
+#include "support/x11/Await.h"
 #include "support/x11/ChildProcess.h"
 
 #include <QByteArray>
 #include <QList>
+#include <chrono>
 #include <map>
 
 namespace velmo::test {
@@ -23,8 +25,9 @@ public:
     [[nodiscard]] pid_t processID() const { return process_.processID(); }
     [[nodiscard]] bool isShown();
 
-    /// The program has carried the order out when this returns true; the words are in its script.
-    [[nodiscard]] bool order(const QByteArray& words);
+    /// The program has carried out this order, and all before it, when this returns true; the words are in
+    /// its script.
+    [[nodiscard]] bool order(const QByteArray& words, std::chrono::milliseconds limit = kPatience);
 
     /// The field that got the keyboard last.
     [[nodiscard]] QByteArray focused();
@@ -38,6 +41,7 @@ private:
     ChildProcess process_;
     QByteArray unread_;
     int shown_ = 0;
+    int ordered_ = 0;
     int done_ = 0;
     QByteArray focused_;
     std::map<QByteArray, QByteArray> texts_;

@@ -1,5 +1,6 @@
 #include "support/accessibility/PrivateBuses.h"
 
+#include "platform/linux/AtSpiNames.h"
 #include "support/accessibility/BusAccess.h"
 #include "support/x11/Await.h"
 
@@ -77,12 +78,14 @@ std::optional<pid_t> PrivateBuses::accessibilityProcess() const
 
 std::optional<pid_t> PrivateBuses::registryProcess() const
 {
-    std::optional<pid_t> process;
-    static_cast<void>(awaitCondition([&] {
-        process = ownerOf("org.a11y.atspi.Registry");
-        return process.has_value();
-    }));
-    return process;
+    const bool hasApplication = awaitCondition([&] {
+        size_t count = 0;
+        if (const auto address = accessibilityAddress())
+            askBus(*address, atspi::getChildren({atspi::kRegistry, atspi::kRootPath}),
+                   [&](BusMessage& message) { count = message.readObjects().size(); });
+        return count > 0;
+    });
+    return hasApplication ? ownerOf(atspi::kRegistry) : std::nullopt;
 }
 
 } // namespace velmo::test

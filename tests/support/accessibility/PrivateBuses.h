@@ -26,7 +26,8 @@ public:
 
     /// The daemon of the accessibility bus; nothing without.
     [[nodiscard]] std::optional<pid_t> accessibilityProcess() const;
-    /// The registry of its listeners, which applications start: waits for that.
+    /// The registry of applications and listeners there: waits until an application has started it and is
+    /// known to it.
     [[nodiscard]] std::optional<pid_t> registryProcess() const;
 
 private:

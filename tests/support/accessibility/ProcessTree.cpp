@@ -33,10 +33,10 @@ bool signalDescendant(pid_t process, int signal)
            kill(process, signal) == 0;
 }
 
-Halt::Halt(pid_t process)
+Halt::Halt(std::optional<pid_t> process)
 {
-    if (signalDescendant(process, SIGSTOP))
-        process_ = process;
+    if (process && signalDescendant(*process, SIGSTOP))
+        process_ = *process;
 }
 
 void Halt::end()

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <sys/types.h>
 #include <vector>
 
@@ -15,7 +16,7 @@ namespace velmo::test {
 /// A process of the test's own that halts until this is destroyed or ended.
 class Halt {
 public:
-    explicit Halt(pid_t process);
+    explicit Halt(std::optional<pid_t> process);
     Halt(const Halt&) = delete;
     Halt& operator=(const Halt&) = delete;
     ~Halt() { end(); }

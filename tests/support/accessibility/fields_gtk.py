@@ -48,11 +48,7 @@ def add_labels(count):
     windows[0].show_all()
 
 
-def obey(source, _condition):
-    words = os.read(source, 1000).decode().split()
-    if not words:
-        Gtk.main_quit()
-        return False
+def obey(words):
     if words[0] == "focus":
         fields[words[1]].grab_focus()
     elif words[0] == "iconify":
@@ -63,9 +59,18 @@ def obey(source, _condition):
         windows.pop(0).destroy()
         make_window(["three"])
     say("done")
+
+
+def read_orders(source, _condition):
+    lines = os.read(source, 1000).decode().splitlines()
+    if not lines:
+        Gtk.main_quit()
+        return False
+    for line in lines:
+        obey(line.split())
     return True
 
 
 make_window(["one", "two"])
-GLib.io_add_watch(channel.fileno(), GLib.IO_IN | GLib.IO_HUP, obey)
+GLib.io_add_watch(channel.fileno(), GLib.IO_IN | GLib.IO_HUP, read_orders)
 Gtk.main()
