@@ -39,8 +39,8 @@ protected:
     void holdChord() { input_.hold({"Alt_L", "Super_L"}); }
     void releaseChord() { input_.letGo({"Alt_L", "Super_L"}); }
 
-    /// A stroke of the left button that has been claimed. Until then the server holds the pointer still, keeps
-    /// the last of several motions, and gives what else happens the places of later.
+    /// A stroke of the left button that has been claimed. Until then the server holds the pointer still,
+    /// keeps the last of several motions, and gives what else happens the places of later.
     void beginStroke()
     {
         holdChord();
