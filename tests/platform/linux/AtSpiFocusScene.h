@@ -60,21 +60,6 @@ protected:
                awaitCondition([&] { return program.focused() == field; });
     }
 
-    /// Halts the registry, so that no event tells of anything. Applications wait for its answers while they
-    /// start, and would stand still with it.
-    [[nodiscard]] std::unique_ptr<Halt> haltRegistry(FieldsProgram& program) const
-    {
-        const auto registry = buses_.registryProcess();
-        std::unique_ptr<Halt> halt;
-        EXPECT_TRUE(awaitCondition([&] {
-            halt.reset();
-            halt = std::make_unique<Halt>(registry);
-            return program.order("labels 0", std::chrono::milliseconds(200));
-        }));
-        EXPECT_TRUE(halt->isHalted());
-        return halt;
-    }
-
     [[nodiscard]] bool awaitFrontmost(qint32 processID) const
     {
         return awaitCondition([&] {
@@ -116,7 +101,24 @@ protected:
         });
     }
 
-    /// Another application takes the keyboard.
+    /// Captures a place by a listener that begins only now and has been told nothing. Should an event come
+    /// all the same, another one begins.
+    [[nodiscard]] bool captureSought(const FieldsProgram& program, FocusRestorationTarget& target)
+    {
+        return awaitCondition([&] {
+            listen();
+            FocusFinding finding = FocusFinding::Nothing;
+            // The first lookup may come before the bus is found.
+            const bool isFound = awaitFrontmost(program.processID()) && awaitCondition([&] {
+                                     target = capture();
+                                     finding = awaitFinding(target);
+                                     return finding != FocusFinding::Nothing;
+                                 });
+            return isFound && finding == FocusFinding::Sought;
+        });
+    }
+
+    /// Another application takes the keyboard. Window managers allow it as long as nobody has typed.
     [[nodiscard]] std::unique_ptr<PlainClient> distract() const
     {
         PlainClient::Options options;
@@ -124,8 +126,6 @@ protected:
         options.processID = kOther;
         options.area = QRect(900, 300, 400, 300);
         auto other = std::make_unique<PlainClient>(options);
-        // Window managers keep new windows from taking the keyboard of whoever types.
-        focus_->activate(kOther, AccessibilityElement{other->window(), nullptr});
         EXPECT_TRUE(awaitFrontmost(kOther));
         EXPECT_TRUE(awaitCondition([&] { return other->hasFocus(); }));
         return other;

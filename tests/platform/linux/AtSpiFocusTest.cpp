@@ -12,17 +12,6 @@ constexpr qint64 kFarTooLong = 1000;
 class AtSpiFocusTest : public AtSpiFocusScene, public testing::WithParamInterface<FieldsProgram::Toolkit> {
 protected:
     AtSpiFocusTest() { EXPECT_TRUE(buses_.startAccessibility()); }
-
-    /// What becomes of lookups once the bus is found, which may be later than the first of them.
-    [[nodiscard]] FocusFinding awaitFound() const
-    {
-        FocusFinding finding = FocusFinding::Nothing;
-        static_cast<void>(awaitCondition([&] {
-            finding = awaitFinding(capture());
-            return finding != FocusFinding::Nothing;
-        }));
-        return finding;
-    }
 };
 
 INSTANTIATE_TEST_SUITE_P(Toolkits, AtSpiFocusTest,
@@ -49,12 +38,8 @@ TEST_P(AtSpiFocusTest, ReturnsToTheFieldThatHadTheFocusBeforeItListened)
 {
     const auto program = start(GetParam());
     ASSERT_TRUE(giveFocus(*program, "two"));
-    const auto silence = haltRegistry(*program);
-    listen();
-    ASSERT_TRUE(awaitFrontmost(program->processID()));
-    ASSERT_EQ(awaitFound(), FocusFinding::Sought);
-    const auto target = capture();
-    ASSERT_EQ(awaitFinding(target), FocusFinding::Sought);
+    FocusRestorationTarget target;
+    ASSERT_TRUE(captureSought(*program, target));
 
     const auto other = distract();
     ASSERT_TRUE(program->order("focus one"));
@@ -133,10 +118,8 @@ TEST_P(AtSpiFocusTest, SearchesALargeWindowInTime)
     const auto program = start(GetParam());
     ASSERT_TRUE(program->order("labels 300"));
     ASSERT_TRUE(giveFocus(*program, "two"));
-    const auto silence = haltRegistry(*program);
-    listen();
-    ASSERT_TRUE(awaitFrontmost(program->processID()));
-    EXPECT_EQ(awaitFound(), FocusFinding::Sought);
+    FocusRestorationTarget target;
+    EXPECT_TRUE(captureSought(*program, target));
 }
 
 TEST_P(AtSpiFocusTest, SurvivesAWindowThatIsGone)

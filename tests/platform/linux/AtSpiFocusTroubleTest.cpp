@@ -222,7 +222,8 @@ TEST_F(AtSpiFocusTroubleTest, DoesNotWaitForAHaltedRegistry)
     ASSERT_TRUE(buses_.startAccessibility());
     const auto program = start(Toolkit::Gtk);
     ASSERT_TRUE(giveFocus(*program, "two"));
-    const auto halt = haltRegistry(*program);
+    const Halt halt(buses_.registryProcess());
+    ASSERT_TRUE(halt.isHalted());
     listen();
     ASSERT_TRUE(awaitFrontmost(program->processID()));
     FocusRestorationTarget target;
