@@ -69,7 +69,7 @@ Result<ScreenImage, PlatformError> captureScreen(DisplayCapture& displays, std::
     const QSize pointSize(display->width, display->height);
     log(QStringLiteral("Using display id=") + QString::number(display->id) + QStringLiteral(" size=") +
         text(pointSize) + QStringLiteral(" windowCount=") + QString::number(content.value().windowCount));
-    auto pixels = displays.captureDisplay(display->id);
+    auto pixels = displays.captureDisplay(display->id, CaptureMoment::Frozen);
     if (!pixels)
         return Failure{pixels.error()};
     return ScreenImage{std::move(pixels.value()), pointSize};

@@ -26,6 +26,8 @@ public:
         : displays_(displays)
     {}
 
+    void freezeScreen(std::optional<quint32> displayID) override { displays_.freeze(displayID); }
+
     [[nodiscard]] async::Task<Result<QByteArray, PlatformError>>
     captureWithAnnotations(std::optional<quint32> displayID, QImage drawingOverlay) override;
 

@@ -138,6 +138,7 @@ void AnnotationSession::advanceToQuery()
     if (!overlayController_)
         return;
     const QImage strokes = renderStrokes();
+    collaborators_.capture.freezeScreen(activeDisplayID());
     overlayController_->hideToolbar();
     queryPanelController_ = collaborators_.makePanel(*this, activeScreen_);
     queryPanelController_->showWindow();

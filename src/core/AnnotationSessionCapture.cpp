@@ -38,6 +38,7 @@ void AnnotationSession::completeAdditionalCapture()
         return;
     }
     const QImage strokes = renderStrokes();
+    collaborators_.capture.freezeScreen(activeDisplayID());
     closeOverlay();
     isAdditionalCapture_ = false;
     state_.set(SessionState::Querying);

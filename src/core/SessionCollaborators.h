@@ -59,6 +59,9 @@ public:
 class AnnotatedCapture {
 public:
     virtual ~AnnotatedCapture() = default;
+    /// Keeps the display as it shows now for the capture that follows: our panel is about to take the
+    /// keyboard, and other windows look different then. Without an id, the first display. Main thread.
+    virtual void freezeScreen(std::optional<quint32> displayID) = 0;
     /// PNG bytes. Cancelling the awaiting task is a third outcome, neither value nor error.
     [[nodiscard]] virtual async::Task<Result<QByteArray, PlatformError>>
     captureWithAnnotations(std::optional<quint32> displayID, QImage drawingOverlay) = 0;

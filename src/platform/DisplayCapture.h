@@ -4,6 +4,8 @@
 #include "platform/PlatformError.h"
 
 #include <QImage>
+#include <functional>
+#include <optional>
 #include <vector>
 
 namespace velmo {
@@ -20,24 +22,40 @@ struct ShareableContent {
     int windowCount = 0; ///< Viewable top-level windows, our own included.
 };
 
+/// Which moment a picture of a display shows.
+enum class CaptureMoment {
+    Now,
+    Frozen ///< When freeze() kept it; now, if it did not keep that display.
+};
+
 /// Pictures of a display without this program's own windows.
 ///
-/// prepare() and release() are called on the main thread; shareableContent() and captureDisplay() on a
-/// worker, one at a time. The backend owns its connection and never touches the main thread's.
+/// shareableContent() and captureDisplay() are called on workers, and calls may overlap; everything else on
+/// the main thread. The backend owns its connections and never touches the toolkit's.
 class DisplayCapture {
 public:
     virtual ~DisplayCapture() = default;
 
-    /// A session begins and none of our windows is on the screen yet: keep what later captures need.
+    /// A session begins and none of our windows is on the screen yet: keep what later captures need. Repeated
+    /// calls change nothing.
     virtual void prepare() = 0;
 
-    /// The session is over: give back what prepare() took.
+    /// The session is over: give back what prepare() and freeze() took.
     virtual void release() = 0;
+
+    /// Keeps the display (the first one, without an id) as it shows at this moment, for the next capture of
+    /// it that asks for the frozen picture. For the moment before our windows take the keyboard: window
+    /// managers repaint the frames of the others then. Keeps nothing where the windows cannot be told apart.
+    virtual void freeze(std::optional<quint32> id) = 0;
+
+    /// Told, at most ten times a second and only between prepare() and release(), that windows other than
+    /// ours look different now; never where a picture without ours cannot be had. An empty handler ends it.
+    virtual void setChangeHandler(std::function<void()> handler) = 0;
 
     [[nodiscard]] virtual Result<ShareableContent, PlatformError> shareableContent() = 0;
 
     /// The display in native pixels, device pixel ratio 1, without the mouse pointer and without our windows.
-    [[nodiscard]] virtual Result<QImage, PlatformError> captureDisplay(quint32 id) = 0;
+    [[nodiscard]] virtual Result<QImage, PlatformError> captureDisplay(quint32 id, CaptureMoment moment) = 0;
 };
 
 } // namespace velmo

@@ -20,6 +20,8 @@ public:
         async::OneShot<std::optional<Outcome>> result;
     };
 
+    void freezeScreen(std::optional<quint32> displayID) override { frozen.push_back(displayID); }
+
     async::Task<Outcome> captureWithAnnotations(std::optional<quint32> displayID,
                                                 QImage drawingOverlay) override
     {
@@ -49,6 +51,8 @@ public:
     /// The capture itself gives up with the third outcome, though nobody cancelled its task.
     void giveUp(size_t request) { requests.at(request)->result.resolve(std::nullopt); }
 
+    /// Every call of freezeScreen().
+    std::vector<std::optional<quint32>> frozen;
     /// In the order in which the captures began.
     std::vector<std::shared_ptr<Request>> requests;
 };

@@ -92,6 +92,10 @@ void X11DisplayCapture::release()
     holder_->discardEvents();
 }
 
+void X11DisplayCapture::freeze(std::optional<quint32>) {}
+
+void X11DisplayCapture::setChangeHandler(std::function<void()>) {}
+
 X11CaptureServer* X11DisplayCapture::server()
 {
     if (!server_ || server_->connection->isBroken())
@@ -129,7 +133,7 @@ Result<ShareableContent, PlatformError> X11DisplayCapture::shareableContent()
     return content;
 }
 
-Result<QImage, PlatformError> X11DisplayCapture::captureDisplay(quint32 id)
+Result<QImage, PlatformError> X11DisplayCapture::captureDisplay(quint32 id, CaptureMoment)
 {
     auto* capture = server();
     if (capture == nullptr)

@@ -44,8 +44,10 @@ public:
 
     void prepare() override;
     void release() override;
+    void freeze(std::optional<quint32> id) override;
+    void setChangeHandler(std::function<void()> handler) override;
     [[nodiscard]] Result<ShareableContent, PlatformError> shareableContent() override;
-    [[nodiscard]] Result<QImage, PlatformError> captureDisplay(quint32 id) override;
+    [[nodiscard]] Result<QImage, PlatformError> captureDisplay(quint32 id, CaptureMoment moment) override;
 
 private:
     struct Shared;

@@ -47,7 +47,7 @@ protected:
     [[nodiscard]] QImage capture()
     {
         auto result = std::async(std::launch::async, [this] {
-                          return platform_.displayCapture->captureDisplay(displayID_);
+                          return platform_.displayCapture->captureDisplay(displayID_, CaptureMoment::Now);
                       }).get();
         EXPECT_TRUE(result.hasValue()) << (result ? "" : result.error().description.toStdString());
         return result ? result.value() : QImage();
@@ -239,7 +239,7 @@ TEST_F(X11DisplayCaptureTest, ListsDisplaysInPointsAndCountsWindows)
 
 TEST_F(X11DisplayCaptureTest, FailsForADisplayThatIsNotThere)
 {
-    auto result = platform_.displayCapture->captureDisplay(0xffffff);
+    auto result = platform_.displayCapture->captureDisplay(0xffffff, CaptureMoment::Now);
     ASSERT_FALSE(result);
     EXPECT_EQ(result.error().kind, PlatformError::Kind::Failed);
 }
@@ -254,7 +254,7 @@ TEST_F(X11DisplayCaptureTest, FallsBackToThePlainScreenWithoutTheExtensions)
     capture.prepare();
     auto content = capture.shareableContent();
     ASSERT_TRUE(content);
-    auto image = capture.captureDisplay(content.value().displays.front().id);
+    auto image = capture.captureDisplay(content.value().displays.front().id, CaptureMoment::Now);
     ASSERT_TRUE(image);
     EXPECT_EQ(image.value().size(), QSize(1920, 1080));
     EXPECT_EQ(capture.takeDiagnostics().size(), 1);
@@ -283,7 +283,7 @@ TEST_F(X11DisplayCaptureTest, CapturesOtherDepthsAndWithoutSharedMemory)
         capture.prepare();
         auto content = capture.shareableContent();
         ASSERT_TRUE(content);
-        auto image = capture.captureDisplay(content.value().displays.front().id);
+        auto image = capture.captureDisplay(content.value().displays.front().id, CaptureMoment::Now);
         ASSERT_TRUE(image);
         EXPECT_EQ(differingPixels(image.value(), before), 0);
         capture.release();
