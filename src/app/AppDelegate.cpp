@@ -43,8 +43,9 @@ SessionCollaborators AppDelegate::collaborators()
     return {
         .makeOverlay = [this](AnnotationSession& session,
                               bool showToolbar) -> std::unique_ptr<AnnotationOverlay> {
-            return std::make_unique<OverlayWindowController>(session, showToolbar, *desktop_.screens,
-                                                             *desktop_.windowSurfaces);
+            return std::make_unique<OverlayWindowController>(
+                session, showToolbar,
+                OverlayDesktop{*desktop_.screens, *desktop_.windowSurfaces, *desktop_.displayCapture});
         },
         .makePanel = [this](AnnotationSession& session,
                             const std::optional<Screen>& screen) -> std::unique_ptr<QuestionPanel> {
@@ -83,14 +84,13 @@ void AppDelegate::terminate()
 {
     permissionMonitor_.stop();
     stopHotkeyMonitor();
-    // An additional capture that is being drawn takes the first cancel for itself.
-    while (session_.state().value() != SessionState::Idle)
-        session_.cancel();
+    session_.end();
     QCoreApplication::quit();
 }
 
 void AppDelegate::requestAnnotation()
 {
+    hideHint();
     if (!handlePermissionState())
         return;
     switch (session_.state().value()) {
@@ -108,6 +108,7 @@ void AppDelegate::requestAnnotation()
 
 void AppDelegate::requestAnnotationWithDraw(ScreenPoint point)
 {
+    hideHint();
     if (!handlePermissionState())
         return;
     switch (session_.state().value()) {
@@ -126,10 +127,20 @@ void AppDelegate::requestAnnotationWithDraw(ScreenPoint point)
 /// While a question is asked, the panel makes room for a stroke as soon as the chord is held.
 void AppDelegate::followQuickDrawHint(bool active)
 {
-    if (!active)
+    if (!active) {
+        hideHint();
         session_.restoreChatAfterHint();
-    else if (session_.state().value() == SessionState::Querying)
+    } else if (session_.state().value() == SessionState::Idle) {
+        hintCapsuleController_->show();
+    } else if (session_.state().value() == SessionState::Querying) {
         session_.hideChatForHint();
+    }
+}
+
+void AppDelegate::hideHint()
+{
+    if (hintCapsuleController_)
+        hintCapsuleController_->hide();
 }
 
 void AppDelegate::followScreens()
@@ -171,6 +182,10 @@ void AppDelegate::startHotkeyMonitor()
 {
     if (hotkeyMonitor_)
         return;
+    if (!hintCapsuleController_) {
+        hintCapsuleController_ =
+            std::make_unique<HintCapsuleController>(*desktop_.screens, *desktop_.windowSurfaces);
+    }
     hotkeyMonitor_ = std::make_shared<HotkeyMonitor>(
         *desktop_.eventTap,
         HotkeyMonitor::Callbacks{
@@ -194,13 +209,14 @@ void AppDelegate::startHotkeyMonitor()
 void AppDelegate::restartHotkeyMonitor()
 {
     stopHotkeyMonitor();
-    // A hint that the old monitor showed is not taken back by the new one.
     session_.restoreChatAfterHint();
     startHotkeyMonitor();
 }
 
 void AppDelegate::stopHotkeyMonitor()
 {
+    // Nobody else would take back a hint that this monitor has shown.
+    hideHint();
     if (const auto monitor = std::exchange(hotkeyMonitor_, nullptr))
         monitor->stop();
 }

@@ -4,6 +4,7 @@
 #include "capture/ScreenCaptureService.h"
 #include "core/AnnotationSession.h"
 #include "input/HotkeyMonitor.h"
+#include "overlay/HintCapsuleController.h"
 #include "platform/linux/JsonFileDefaults.h"
 
 #include <QTimer>
@@ -47,6 +48,7 @@ private:
     void followSessionState(SessionState next);
     void reportMonitorStart(const EventTap::StartReport& report);
     void followQuickDrawHint(bool active);
+    void hideHint();
     void followScreens();
 
     std::shared_ptr<SettingsManager> settings_;
@@ -55,6 +57,7 @@ private:
     AnnotationSession session_;
     Subscription stateSubscription_;
     std::shared_ptr<HotkeyMonitor> hotkeyMonitor_;
+    std::unique_ptr<HintCapsuleController> hintCapsuleController_; ///< From the monitor's first start on.
     bool printsPassedKeys_ = true;
     bool monitorIsReady_ = false;
     QTimer permissionMonitor_;

@@ -177,6 +177,15 @@ void AnnotationSession::cancel()
         tasks_.start(restoreFocus(*target));
 }
 
+void AnnotationSession::end()
+{
+    // An additional capture that is being drawn takes the first cancel for itself.
+    if (isAdditionalCapture_)
+        cancel();
+    if (state_.value() != SessionState::Idle)
+        cancel();
+}
+
 async::Task<> AnnotationSession::restoreFocus(FocusRestorationTarget target)
 {
     co_await async::sleepFor(kFocusRestorationDelay);

@@ -59,6 +59,9 @@ public:
 
     /// Ends the session from any state; an additional capture that is being drawn only ends that.
     void cancel();
+    /// Ends the whole session from any state, a chat with an additional capture included: for whoever is not
+    /// in front of our windows.
+    void end();
 
     /// The hint capsule takes the panel's place for a moment.
     void hideChatForHint();

@@ -1,47 +1,77 @@
 #pragma once
 
-#include "core/SessionCollaborators.h"
+#include "core/AnnotationSession.h"
 #include "overlay/DrawingState.h"
+#include "overlay/StrokeLayer.h"
 
-#include <QPainterPath>
-#include <functional>
-#include <vector>
-
-class QPainter;
+#include <QPolygonF>
 
 namespace velmo {
 
-/// The strokes of one annotation, over the union of all screens. Points are canvas coordinates, except where
-/// a name says top-down: those are the toolkit's, with the origin at the top left of the canvas. Main thread.
+/// A screen's part of the canvas.
+struct CanvasRegion {
+    CanvasRect area; ///< In points.
+    QSize pixels;    ///< The screen's native pixels.
+};
+
+/// The strokes of one annotation, over the union of all screens, which surfaces show a screen each. Points
+/// are canvas coordinates, except where a name says top-down: those have their origin at the canvas's top
+/// left. Main thread.
 class DrawingCanvasView final : public DrawingCanvas {
 public:
     struct Stroke {
-        QPainterPath path; ///< Top-down, so that painting needs no conversion.
-        QColor color;      ///< As it was when the stroke began.
+        QPolygonF path; ///< Every point of the pointer's way, top-down.
+        QColor color;   ///< As it was when the stroke began.
     };
 
-    /// Size in points.
-    DrawingCanvasView(ScreenSize size, std::shared_ptr<DrawingState> drawingState);
+    /// frame is what the canvas covers of the screens. Without regions it is one of a pixel per point.
+    /// Strokes show in the regions only. The session outlives the canvas.
+    DrawingCanvasView(const ScreenRect& frame, std::shared_ptr<DrawingState> drawingState,
+                      AnnotationSession& session, const std::vector<CanvasRegion>& regions = {});
 
     void beginStroke(CanvasPoint point) override;
     void extendStroke(CanvasPoint point) override;
     bool endStroke() override;
     [[nodiscard]] QImage renderToImage(std::optional<CanvasRect> area) const override;
 
-    /// Paints every stroke; the painter's origin is the canvas's top left.
-    void paint(QPainter& painter) const;
+    /// The mouse's left button. Heeded only while the session is drawing.
+    void mouseDown(CanvasPoint point);
+    void mouseDragged(CanvasPoint point);
+    /// The end of the first stroke moves the session on, on a later turn, unless the user says when.
+    void mouseUp();
+
+    [[nodiscard]] const std::vector<Stroke>& strokes() const { return strokes_; }
+    [[nodiscard]] const std::optional<Stroke>& currentStroke() const { return currentStroke_; }
+    [[nodiscard]] bool hasCompletedFirstStroke() const { return hasCompletedFirstStroke_; }
+
+    /// Whether the pointer is the pen here.
+    [[nodiscard]] bool showsPenCursor() const;
+    /// From now on the pointer is the pen only while the session draws.
+    void clearDrawingCursor();
+
+    /// In the order of the regions.
+    [[nodiscard]] const StrokeLayer& layer(std::size_t region) const { return layers_.at(region); }
+    [[nodiscard]] CanvasPoint fromTopDown(QPointF point) const;
 
     /// Told which top-down area looks different now.
     std::function<void(const QRectF& topDownArea)> onChange;
+    /// Told when showsPenCursor() may have changed.
+    std::function<void()> onCursorChange;
 
 private:
-    void changed(const QRectF& area) const;
+    void changed(const QRectF& line) const;
+    void dropCurrentStroke();
+    async::Task<> advanceAfterStroke();
 
-    ScreenSize size_;
+    ScreenRect frame_;
     std::shared_ptr<DrawingState> drawingState_;
+    AnnotationSession& session_;
+    std::vector<StrokeLayer> layers_;
     std::vector<Stroke> strokes_;
     std::optional<Stroke> currentStroke_;
     bool hasCompletedFirstStroke_ = false;
+    bool drawingCursorActive_ = false;
+    async::TaskScope tasks_;
 };
 
 } // namespace velmo

@@ -1,6 +1,6 @@
 #include "overlay/OverlaySurface.h"
 
-#include "overlay/DrawingCanvasView.h"
+#include "overlay/PenCursor.h"
 
 #include <QMouseEvent>
 #include <QPaintEvent>
@@ -8,54 +8,76 @@
 
 namespace velmo {
 
-OverlaySurface::OverlaySurface(const QRect& screenGeometry, QPointF canvasOrigin,
-                               const DrawingCanvasView& canvas)
-    : QWidget(nullptr, Qt::Window | Qt::FramelessWindowHint | Qt::BypassWindowManagerHint |
-                           Qt::WindowDoesNotAcceptFocus | Qt::WindowStaysOnTopHint)
-    , canvasOrigin_(canvasOrigin)
+OverlaySurface::OverlaySurface(const QRect& geometry, const DrawingCanvasView& canvas, std::size_t region)
+    : FloatingWindow(Mouse::Takes)
     , canvas_(canvas)
+    , region_(region)
 {
-    setAttribute(Qt::WA_TranslucentBackground);
-    setAttribute(Qt::WA_ShowWithoutActivating);
-    setCursor(Qt::CrossCursor);
-    setGeometry(screenGeometry);
+    setGeometry(geometry);
+}
+
+void OverlaySurface::setBackdrop(const QPixmap& backdrop)
+{
+    backdrop_ = backdrop;
+    backdrop_.setDevicePixelRatio(1);
+    update();
 }
 
 void OverlaySurface::refresh(const QRectF& topDownArea)
 {
-    update(topDownArea.translated(-canvasOrigin_).toAlignedRect());
+    const QRectF visible = topDownArea & canvas_.layer(region_).area();
+    if (!visible.isEmpty())
+        update(visible.translated(-canvas_.layer(region_).area().topLeft()).toAlignedRect());
+}
+
+void OverlaySurface::updatePointer()
+{
+    setCursor(canvas_.showsPenCursor() ? penCursor(devicePixelRatioF()) : QCursor(Qt::ArrowCursor));
 }
 
 void OverlaySurface::paintEvent(QPaintEvent* event)
 {
+    const double ratio = devicePixelRatioF();
     QPainter painter(this);
-    painter.setClipRegion(event->region());
-    painter.setCompositionMode(QPainter::CompositionMode_Source);
-    if (backdrop_.isNull())
-        painter.fillRect(rect(), Qt::transparent);
-    else
-        painter.drawPixmap(0, 0, backdrop_);
-    painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
-    painter.translate(-canvasOrigin_);
-    canvas_.paint(painter);
+    // In native pixels, so that the layers are copied and never scaled.
+    painter.scale(1 / ratio, 1 / ratio);
+    for (const QRect& part : event->region()) {
+        const QRect pixels =
+            QRectF(QPointF(part.topLeft()) * ratio, QSizeF(part.size()) * ratio).toAlignedRect();
+        painter.setCompositionMode(QPainter::CompositionMode_Source);
+        if (backdrop_.isNull())
+            painter.fillRect(pixels, Qt::transparent);
+        else
+            painter.drawPixmap(pixels.topLeft(), backdrop_, pixels);
+        painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
+        canvas_.layer(region_).paint(painter, pixels);
+    }
 }
 
 void OverlaySurface::mousePressEvent(QMouseEvent* event)
 {
     if (event->button() == Qt::LeftButton && onPress)
-        onPress(event->position() + canvasOrigin_);
+        onPress(event->position());
 }
 
 void OverlaySurface::mouseMoveEvent(QMouseEvent* event)
 {
     if ((event->buttons() & Qt::LeftButton) != 0 && onDrag)
-        onDrag(event->position() + canvasOrigin_);
+        onDrag(event->position());
 }
 
 void OverlaySurface::mouseReleaseEvent(QMouseEvent* event)
 {
     if (event->button() == Qt::LeftButton && onRelease)
         onRelease();
+}
+
+void OverlaySurface::keyPressEvent(QKeyEvent* event)
+{
+    if ((event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter) && onConfirm)
+        onConfirm();
+    else
+        FloatingWindow::keyPressEvent(event);
 }
 
 } // namespace velmo

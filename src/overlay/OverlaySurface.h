@@ -1,41 +1,44 @@
 #pragma once
 
-#include "core/Geometry.h"
+#include "overlay/DrawingCanvasView.h"
+#include "widgets/FloatingWindow.h"
 
-#include <QPixmap>
-#include <QWidget>
 #include <functional>
 
 namespace velmo {
 
-class DrawingCanvasView;
-
-/// The overlay's window on one screen: it shows its part of the canvas and takes the mouse. It never takes
-/// the input focus. Main thread.
-class OverlaySurface final : public QWidget {
+/// The overlay's window on one screen: it shows that screen's part of the canvas and takes the mouse. Main
+/// thread.
+class OverlaySurface final : public FloatingWindow {
 public:
-    /// canvasOrigin is where this screen's top left lies in the canvas's top-down coordinates.
-    OverlaySurface(const QRect& screenGeometry, QPointF canvasOrigin, const DrawingCanvasView& canvas);
+    /// geometry is the screen's, in the toolkit's global coordinates; region is its place among the canvas's.
+    /// The canvas outlives the surface.
+    OverlaySurface(const QRect& geometry, const DrawingCanvasView& canvas, std::size_t region);
 
-    /// What to show below the strokes where windows cannot be translucent.
-    void setBackdrop(const QPixmap& backdrop) { backdrop_ = backdrop; }
+    /// What to show below the strokes where windows cannot be translucent, in native pixels of the screen.
+    void setBackdrop(const QPixmap& backdrop);
     /// Repaints that area of the canvas, if it is on this screen.
     void refresh(const QRectF& topDownArea);
+    /// Gives the pointer the shape that the canvas wants.
+    void updatePointer();
 
-    /// Positions in the canvas's top-down coordinates, of the left button only.
+    /// Positions are this window's own, of the left button only, and go on outside of it until the release.
     std::function<void(QPointF)> onPress;
     std::function<void(QPointF)> onDrag;
     std::function<void()> onRelease;
+    /// Return or keypad Enter was pressed.
+    std::function<void()> onConfirm;
 
 protected:
     void paintEvent(QPaintEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
 
 private:
-    QPointF canvasOrigin_;
     const DrawingCanvasView& canvas_;
+    std::size_t region_;
     QPixmap backdrop_;
 };
 

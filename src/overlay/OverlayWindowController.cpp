@@ -5,9 +5,10 @@
 #include "core/async/Timer.h"
 
 #include <QApplication>
-#include <QGuiApplication>
 #include <QKeyEvent>
 #include <QScreen>
+#include <QVBoxLayout>
+#include <cmath>
 #include <utility>
 
 namespace velmo {
@@ -17,43 +18,36 @@ namespace {
 /// Another program may hold the keyboard for a moment, as the one that took the hotkey does.
 constexpr std::chrono::milliseconds kKeyboardRetryPause{20};
 constexpr int kKeyboardRetries = 100;
+/// Between the toolbar and the bottom edge of the main screen.
+constexpr double kToolbarElevation = 40;
 
-QScreen* toolkitScreen(const Screen& screen)
+QScreen* toolkitScreen(const QString& name)
 {
     const auto screens = QGuiApplication::screens();
-    for (QScreen* candidate : screens) {
-        if (candidate->name() == screen.name)
-            return candidate;
-    }
-    return nullptr;
+    const auto found = std::find_if(screens.begin(), screens.end(),
+                                    [&](const QScreen* screen) { return screen->name() == name; });
+    return found == screens.end() ? nullptr : *found;
 }
 
 } // namespace
 
 OverlayWindowController::OverlayWindowController(AnnotationSession& session, bool showToolbar,
-                                                 const Screens& screens, WindowSurfaces& windows)
+                                                 const OverlayDesktop& desktop)
     : session_(session)
-    , windows_(windows)
+    , desktop_(desktop)
+    , screens_(desktop.screens.all())
 {
     // Every point that the pointer passes belongs to the stroke; merged moves would cut its corners.
     QCoreApplication::setAttribute(Qt::AA_CompressHighFrequencyEvents, false);
-    const auto all = screens.all();
-    for (const Screen& screen : all)
+    for (const Screen& screen : screens_)
         unionRect_ = unionRect_.united(screen.frame);
-    canvasView_ =
-        std::make_unique<DrawingCanvasView>(ScreenSize{unionRect_.width, unionRect_.height}, drawingState_);
-    for (const Screen& screen : all) {
-        if (const QScreen* toolkit = toolkitScreen(screen))
-            addSurface(toolkit->geometry(), screen);
-    }
-    canvasView_->onChange = [this](const QRectF& area) {
-        for (const auto& surface : surfaces_)
-            surface->refresh(area);
-    };
-    if (const auto main = screens.main(); showToolbar && main)
-        toolbarPanel_ = std::make_unique<DrawingToolbarPanel>(session, toolkitScreen(*main)->geometry());
-    qApp->installEventFilter(this);
-    monitorsKeys_ = true;
+    setupCanvas();
+    // With a compositor a translucent window shows what is below it; without one it is opaque.
+    if (!desktop_.windows.isComposited())
+        setupBackdrop();
+    if (showToolbar)
+        setupToolbar();
+    setupKeyHandler();
 }
 
 OverlayWindowController::~OverlayWindowController()
@@ -61,60 +55,109 @@ OverlayWindowController::~OverlayWindowController()
     close();
 }
 
-void OverlayWindowController::addSurface(const QRect& geometry, const Screen& screen)
+void OverlayWindowController::setupCanvas()
 {
-    const CanvasRect inCanvas = canvasRectFromScreen(screen.frame, unionRect_);
-    const QPointF origin = topDownFromCanvas(inCanvas, unionRect_.height).topLeft();
-    auto surface = std::make_unique<OverlaySurface>(geometry, origin, *canvasView_);
-    // Without a compositor a translucent window is opaque, so the screen as it was is shown below the
-    // strokes.
-    if (!windows_.isComposited()) {
-        if (QScreen* toolkit = toolkitScreen(screen))
-            surface->setBackdrop(toolkit->grabWindow(0));
-    }
-    surface->onPress = [this](QPointF topDown) { strokeBegan(topDown); };
-    surface->onDrag = [this](QPointF topDown) {
-        if (session_.state().value() == SessionState::Drawing)
-            canvasView_->extendStroke(canvasFromTopDown(topDown, unionRect_.height));
+    std::vector<CanvasRegion> regions;
+    for (const Screen& screen : screens_)
+        regions.push_back({canvasRectFromScreen(screen.frame, unionRect_),
+                           QSize(screen.nativeFrame.width, screen.nativeFrame.height)});
+    canvasView_ = std::make_unique<DrawingCanvasView>(unionRect_, drawingState_, session_, regions);
+    for (std::size_t region = 0; region < screens_.size(); ++region)
+        addSurface(screens_[region], region);
+    canvasView_->onChange = [this](const QRectF& area) {
+        for (const auto& shown : shown_)
+            shown->surface->refresh(area);
     };
-    surface->onRelease = [this] { strokeEnded(); };
-    surfaces_.push_back(std::move(surface));
+    canvasView_->onCursorChange = [this] {
+        for (const auto& shown : shown_)
+            shown->surface->updatePointer();
+    };
+    connect(qApp, &QGuiApplication::screenRemoved, this,
+            [this](const QScreen* screen) { dropSurface(screen->name()); });
+}
+
+void OverlayWindowController::addSurface(const Screen& screen, std::size_t region)
+{
+    const QScreen* toolkit = toolkitScreen(screen.name);
+    if (!toolkit)
+        return;
+    auto shown = std::make_unique<ShownScreen>();
+    shown->screen = screen;
+    shown->surface = std::make_unique<OverlaySurface>(toolkit->geometry(), *canvasView_, region);
+    OverlaySurface& surface = *shown->surface;
+    surface.onPress = [this, from = shown.get()](QPointF at) {
+        canvasView_->mouseDown(canvasPoint(*from, at));
+    };
+    surface.onDrag = [this, from = shown.get()](QPointF at) {
+        canvasView_->mouseDragged(canvasPoint(*from, at));
+    };
+    surface.onRelease = [this] { canvasView_->mouseUp(); };
+    surface.onConfirm = [this] { confirmByKey(); };
+    shown_.push_back(std::move(shown));
+}
+
+void OverlayWindowController::setupBackdrop()
+{
+    std::vector<OverlayBackdrop::Target> targets;
+    for (const auto& shown : shown_) {
+        OverlaySurface* surface = shown->surface.get();
+        if (QScreen* toolkit = toolkitScreen(shown->screen.name))
+            surface->setBackdrop(toolkit->grabWindow(0));
+        if (const auto id = shown->screen.displayID)
+            targets.push_back({*id, [surface](const QPixmap& picture) { surface->setBackdrop(picture); }});
+    }
+    backdrop_ = std::make_unique<OverlayBackdrop>(desktop_.capture, std::move(targets));
+}
+
+void OverlayWindowController::setupToolbar()
+{
+    const auto main = desktop_.screens.main();
+    const QScreen* primary = QGuiApplication::primaryScreen();
+    if (!main || !primary)
+        return;
+    const QSize size = DrawingToolbarContentView::kSize;
+    const ScreenRect place{main->frame.midX() - size.width() / 2.0, main->frame.minY() + kToolbarElevation,
+                           static_cast<double>(size.width()), static_cast<double>(size.height())};
+    toolbarPanel_ = std::make_unique<FloatingWindow>(FloatingWindow::Mouse::Takes);
+    auto* layout = new QVBoxLayout(toolbarPanel_.get());
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(new DrawingToolbarContentView(drawingState_, session_));
+    toolbarPanel_->setGeometry(CoordinateSpace(QRectF(primary->geometry())).toQt(place).toRect());
+    if (!desktop_.windows.isComposited())
+        toolbarPanel_->cutCorners(DrawingToolbarContentView::kCornerRadius);
+    toolbarPanel_->show();
+}
+
+void OverlayWindowController::setupKeyHandler()
+{
+    qApp->installEventFilter(this);
+    monitorsKeys_ = true;
 }
 
 void OverlayWindowController::showWindow()
 {
-    for (const auto& surface : surfaces_) {
-        surface->show();
-        surface->raise();
+    for (const auto& shown : shown_) {
+        shown->surface->show();
+        shown->surface->raise();
+        shown->surface->updatePointer();
     }
-    if (toolbarPanel_) {
-        toolbarPanel_->show();
+    if (toolbarPanel_)
         toolbarPanel_->raise();
-    }
-    // At once, so that not even a hurried Escape goes to the application below.
-    if (!surfaces_.empty() && !windows_.grabKeyboard(*surfaces_.front()))
-        tasks_.start(holdKeyboard());
-}
-
-/// The overlay never gets the input focus, since that would repaint the very windows that are to be captured.
-async::Task<> OverlayWindowController::holdKeyboard()
-{
-    for (int attempt = 0; attempt < kKeyboardRetries; ++attempt) {
-        co_await async::sleepFor(kKeyboardRetryPause);
-        if (session_.state().value() != SessionState::Drawing || windows_.grabKeyboard(*surfaces_.front()))
-            co_return;
-    }
+    takeKeyboard();
 }
 
 void OverlayWindowController::close()
 {
-    if (std::exchange(monitorsKeys_, false))
-        qApp->removeEventFilter(this);
+    if (!std::exchange(monitorsKeys_, false))
+        return;
+    canvasView_->clearDrawingCursor();
+    backdrop_.reset();
+    qApp->removeEventFilter(this);
     hideToolbar();
-    for (const auto& surface : surfaces_) {
-        windows_.releaseKeyboard(*surface);
-        surface->unsetCursor();
-        surface->hide();
+    for (const auto& shown : shown_) {
+        desktop_.windows.releaseKeyboard(*shown->surface);
+        shown->surface->setCursor(Qt::ArrowCursor);
+        shown->surface->hide();
     }
 }
 
@@ -124,27 +167,70 @@ void OverlayWindowController::hideToolbar()
         toolbarPanel_->hide();
 }
 
-void OverlayWindowController::strokeBegan(QPointF topDown)
+/// The toolkit would move the window of a screen that is unplugged to another screen, on top of its surface.
+void OverlayWindowController::dropSurface(const QString& screenName)
 {
-    if (session_.state().value() != SessionState::Drawing)
-        return;
-    const CanvasPoint point = canvasFromTopDown(topDown, unionRect_.height);
-    session_.noteDrawingBegan(screenPointFromCanvas(point, unionRect_));
-    canvasView_->beginStroke(point);
+    for (const auto& shown : shown_) {
+        if (shown->screen.name != screenName || !shown->surface->isVisible())
+            continue;
+        desktop_.windows.releaseKeyboard(*shown->surface);
+        shown->surface->hide();
+        takeKeyboard();
+    }
 }
 
-void OverlayWindowController::strokeEnded()
+CanvasPoint OverlayWindowController::canvasPoint(const ShownScreen& from, QPointF local) const
 {
-    if (session_.state().value() == SessionState::Drawing && canvasView_->endStroke())
-        tasks_.start(advanceAfterStroke());
+    const CanvasRect own = canvasRectFromScreen(from.screen.frame, unionRect_);
+    const QPointF corner = topDownFromCanvas(own, unionRect_.height).topLeft();
+    const CanvasPoint straight = canvasFromTopDown(corner + local, unionRect_.height);
+    if (QRectF(from.surface->rect()).contains(local))
+        return straight;
+    // A drag that goes on over another screen is told in this one's scale.
+    const PixelRect& native = from.screen.nativeFrame;
+    const PixelPoint pixel{native.x + static_cast<int>(std::floor(local.x() * from.screen.scale)),
+                           native.y + static_cast<int>(std::floor(local.y() * from.screen.scale))};
+    for (const Screen& screen : screens_) {
+        if (screen.nativeFrame.contains(pixel))
+            return canvasPointFromScreen(
+                screenPointFromNative(pixel, screen.nativeFrame, screen.frame, screen.scale), unionRect_);
+    }
+    return straight;
 }
 
-async::Task<> OverlayWindowController::advanceAfterStroke()
+/// Without a toolbar there is no "Done →" to click, and a gesture may have begun the drawing in a mode where
+/// the user says when it is done.
+void OverlayWindowController::confirmByKey()
 {
     const auto settings = session_.settings();
-    if (!settings || settings->submitMode.value() != SubmitMode::ManualSubmit)
+    if (toolbarPanel_ || !settings || settings->submitMode.value() != SubmitMode::ManualSubmit)
+        return;
+    if (canvasView_->hasCompletedFirstStroke())
         session_.advanceToQuery();
-    co_return;
+}
+
+/// The overlay never gets the input focus, since that would repaint the very windows that are to be captured.
+/// It takes the keyboard at once, so that not even a hurried Escape goes to the application below.
+void OverlayWindowController::takeKeyboard()
+{
+    if (!tryTakingKeyboard())
+        tasks_.start(keepTakingKeyboard());
+}
+
+bool OverlayWindowController::tryTakingKeyboard()
+{
+    const auto visible = std::find_if(shown_.begin(), shown_.end(),
+                                      [](const auto& shown) { return shown->surface->isVisible(); });
+    return visible == shown_.end() || desktop_.windows.grabKeyboard(*(*visible)->surface);
+}
+
+async::Task<> OverlayWindowController::keepTakingKeyboard()
+{
+    for (int attempt = 0; attempt < kKeyboardRetries; ++attempt) {
+        co_await async::sleepFor(kKeyboardRetryPause);
+        if (session_.state().value() != SessionState::Drawing || tryTakingKeyboard())
+            co_return;
+    }
 }
 
 bool OverlayWindowController::eventFilter(QObject* watched, QEvent* event)

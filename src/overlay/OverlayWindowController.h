@@ -1,9 +1,9 @@
 #pragma once
 
 #include "core/AnnotationSession.h"
-#include "core/async/TaskScope.h"
 #include "overlay/DrawingCanvasView.h"
-#include "overlay/DrawingToolbarPanel.h"
+#include "overlay/DrawingToolbarContentView.h"
+#include "overlay/OverlayBackdrop.h"
 #include "overlay/OverlaySurface.h"
 #include "platform/WindowSurfaces.h"
 
@@ -11,13 +11,19 @@
 
 namespace velmo {
 
+/// What an overlay needs of the desktop. Everything outlives it.
+struct OverlayDesktop {
+    const Screens& screens;
+    WindowSurfaces& windows;
+    DisplayCapture& capture;
+};
+
 /// The transparent layer over all screens: a surface per screen, the canvas that they show, the toolbar, and
 /// the Escape key. One per annotation. Main thread.
 class OverlayWindowController final : public QObject, public AnnotationOverlay {
 public:
-    /// Session, screens and window system outlive it.
-    OverlayWindowController(AnnotationSession& session, bool showToolbar, const Screens& screens,
-                            WindowSurfaces& windows);
+    /// The session outlives it.
+    OverlayWindowController(AnnotationSession& session, bool showToolbar, const OverlayDesktop& desktop);
     ~OverlayWindowController() override;
 
     void showWindow() override;
@@ -30,19 +36,32 @@ protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
-    void addSurface(const QRect& geometry, const Screen& screen);
-    void strokeBegan(QPointF topDown);
-    void strokeEnded();
-    async::Task<> advanceAfterStroke();
-    async::Task<> holdKeyboard();
+    struct ShownScreen {
+        Screen screen;
+        std::unique_ptr<OverlaySurface> surface;
+    };
+
+    void setupCanvas();
+    void addSurface(const Screen& screen, std::size_t region);
+    void setupBackdrop();
+    void setupToolbar();
+    void setupKeyHandler();
+    void dropSurface(const QString& screenName);
+    [[nodiscard]] CanvasPoint canvasPoint(const ShownScreen& from, QPointF local) const;
+    void confirmByKey();
+    void takeKeyboard();
+    [[nodiscard]] bool tryTakingKeyboard();
+    async::Task<> keepTakingKeyboard();
 
     AnnotationSession& session_;
-    WindowSurfaces& windows_;
+    OverlayDesktop desktop_;
     ScreenRect unionRect_;
+    std::vector<Screen> screens_;
     std::shared_ptr<DrawingState> drawingState_ = std::make_shared<DrawingState>();
     std::unique_ptr<DrawingCanvasView> canvasView_;
-    std::vector<std::unique_ptr<OverlaySurface>> surfaces_;
-    std::unique_ptr<DrawingToolbarPanel> toolbarPanel_;
+    std::vector<std::unique_ptr<ShownScreen>> shown_;
+    std::unique_ptr<OverlayBackdrop> backdrop_;
+    std::unique_ptr<FloatingWindow> toolbarPanel_;
     bool monitorsKeys_ = false;
     async::TaskScope tasks_;
 };

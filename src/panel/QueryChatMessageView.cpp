@@ -2,7 +2,8 @@
 
 #include "panel/QueryPanelTheme.h"
 #include "panel/RoundedBackgroundView.h"
-#include "panel/SymbolIcon.h"
+#include "widgets/SymbolIcon.h"
+#include "widgets/SystemFont.h"
 
 #include <QFontMetrics>
 #include <QHBoxLayout>
@@ -67,7 +68,7 @@ QLabel* makeTextLabel(QWidget* parent)
     label->setTextFormat(Qt::PlainText); // What a model writes is never markup.
     label->setWordWrap(true);
     label->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    label->setFont(QueryPanelTheme::font(kFontSize));
+    label->setFont(systemFont(kFontSize));
     return label;
 }
 

@@ -1,6 +1,7 @@
 #include "panel/QueryInputTextView.h"
 
 #include "panel/QueryPanelTheme.h"
+#include "widgets/SystemFont.h"
 
 #include <QKeyEvent>
 #include <QMimeData>
@@ -26,7 +27,7 @@ QueryInputTextView::QueryInputTextView(QWidget* parent)
     setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setTabChangesFocus(true);
-    setFont(QueryPanelTheme::font(kFontSize));
+    setFont(systemFont(kFontSize));
     setPalette(QueryPanelTheme::palette(QueryPanelTheme::text()));
     document()->setDocumentMargin(0);
     setViewportMargins(0, kVerticalInset, 0, kVerticalInset);

@@ -5,7 +5,8 @@
 #include "panel/ModelNames.h"
 #include "panel/QueryChatMessageView.h"
 #include "panel/QueryPanelTheme.h"
-#include "panel/SymbolIcon.h"
+#include "widgets/SymbolIcon.h"
+#include "widgets/SystemFont.h"
 
 #include <QEvent>
 #include <QHBoxLayout>
@@ -34,7 +35,7 @@ constexpr int kSendSize = 22;
 QLabel* makeLabel(const QString& text, int size, QFont::Weight weight, const QColor& color)
 {
     auto* label = new QLabel(text);
-    label->setFont(QueryPanelTheme::font(size, weight));
+    label->setFont(systemFont(size, weight));
     label->setPalette(QueryPanelTheme::palette(color));
     return label;
 }
@@ -164,7 +165,7 @@ QWidget* QueryPanelContentView::buildFooter()
     row->setSpacing(6);
     auto* cancelButton = new QPushButton(QStringLiteral("Cancel"));
     cancelButton->setFlat(true);
-    cancelButton->setFont(QueryPanelTheme::font(11, QFont::Medium));
+    cancelButton->setFont(systemFont(11, QFont::Medium));
     cancelButton->setStyleSheet(
         QStringLiteral("QPushButton { color: rgba(255,255,255,102); border: none; background: transparent; }"
                        "QPushButton:hover { color: rgba(255,255,255,191); }"));

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QColor>
-#include <QFont>
 #include <QPalette>
 
 /// The query panel's colours and fonts. It is dark whatever the desktop's scheme.
@@ -46,15 +45,6 @@ inline QColor dimText()
 inline QColor accent()
 {
     return {97, 112, 255};
-}
-
-/// The interface font at a size in points of the design, which are device-independent pixels.
-inline QFont font(int size, QFont::Weight weight = QFont::Normal)
-{
-    QFont font;
-    font.setPixelSize(size);
-    font.setWeight(weight);
-    return font;
 }
 
 /// Colours of a widget's text and ground, for widgets that the toolkit paints.

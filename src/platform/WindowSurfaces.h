@@ -22,6 +22,14 @@ public:
     /// Moves the real input focus to the window now, with a fresh time stamp; a window of ours that holds the
     /// keyboard gives it back after that.
     virtual void focusWindow(QWidget& widget) = 0;
+
+    /// Lets a window that a window manager will handle appear on every desktop. Before it is shown.
+    virtual void showOnEveryDesktop(QWidget& widget) = 0;
+    /// Puts our unmanaged windows right below that managed one and its frame, in their order. No window
+    /// manager would put a window of its own above them.
+    virtual void lowerOwnWindowsBelow(QWidget& widget) = 0;
+    /// Puts our unmanaged windows above everything again, in their order.
+    virtual void raiseOwnWindows() = 0;
 };
 
 } // namespace velmo

@@ -24,11 +24,12 @@ const std::map<std::string, std::set<std::string>> kAllowed{
     {"providers", {"core", "core/async", "platform"}},
     {"capture", {"core", "core/async", "platform"}},
     {"input", {"core", "core/async", "platform"}},
-    {"overlay", {"core", "core/async", "platform"}},
-    {"panel", {"core", "core/async", "platform"}},
+    {"widgets", {"core", "platform"}},
+    {"overlay", {"core", "core/async", "platform", "widgets"}},
+    {"panel", {"core", "core/async", "platform", "widgets"}},
     {"app",
      {"core", "core/async", "platform", "platform/x11", "platform/linux", "providers", "capture", "input",
-      "overlay", "panel"}},
+      "overlay", "panel", "widgets"}},
 };
 
 /// The base library stands below the seam, although its files share a folder with the session.

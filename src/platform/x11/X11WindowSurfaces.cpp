@@ -5,6 +5,10 @@
 
 #include <QApplication>
 #include <QWidget>
+#include <QWindow>
+#include <array>
+#include <unordered_set>
+#include <vector>
 
 namespace velmo {
 namespace {
@@ -12,6 +16,40 @@ namespace {
 xcb_window_t windowOf(const QWidget& widget)
 {
     return static_cast<xcb_window_t>(widget.window()->winId());
+}
+
+std::vector<xcb_window_t> childrenOf(xcb_connection_t* connection, xcb_window_t window)
+{
+    const auto tree = awaitReply(connection, xcb_query_tree_reply, xcb_query_tree(connection, window));
+    if (!tree)
+        return {};
+    const auto* first = xcb_query_tree_children(tree.get());
+    return {first, first + xcb_query_tree_children_length(tree.get())};
+}
+
+/// The window itself or, where a window manager frames it, the outermost frame.
+xcb_window_t topLevelOf(xcb_connection_t* connection, xcb_window_t window)
+{
+    while (true) {
+        const auto tree = awaitReply(connection, xcb_query_tree_reply, xcb_query_tree(connection, window));
+        if (!tree || tree->parent == XCB_NONE || tree->parent == tree->root)
+            return window;
+        window = tree->parent;
+    }
+}
+
+/// Those that no window manager handles, bottom-most first.
+std::vector<xcb_window_t> shownOwnWindows(xcb_connection_t* connection)
+{
+    std::unordered_set<xcb_window_t> own;
+    const auto windows = QGuiApplication::topLevelWindows();
+    for (const QWindow* window : windows) {
+        if (window->isVisible() && window->flags().testFlag(Qt::BypassWindowManagerHint))
+            own.insert(static_cast<xcb_window_t>(window->winId()));
+    }
+    auto stack = childrenOf(connection, toolkitScreen(connection).root);
+    std::erase_if(stack, [&](xcb_window_t window) { return !own.contains(window); });
+    return stack;
 }
 
 } // namespace
@@ -78,6 +116,47 @@ void X11WindowSurfaces::focusWindow(QWidget& widget)
     // Only now: released before the focus has moved, keys would reach the application below for a moment.
     if (QWidget* holder = keyboardHolder_.data(); holder != nullptr && holder != &widget)
         releaseKeyboard(*holder);
+}
+
+void X11WindowSurfaces::showOnEveryDesktop(QWidget& widget)
+{
+    xcb_connection_t* connection = toolkitConnection();
+    if (connection == nullptr)
+        return;
+    constexpr uint32_t kEveryDesktop = 0xffffffff;
+    const xcb_atom_t property = existingAtom(connection, "_NET_WM_DESKTOP");
+    // A window manager that knows desktops has used the name before us.
+    if (property != XCB_NONE)
+        xcb_change_property(connection, XCB_PROP_MODE_REPLACE, windowOf(widget), property, XCB_ATOM_CARDINAL,
+                            32, 1, &kEveryDesktop);
+}
+
+void X11WindowSurfaces::lowerOwnWindowsBelow(QWidget& widget)
+{
+    xcb_connection_t* connection = toolkitConnection();
+    if (connection == nullptr)
+        return;
+    xcb_window_t above = topLevelOf(connection, windowOf(widget));
+    const auto own = shownOwnWindows(connection);
+    for (auto window = own.rbegin(); window != own.rend(); ++window) {
+        const std::array<uint32_t, 2> place{above, XCB_STACK_MODE_BELOW};
+        xcb_configure_window(connection, *window, XCB_CONFIG_WINDOW_SIBLING | XCB_CONFIG_WINDOW_STACK_MODE,
+                             place.data());
+        above = *window;
+    }
+    xcb_flush(connection);
+}
+
+void X11WindowSurfaces::raiseOwnWindows()
+{
+    xcb_connection_t* connection = toolkitConnection();
+    if (connection == nullptr)
+        return;
+    for (const xcb_window_t window : shownOwnWindows(connection)) {
+        const uint32_t place = XCB_STACK_MODE_ABOVE;
+        xcb_configure_window(connection, window, XCB_CONFIG_WINDOW_STACK_MODE, &place);
+    }
+    xcb_flush(connection);
 }
 
 } // namespace velmo

@@ -27,6 +27,9 @@ public:
     bool grabKeyboard(QWidget& widget) override;
     void releaseKeyboard(QWidget& widget) override;
     void focusWindow(QWidget& widget) override;
+    void showOnEveryDesktop(QWidget& widget) override;
+    void lowerOwnWindowsBelow(QWidget& widget) override;
+    void raiseOwnWindows() override;
 
 private:
     std::unique_ptr<X11Connection> clock_; ///< Makes time stamps. Null without a display.

@@ -2,11 +2,17 @@
 
 #include <QColor>
 #include <QIcon>
+#include <QRectF>
 #include <QString>
+
+class QPainter;
 
 namespace velmo {
 
 /// One of the project's own symbols, by name, in one colour. Main thread.
 [[nodiscard]] QIcon symbolIcon(const QString& name, const QColor& color, int size);
+
+/// The same, drawn into a square of the painter's coordinates, sharp at every scale.
+void drawSymbol(QPainter& painter, const QString& name, const QColor& color, const QRectF& square);
 
 } // namespace velmo

@@ -1,0 +1,44 @@
+#include "overlay/OverlayBackdrop.h"
+
+#include "core/async/WorkerPool.h"
+
+#include <utility>
+
+namespace velmo {
+
+OverlayBackdrop::OverlayBackdrop(DisplayCapture& capture, std::vector<Target> targets)
+    : capture_(capture)
+    , targets_(std::move(targets))
+{
+    capture_.setChangeHandler([this] { follow(); });
+}
+
+OverlayBackdrop::~OverlayBackdrop()
+{
+    capture_.setChangeHandler({});
+}
+
+void OverlayBackdrop::follow()
+{
+    isOutdated_ = true;
+    if (!std::exchange(isRefreshing_, true))
+        tasks_.start(refresh());
+}
+
+async::Task<> OverlayBackdrop::refresh()
+{
+    while (std::exchange(isOutdated_, false)) {
+        for (const Target& target : targets_) {
+            auto work = [&capture = capture_, id = target.displayID] {
+                return capture.captureDisplay(id, CaptureMoment::Now);
+            };
+            const auto picture = co_await async::onWorker(std::move(work));
+            // A display that is gone keeps its last picture; its surface goes with it.
+            if (picture)
+                target.show(QPixmap::fromImage(picture.value()));
+        }
+    }
+    isRefreshing_ = false;
+}
+
+} // namespace velmo

@@ -1,0 +1,54 @@
+#include "widgets/SymbolIcon.h"
+
+#include <QPainter>
+#include <QSvgRenderer>
+#include <cmath>
+
+/// A static library's resources are not registered by themselves. The macro works outside namespaces only.
+static void registerIcons()
+{
+    Q_INIT_RESOURCE(velmo);
+}
+
+namespace velmo {
+
+namespace {
+
+/// The symbol in pixels of the size.
+QPixmap symbolPixmap(const QString& name, const QColor& color, int pixels)
+{
+    registerIcons();
+    QSvgRenderer renderer(QStringLiteral(":/velmo/icons/") + name + QStringLiteral(".svg"));
+    QPixmap pixmap(pixels, pixels);
+    pixmap.fill(Qt::transparent);
+    QPainter painter(&pixmap);
+    renderer.render(&painter);
+    // The drawing gives the shape alone.
+    painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
+    painter.fillRect(pixmap.rect(), color);
+    return pixmap;
+}
+
+} // namespace
+
+QIcon symbolIcon(const QString& name, const QColor& color, int size)
+{
+    QIcon icon;
+    for (const int scale : {1, 2}) {
+        QPixmap pixmap = symbolPixmap(name, color, size * scale);
+        pixmap.setDevicePixelRatio(scale);
+        icon.addPixmap(pixmap);
+        icon.addPixmap(pixmap, QIcon::Disabled);
+    }
+    return icon;
+}
+
+void drawSymbol(QPainter& painter, const QString& name, const QColor& color, const QRectF& square)
+{
+    const double ratio = painter.device()->devicePixelRatio();
+    QPixmap pixmap = symbolPixmap(name, color, static_cast<int>(std::ceil(square.width() * ratio)));
+    pixmap.setDevicePixelRatio(pixmap.width() / square.width());
+    painter.drawPixmap(square.topLeft(), pixmap);
+}
+
+} // namespace velmo

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "platform/WindowSurfaces.h"
+
+#include <QList>
+#include <QWidget>
+
+namespace velmo {
+
+/// A window system that remembers what was asked of it.
+class FakeWindowSurfaces final : public WindowSurfaces {
+public:
+    [[nodiscard]] bool isComposited() const override { return composited; }
+
+    bool grabKeyboard(QWidget& widget) override
+    {
+        ++grabAttempts;
+        if (refusals > 0) {
+            --refusals;
+            return false;
+        }
+        keyboardHolder = &widget;
+        return true;
+    }
+    void releaseKeyboard(QWidget& widget) override
+    {
+        if (keyboardHolder == &widget)
+            keyboardHolder = nullptr;
+    }
+    void focusWindow(QWidget& widget) override { focused.append(&widget); }
+    void showOnEveryDesktop(QWidget& widget) override { everywhere.append(&widget); }
+    void lowerOwnWindowsBelow(QWidget& widget) override { onTop = &widget; }
+    void raiseOwnWindows() override { onTop = nullptr; }
+
+    bool composited = true;
+    int refusals = 0; ///< How often the keyboard is still somebody else's.
+    int grabAttempts = 0;
+    const QWidget* keyboardHolder = nullptr;
+    const QWidget* onTop = nullptr; ///< The managed window above our unmanaged ones.
+    QList<const QWidget*> focused;
+    QList<const QWidget*> everywhere;
+};
+
+} // namespace velmo
