@@ -2,10 +2,47 @@
 
 #include "core/CoordinateSpace.h"
 
+#include <QLineF>
 #include <QPainter>
+#include <algorithm>
 #include <cmath>
 
 namespace velmo {
+
+namespace {
+
+/// Left and upper edges belong to a screen, right and lower edges do not.
+bool containsPixel(const QRectF& rectangle, QPointF point)
+{
+    return point.x() >= rectangle.left() && point.x() < rectangle.right() && point.y() >= rectangle.top() &&
+           point.y() < rectangle.bottom();
+}
+
+double distance(const QRectF& rectangle, QPointF point)
+{
+    const QPointF nearest(std::clamp(point.x(), rectangle.left(), rectangle.right()),
+                          std::clamp(point.y(), rectangle.top(), rectangle.bottom()));
+    return QLineF(nearest, point).length();
+}
+
+/// The layer whose rectangle has the point, else the nearest one.
+template <typename RectangleOf>
+const StrokeLayer& layerAt(const std::vector<StrokeLayer>& layers, QPointF point, RectangleOf rectangleOf)
+{
+    const auto holder = std::ranges::find_if(
+        layers, [&](const StrokeLayer& layer) { return containsPixel(rectangleOf(layer), point); });
+    if (holder != layers.end())
+        return *holder;
+    return *std::ranges::min_element(
+        layers, {}, [&](const StrokeLayer& layer) { return distance(rectangleOf(layer), point); });
+}
+
+QRect toQt(const PixelRect& rect)
+{
+    return {rect.x, rect.y, rect.width, rect.height};
+}
+
+} // namespace
 
 DrawingCanvasView::DrawingCanvasView(const ScreenRect& frame, std::shared_ptr<DrawingState> drawingState,
                                      AnnotationSession& session, const std::vector<CanvasRegion>& regions)
@@ -14,16 +51,25 @@ DrawingCanvasView::DrawingCanvasView(const ScreenRect& frame, std::shared_ptr<Dr
     , session_(session)
 {
     for (const CanvasRegion& region : regions)
-        layers_.emplace_back(topDownFromCanvas(region.area, frame_.height), region.pixels);
+        layers_.emplace_back(topDownFromCanvas(region.area, frame_.height), toQt(region.native),
+                             region.scale);
     if (regions.empty()) {
         const QRectF whole(0, 0, frame_.width, frame_.height);
-        layers_.emplace_back(whole, whole.toAlignedRect().size());
+        layers_.emplace_back(whole, whole.toAlignedRect(), 1);
     }
 }
 
-CanvasPoint DrawingCanvasView::fromTopDown(QPointF point) const
+CanvasPoint DrawingCanvasView::fromNative(QPointF pixel) const
 {
-    return canvasFromTopDown(point, frame_.height);
+    const StrokeLayer& layer =
+        layerAt(layers_, pixel, [](const StrokeLayer& candidate) { return QRectF(candidate.native()); });
+    return canvasFromTopDown(layer.fromNative(pixel), frame_.height);
+}
+
+QPointF DrawingCanvasView::toNative(QPointF topDown) const
+{
+    return layerAt(layers_, topDown, [](const StrokeLayer& candidate) { return candidate.area(); })
+        .toNative(topDown);
 }
 
 void DrawingCanvasView::beginStroke(CanvasPoint point)
@@ -39,9 +85,8 @@ void DrawingCanvasView::dropCurrentStroke()
 {
     if (!currentStroke_)
         return;
-    for (StrokeLayer& layer : layers_)
-        layer.dropStroke();
-    changed(currentStroke_->path.boundingRect());
+    for (std::size_t region = 0; region < layers_.size(); ++region)
+        changed(region, layers_[region].dropStroke());
     currentStroke_.reset();
 }
 
@@ -49,12 +94,14 @@ void DrawingCanvasView::extendStroke(CanvasPoint point)
 {
     if (!currentStroke_)
         return;
-    const QPointF from = currentStroke_->path.last();
     const QPointF to = topDownFromCanvas(point, frame_.height);
+    // Screens of different scales leave gaps in the canvas, which a straight line across a border would
+    // follow. In native pixels the way of the pointer has none.
+    const QPointF nativeFrom = toNative(currentStroke_->path.last());
+    const QPointF nativeTo = toNative(to);
     currentStroke_->path.append(to);
-    for (StrokeLayer& layer : layers_)
-        layer.addSegment(from, to, currentStroke_->color);
-    changed(QRectF(from, to).normalized());
+    for (std::size_t region = 0; region < layers_.size(); ++region)
+        changed(region, layers_[region].addSegment(nativeFrom, nativeTo, currentStroke_->color));
 }
 
 bool DrawingCanvasView::endStroke()
@@ -76,7 +123,7 @@ QImage DrawingCanvasView::renderToImage(std::optional<CanvasRect> area) const
                      static_cast<int>(std::ceil(topDown.height())));
     for (const StrokeLayer& layer : layers_) {
         // The usual case: a whole screen of a pixel per point. The layer is the picture.
-        if (layer.area() == topDown && layer.pixels() == size && !layer.finishedImage().isNull())
+        if (layer.area() == topDown && layer.native().size() == size && !layer.finishedImage().isNull())
             return layer.finishedImage();
     }
     QImage image = transparentImage(size);
@@ -129,11 +176,10 @@ void DrawingCanvasView::clearDrawingCursor()
         onCursorChange();
 }
 
-void DrawingCanvasView::changed(const QRectF& line) const
+void DrawingCanvasView::changed(std::size_t region, const QRect& pixels) const
 {
-    constexpr double kReach = StrokeLayer::kReach;
-    if (onChange)
-        onChange(line.adjusted(-kReach, -kReach, kReach, kReach));
+    if (onChange && !pixels.isEmpty())
+        onChange(region, pixels);
 }
 
 } // namespace velmo

@@ -10,8 +10,9 @@ namespace velmo {
 
 /// A screen's part of the canvas.
 struct CanvasRegion {
-    CanvasRect area; ///< In points.
-    QSize pixels;    ///< The screen's native pixels.
+    CanvasRect area;  ///< In points.
+    PixelRect native; ///< The screen in native pixels of the desktop.
+    double scale = 1; ///< Native pixels per point.
 };
 
 /// The strokes of one annotation, over the union of all screens, which surfaces show a screen each. Points
@@ -51,16 +52,18 @@ public:
 
     /// In the order of the regions.
     [[nodiscard]] const StrokeLayer& layer(std::size_t region) const { return layers_.at(region); }
-    [[nodiscard]] CanvasPoint fromTopDown(QPointF point) const;
+    /// Where a native pixel of the desktop is in the canvas.
+    [[nodiscard]] CanvasPoint fromNative(QPointF pixel) const;
 
-    /// Told which top-down area looks different now.
-    std::function<void(const QRectF& topDownArea)> onChange;
+    /// Told which of a region's pixels look different now.
+    std::function<void(std::size_t region, const QRect& pixels)> onChange;
     /// Told when showsPenCursor() may have changed.
     std::function<void()> onCursorChange;
 
 private:
-    void changed(const QRectF& line) const;
+    void changed(std::size_t region, const QRect& pixels) const;
     void dropCurrentStroke();
+    [[nodiscard]] QPointF toNative(QPointF topDown) const;
     async::Task<> advanceAfterStroke();
 
     ScreenRect frame_;

@@ -23,11 +23,10 @@ void OverlaySurface::setBackdrop(const QPixmap& backdrop)
     update();
 }
 
-void OverlaySurface::refresh(const QRectF& topDownArea)
+void OverlaySurface::refresh(const QRect& pixels)
 {
-    const QRectF visible = topDownArea & canvas_.layer(region_).area();
-    if (!visible.isEmpty())
-        update(visible.translated(-canvas_.layer(region_).area().topLeft()).toAlignedRect());
+    const double ratio = devicePixelRatioF();
+    update(QRectF(QPointF(pixels.topLeft()) / ratio, QSizeF(pixels.size()) / ratio).toAlignedRect());
 }
 
 void OverlaySurface::updatePointer()

@@ -17,8 +17,8 @@ public:
 
     /// What to show below the strokes where windows cannot be translucent, in native pixels of the screen.
     void setBackdrop(const QPixmap& backdrop);
-    /// Repaints that area of the canvas, if it is on this screen.
-    void refresh(const QRectF& topDownArea);
+    /// Repaints those native pixels of the screen.
+    void refresh(const QRect& pixels);
     /// Gives the pointer the shape that the canvas wants.
     void updatePointer();
 

@@ -8,7 +8,6 @@
 #include <QKeyEvent>
 #include <QScreen>
 #include <QVBoxLayout>
-#include <cmath>
 #include <utility>
 
 namespace velmo {
@@ -59,14 +58,15 @@ void OverlayWindowController::setupCanvas()
 {
     std::vector<CanvasRegion> regions;
     for (const Screen& screen : screens_)
-        regions.push_back({canvasRectFromScreen(screen.frame, unionRect_),
-                           QSize(screen.nativeFrame.width, screen.nativeFrame.height)});
+        regions.push_back({canvasRectFromScreen(screen.frame, unionRect_), screen.nativeFrame, screen.scale});
     canvasView_ = std::make_unique<DrawingCanvasView>(unionRect_, drawingState_, session_, regions);
     for (std::size_t region = 0; region < screens_.size(); ++region)
         addSurface(screens_[region], region);
-    canvasView_->onChange = [this](const QRectF& area) {
-        for (const auto& shown : shown_)
-            shown->surface->refresh(area);
+    canvasView_->onChange = [this](std::size_t region, const QRect& pixels) {
+        for (const auto& shown : shown_) {
+            if (shown->region == region)
+                shown->surface->refresh(pixels);
+        }
     };
     canvasView_->onCursorChange = [this] {
         for (const auto& shown : shown_)
@@ -83,6 +83,7 @@ void OverlayWindowController::addSurface(const Screen& screen, std::size_t regio
         return;
     auto shown = std::make_unique<ShownScreen>();
     shown->screen = screen;
+    shown->region = region;
     shown->surface = std::make_unique<OverlaySurface>(toolkit->geometry(), *canvasView_, region);
     OverlaySurface& surface = *shown->surface;
     surface.onPress = [this, from = shown.get()](QPointF at) {
@@ -138,6 +139,7 @@ void OverlayWindowController::showWindow()
 {
     for (const auto& shown : shown_) {
         shown->surface->show();
+        desktop_.windows.setNativeGeometry(*shown->surface, shown->screen.nativeFrame);
         shown->surface->raise();
         shown->surface->updatePointer();
     }
@@ -179,23 +181,11 @@ void OverlayWindowController::dropSurface(const QString& screenName)
     }
 }
 
+/// A drag that goes on over another screen is still told to the window it began in, in that one's scale.
 CanvasPoint OverlayWindowController::canvasPoint(const ShownScreen& from, QPointF local) const
 {
-    const CanvasRect own = canvasRectFromScreen(from.screen.frame, unionRect_);
-    const QPointF corner = topDownFromCanvas(own, unionRect_.height).topLeft();
-    const CanvasPoint straight = canvasFromTopDown(corner + local, unionRect_.height);
-    if (QRectF(from.surface->rect()).contains(local))
-        return straight;
-    // A drag that goes on over another screen is told in this one's scale.
     const PixelRect& native = from.screen.nativeFrame;
-    const PixelPoint pixel{native.x + static_cast<int>(std::floor(local.x() * from.screen.scale)),
-                           native.y + static_cast<int>(std::floor(local.y() * from.screen.scale))};
-    for (const Screen& screen : screens_) {
-        if (screen.nativeFrame.contains(pixel))
-            return canvasPointFromScreen(
-                screenPointFromNative(pixel, screen.nativeFrame, screen.frame, screen.scale), unionRect_);
-    }
-    return straight;
+    return canvasView_->fromNative(QPointF(native.x, native.y) + local * from.screen.scale);
 }
 
 /// Without a toolbar there is no "Done →" to click, and a gesture may have begun the drawing in a mode where

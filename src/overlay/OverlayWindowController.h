@@ -38,6 +38,7 @@ protected:
 private:
     struct ShownScreen {
         Screen screen;
+        std::size_t region = 0; ///< Its place in the canvas.
         std::unique_ptr<OverlaySurface> surface;
     };
 

@@ -29,53 +29,58 @@ QImage transparentImage(QSize size)
             QImage::Format_ARGB32_Premultiplied, std::free,    memory};
 }
 
-StrokeLayer::StrokeLayer(const QRectF& area, QSize pixels)
+StrokeLayer::StrokeLayer(const QRectF& area, const QRect& native, double scale)
     : area_(area)
-    , pixels_(pixels)
-    , horizontalScale_(area.width() > 0 ? pixels.width() / area.width() : 1)
-    , verticalScale_(area.height() > 0 ? pixels.height() / area.height() : 1)
+    , native_(native)
+    , scale_(scale)
 {}
 
-QPointF StrokeLayer::toPixels(QPointF point) const
+QPointF StrokeLayer::toNative(QPointF topDownPoint) const
 {
-    return {(point.x() - area_.x()) * horizontalScale_, (point.y() - area_.y()) * verticalScale_};
+    return QPointF(native_.topLeft()) + (topDownPoint - area_.topLeft()) * scale_;
 }
 
-void StrokeLayer::addSegment(QPointF from, QPointF to, const QColor& color)
+QPointF StrokeLayer::fromNative(QPointF pixel) const
+{
+    return area_.topLeft() + (pixel - QPointF(native_.topLeft())) / scale_;
+}
+
+QRect StrokeLayer::addSegment(QPointF from, QPointF to, const QColor& color)
 {
     // What a long diagonal touches is mostly not its own; in pieces, the cost is the line's length.
     const int pieces = 1 + static_cast<int>(QLineF(from, to).length() / kLongestPiece);
     const QPointF step = (to - from) / pieces;
+    QRect touched;
     for (int piece = 0; piece < pieces; ++piece)
-        addPiece(from + step * piece, piece + 1 == pieces ? to : from + step * (piece + 1), color);
+        touched |= addPiece(from + step * piece, piece + 1 == pieces ? to : from + step * (piece + 1), color);
+    return touched;
 }
 
 /// Each piece is drawn by itself and joined by taking the denser of both at every pixel: drawn over one
 /// another, the soft edges of overlapping pieces would add up to hard and beaded ones.
-void StrokeLayer::addPiece(QPointF from, QPointF to, const QColor& color)
+QRect StrokeLayer::addPiece(QPointF from, QPointF to, const QColor& color)
 {
-    const double horizontalReach = kReach * horizontalScale_;
-    const double verticalReach = kReach * verticalScale_;
-    const QRect touched = QRectF(toPixels(from), toPixels(to))
+    // Half the pen, and what antialiasing adds.
+    const double reach = kLineWidth / 2 * scale_ + 1;
+    const QRect touched = QRectF(from, to)
                               .normalized()
-                              .adjusted(-horizontalReach, -verticalReach, horizontalReach, verticalReach)
+                              .translated(-native_.topLeft())
+                              .adjusted(-reach, -reach, reach, reach)
                               .toAlignedRect() &
-                          QRect(QPoint(), pixels_);
+                          QRect(QPoint(), native_.size());
     if (touched.isEmpty())
-        return;
+        return {};
     if (live_.image.isNull())
-        live_.image = transparentImage(pixels_);
+        live_.image = transparentImage(native_.size());
     QImage piece = transparentImage(touched.size());
     if (live_.image.isNull() || piece.isNull())
-        return;
+        return {};
     live_.bounds |= touched;
     {
         QPainter painter(&piece);
         painter.setRenderHint(QPainter::Antialiasing);
-        painter.translate(-touched.topLeft());
-        painter.scale(horizontalScale_, verticalScale_);
-        painter.translate(-area_.topLeft());
-        painter.setPen(QPen(color, kLineWidth, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+        painter.translate(-(native_.topLeft() + touched.topLeft()));
+        painter.setPen(QPen(color, kLineWidth * scale_, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
         painter.drawLine(from, to);
     }
     for (int row = 0; row < touched.height(); ++row) {
@@ -84,6 +89,7 @@ void StrokeLayer::addPiece(QPointF from, QPointF to, const QColor& color)
         for (int column = 0; column < touched.width(); ++column)
             ink[column] = qAlpha(fresh[column]) > qAlpha(ink[column]) ? fresh[column] : ink[column];
     }
+    return touched;
 }
 
 void StrokeLayer::finishStroke()
@@ -102,14 +108,15 @@ void StrokeLayer::finishStroke()
     dropStroke();
 }
 
-void StrokeLayer::dropStroke()
+QRect StrokeLayer::dropStroke()
 {
-    if (live_.bounds.isEmpty())
-        return;
+    const QRect dropped = std::exchange(live_.bounds, {});
+    if (dropped.isEmpty())
+        return {};
     QPainter painter(&live_.image);
     painter.setCompositionMode(QPainter::CompositionMode_Source);
-    painter.fillRect(live_.bounds, Qt::transparent);
-    live_.bounds = {};
+    painter.fillRect(dropped, Qt::transparent);
+    return dropped;
 }
 
 void StrokeLayer::paint(QPainter& painter, const QRect& pixels) const
@@ -126,8 +133,7 @@ void StrokeLayer::renderFinished(QPainter& painter) const
     const QRect& ink = finished_.bounds;
     if (ink.isEmpty())
         return;
-    const QRectF target(ink.x() / horizontalScale_ + area_.x(), ink.y() / verticalScale_ + area_.y(),
-                        ink.width() / horizontalScale_, ink.height() / verticalScale_);
+    const QRectF target(area_.topLeft() + QPointF(ink.topLeft()) / scale_, QSizeF(ink.size()) / scale_);
     painter.setRenderHint(QPainter::SmoothPixmapTransform);
     painter.drawImage(target, finished_.image, QRectF(ink));
 }

@@ -9,35 +9,38 @@ class QPainter;
 namespace velmo {
 
 /// The ink on one screen, as pixels of that screen: every segment is drawn once, when it comes, so that
-/// showing and rendering cost the same however much has been drawn. Points are the canvas's in top-down
-/// coordinates. Any one thread.
+/// showing and rendering cost the same however much has been drawn. Positions are native pixels of the
+/// desktop, in which neighbouring screens of different scales meet without a seam. Any one thread.
 class StrokeLayer {
 public:
     /// Width of the pen, in points.
     static constexpr double kLineWidth = 3;
-    /// How far a stroke reaches beyond its own line, in points: half the pen, and what antialiasing adds.
-    static constexpr double kReach = kLineWidth / 2 + 1;
 
-    /// area: the screen in the canvas. pixels: the screen's size in native pixels.
-    StrokeLayer(const QRectF& area, QSize pixels);
+    /// area: the screen in the canvas's top-down coordinates. native: the screen in native pixels. scale:
+    /// native pixels per point.
+    StrokeLayer(const QRectF& area, const QRect& native, double scale);
 
-    /// Adds to the stroke in progress; nothing where the segment does not meet this screen.
-    void addSegment(QPointF from, QPointF to, const QColor& color);
+    /// Adds to the stroke in progress and returns which of the layer's pixels that changed; none where the
+    /// segment does not meet this screen.
+    QRect addSegment(QPointF from, QPointF to, const QColor& color);
     /// The stroke in progress joins the finished ones.
     void finishStroke();
-    /// The stroke in progress vanishes.
-    void dropStroke();
+    /// The stroke in progress vanishes from the pixels that are returned.
+    QRect dropStroke();
 
     /// Paints that part of the layer, the stroke in progress on top. The painter's unit is this layer's
     /// pixel, its origin the layer's top left.
     void paint(QPainter& painter, const QRect& pixels) const;
-    /// Paints the finished strokes into a painter of canvas points.
+    /// Paints the finished strokes into a painter of the canvas's top-down points.
     void renderFinished(QPainter& painter) const;
 
     [[nodiscard]] const QRectF& area() const { return area_; }
-    [[nodiscard]] QSize pixels() const { return pixels_; }
+    [[nodiscard]] const QRect& native() const { return native_; }
     /// The finished strokes; null while there are none. A cheap copy.
     [[nodiscard]] const QImage& finishedImage() const { return finished_.image; }
+
+    [[nodiscard]] QPointF toNative(QPointF topDownPoint) const;
+    [[nodiscard]] QPointF fromNative(QPointF pixel) const;
 
 private:
     /// Pixels, and the part of them that is not transparent.
@@ -46,13 +49,11 @@ private:
         QRect bounds;
     };
 
-    [[nodiscard]] QPointF toPixels(QPointF point) const;
-    void addPiece(QPointF from, QPointF to, const QColor& color);
+    QRect addPiece(QPointF from, QPointF to, const QColor& color);
 
     QRectF area_;
-    QSize pixels_;
-    double horizontalScale_; ///< Pixels per point.
-    double verticalScale_;
+    QRect native_;
+    double scale_;
     Ink finished_;
     Ink live_;
 };

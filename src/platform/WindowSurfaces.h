@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/Geometry.h"
+
 class QWidget;
 
 namespace velmo {
@@ -22,6 +24,10 @@ public:
     /// Moves the real input focus to the window now, with a fresh time stamp; a window of ours that holds the
     /// keyboard gives it back after that.
     virtual void focusWindow(QWidget& widget) = 0;
+
+    /// Makes the window exactly that large. The toolkit knows whole points only, and on a screen of a
+    /// fractional scale its rounding leaves a window a pixel too large or too small.
+    virtual void setNativeGeometry(QWidget& widget, const PixelRect& geometry) = 0;
 
     /// Lets a window that a window manager will handle appear on every desktop. Before it is shown.
     virtual void showOnEveryDesktop(QWidget& widget) = 0;

@@ -28,6 +28,10 @@ public:
             keyboardHolder = nullptr;
     }
     void focusWindow(QWidget& widget) override { focused.append(&widget); }
+    void setNativeGeometry(QWidget& /*widget*/, const PixelRect& geometry) override
+    {
+        nativeGeometries.append(geometry);
+    }
     void showOnEveryDesktop(QWidget& widget) override { everywhere.append(&widget); }
     void lowerOwnWindowsBelow(QWidget& widget) override { onTop = &widget; }
     void raiseOwnWindows() override { onTop = nullptr; }
@@ -37,6 +41,7 @@ public:
     int grabAttempts = 0;
     const QWidget* keyboardHolder = nullptr;
     const QWidget* onTop = nullptr; ///< The managed window above our unmanaged ones.
+    QList<PixelRect> nativeGeometries;
     QList<const QWidget*> focused;
     QList<const QWidget*> everywhere;
 };

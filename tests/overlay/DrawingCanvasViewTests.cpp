@@ -125,13 +125,13 @@ TEST_F(Canvas, LaterStrokesPaintOverEarlierOnes)
 
 TEST_F(Canvas, APressReplacesTheStrokeInProgress)
 {
-    std::vector<QRectF> changes;
-    canvas.onChange = [&](const QRectF& area) { changes.push_back(area); };
+    std::vector<QRect> changes;
+    canvas.onChange = [&](std::size_t, const QRect& pixels) { changes.push_back(pixels); };
     stroke(canvas, {{50, 150}, {350, 150}});
     changes.clear();
     canvas.beginStroke({10, 10});
     ASSERT_FALSE(changes.empty());
-    EXPECT_TRUE(changes.front().contains(QPointF(50, 150)) && changes.front().contains(QPointF(350, 150)))
+    EXPECT_TRUE(changes.front().contains(QPoint(50, 150)) && changes.front().contains(QPoint(350, 150)))
         << "what vanishes must be repainted";
     canvas.endStroke();
     EXPECT_EQ(canvas.strokes().size(), 1U);
@@ -140,12 +140,11 @@ TEST_F(Canvas, APressReplacesTheStrokeInProgress)
 
 TEST_F(Canvas, TellsTheAreaOfEachSegmentAndNotMore)
 {
-    std::vector<QRectF> changes;
-    canvas.onChange = [&](const QRectF& area) { changes.push_back(area); };
+    std::vector<QRect> changes;
+    canvas.onChange = [&](std::size_t, const QRect& pixels) { changes.push_back(pixels); };
     stroke(canvas, {{10, 290}, {300, 290}, {300, 280}});
     ASSERT_EQ(changes.size(), 2U);
-    EXPECT_TRUE(
-        changes[1].contains(QRectF(QPointF(300, 10), QPointF(300, 20)).adjusted(-1.5, -1.5, 1.5, 1.5)));
+    EXPECT_TRUE(changes[1].contains(QRect(QPoint(298, 8), QPoint(301, 21))));
     EXPECT_LT(changes[1].width(), 10);
     EXPECT_LT(changes[1].height(), 20);
     canvas.endStroke();
@@ -196,7 +195,7 @@ TEST_F(Canvas, ALongSegmentIsOneStraightLine)
 
 TEST_F(Canvas, KeepsAScreensOwnPixelsAndRendersPoints)
 {
-    DrawingCanvasView sharp(kFrame, drawing, *session, {{{0, 0, 400, 300}, QSize(800, 600)}});
+    DrawingCanvasView sharp(kFrame, drawing, *session, {{{0, 0, 400, 300}, {0, 0, 800, 600}, 2}});
     const auto points = spiral(300, 400, 300);
     stroke(sharp, points);
     stroke(canvas, points);
@@ -220,36 +219,60 @@ class TwoScaleCanvas : public Canvas, public testing::WithParamInterface<std::pa
 TEST_P(TwoScaleCanvas, AStrokeAcrossBothMeetsAtTheirBorder)
 {
     const auto [left, right] = GetParam();
-    const auto region = [](double x, double scale) {
-        return CanvasRegion{{x, 0, 240, 180},
-                            QSize(static_cast<int>(240 * scale), static_cast<int>(180 * scale))};
-    };
-    DrawingCanvasView both({0, 0, 480, 180}, drawing, *session, {region(0, left), region(240, right)});
-    stroke(both, {{40, 30}, {440, 150}});
+    // Both are 360 native pixels high, so in points the canvas has a step between them.
+    const int leftWidth = static_cast<int>(240 * left);
+    const double heightLeft = 360 / left;
+    const double heightRight = 360 / right;
+    const double height = std::max(heightLeft, heightRight);
+    const CanvasRegion west{{0, height - heightLeft, 240, heightLeft}, {0, 0, leftWidth, 360}, left};
+    const CanvasRegion east{{240, height - heightRight, 240, heightRight},
+                            {leftWidth, 0, static_cast<int>(240 * right), 360},
+                            right};
+    DrawingCanvasView both({0, 0, 480, height}, drawing, *session, {west, east});
+    const QPointF from(60, 60);
+    const QPointF to(leftWidth + 200, 300);
+    stroke(both, {both.fromNative(from), both.fromNative(to)});
     both.endStroke();
-    const auto centreAt = [&](std::size_t index, double scale, double pointX) {
-        const QImage& image = both.layer(index).finishedImage();
-        const int x = static_cast<int>(pointX * scale);
+
+    /// The middle of the line in a native column of the desktop.
+    const auto centreAt = [&](int nativeX) {
+        const StrokeLayer& layer = both.layer(nativeX < leftWidth ? 0 : 1);
+        const int x = nativeX - layer.native().x();
         int first = -1;
         int last = -1;
-        for (int y = 0; y < image.height(); ++y) {
-            if (qAlpha(image.pixel(std::min(x, image.width() - 1), y)) > 127) {
+        for (int y = 0; y < layer.finishedImage().height(); ++y) {
+            if (qAlpha(layer.finishedImage().pixel(x, y)) > 127) {
                 first = first < 0 ? y : first;
                 last = y;
             }
         }
-        return first < 0 ? -1000.0 : (first + last + 1) / 2.0 / scale;
+        return first < 0 ? -1000.0 : (first + last + 1) / 2.0;
     };
-    const double atBorder = 180 - (30 + 120 * 0.5);
-    EXPECT_NEAR(centreAt(0, left, 239.9), atBorder, 1);
-    EXPECT_NEAR(centreAt(1, right, 0.1), atBorder, 1);
-    EXPECT_NEAR(centreAt(1, right, 100), 180 - (30 + 120 * 0.75), 1);
-    // Each screen's picture holds its own half.
-    const QImage west = both.renderToImage(CanvasRect{0, 0, 240, 180});
-    const QImage east = both.renderToImage(CanvasRect{240, 0, 240, 180});
-    EXPECT_GT(qAlpha(west.pixel(140, 180 - 60)), 127);
-    EXPECT_GT(qAlpha(east.pixel(100, 180 - 120)), 127);
-    EXPECT_EQ(qAlpha(east.pixel(220, 180 - 150)), 0) << "the stroke ends at 440";
+    for (const int x : {100, leftWidth - 1, leftWidth, leftWidth + 100}) {
+        const double expected = from.y() + (x + 0.5 - from.x()) / (to.x() - from.x()) * (to.y() - from.y());
+        EXPECT_NEAR(centreAt(x), expected, 1) << "in column " << x;
+    }
+    // Each screen's picture holds its own part, in points.
+    const QImage picture = both.renderToImage(west.area);
+    EXPECT_EQ(picture.width(), 240);
+    EXPECT_GT(qAlpha(picture.pixel(static_cast<int>(60 / left) + 2, static_cast<int>(60 / left) + 1)), 127);
+    const QImage other = both.renderToImage(east.area);
+    EXPECT_EQ(other.width(), 240);
+    EXPECT_GT(qAlpha(other.pixel(static_cast<int>(200 / right) - 1, static_cast<int>(300 / right) - 1)), 127);
+    EXPECT_EQ(qAlpha(other.pixel(static_cast<int>(200 / right) + 5, static_cast<int>(300 / right))), 0);
+}
+
+TEST_F(Canvas, NativePixelsAndPointsLeadBack)
+{
+    const CanvasRegion west{{0, 0, 200, 300}, {0, 0, 400, 600}, 2};
+    const CanvasRegion east{{400, 100, 120, 200}, {400, 0, 120, 200}, 1};
+    const DrawingCanvasView both({0, 0, 520, 300}, drawing, *session, {west, east});
+    EXPECT_EQ(both.fromNative({0, 0}), (CanvasPoint{0, 300}));
+    EXPECT_EQ(both.fromNative({398, 599}), (CanvasPoint{199, 0.5}));
+    EXPECT_EQ(both.fromNative({400, 0}), (CanvasPoint{400, 300})) << "the border belongs to the right screen";
+    EXPECT_EQ(both.fromNative({519, 199}), (CanvasPoint{519, 101}));
+    EXPECT_EQ(both.fromNative({419, 400}), (CanvasPoint{209.5, 100}))
+        << "off all screens: as the nearest one counts";
 }
 
 INSTANTIATE_TEST_SUITE_P(Scales, TwoScaleCanvas,

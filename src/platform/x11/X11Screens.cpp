@@ -145,13 +145,17 @@ std::vector<Screen> X11Screens::all() const
         entry.name = screen->name();
         entry.frame = space.fromQt(QRectF(screen->geometry()));
         entry.visibleFrame = space.fromQt(availableGeometry(*screen, stripes));
-        const QRect native = nativeArea(*screen);
-        entry.nativeFrame = {native.x(), native.y(), native.width(), native.height()};
+        QRect native = nativeArea(*screen);
         entry.scale = screen->devicePixelRatio();
         const xcb_atom_t atom =
             connection == nullptr ? xcb_atom_t{XCB_NONE} : existingAtom(connection, screen->name().toUtf8());
-        if (std::ranges::find(monitors, atom, &X11Monitor::id) != monitors.end())
+        const auto monitor = std::ranges::find(monitors, atom, &X11Monitor::id);
+        if (monitor != monitors.end()) {
             entry.displayID = atom;
+            // The toolkit's size is in whole points, and led back to pixels it may be off by one.
+            native = monitor->area;
+        }
+        entry.nativeFrame = {native.x(), native.y(), native.width(), native.height()};
         result.push_back(std::move(entry));
     }
     return result;

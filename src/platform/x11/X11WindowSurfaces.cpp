@@ -118,6 +118,21 @@ void X11WindowSurfaces::focusWindow(QWidget& widget)
         releaseKeyboard(*holder);
 }
 
+void X11WindowSurfaces::setNativeGeometry(QWidget& widget, const PixelRect& geometry)
+{
+    xcb_connection_t* connection = toolkitConnection();
+    if (connection == nullptr)
+        return;
+    const std::array<uint32_t, 4> values{static_cast<uint32_t>(geometry.x), static_cast<uint32_t>(geometry.y),
+                                         static_cast<uint32_t>(geometry.width),
+                                         static_cast<uint32_t>(geometry.height)};
+    xcb_configure_window(connection, windowOf(widget),
+                         XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y | XCB_CONFIG_WINDOW_WIDTH |
+                             XCB_CONFIG_WINDOW_HEIGHT,
+                         values.data());
+    xcb_flush(connection);
+}
+
 void X11WindowSurfaces::showOnEveryDesktop(QWidget& widget)
 {
     xcb_connection_t* connection = toolkitConnection();

@@ -27,6 +27,7 @@ public:
     bool grabKeyboard(QWidget& widget) override;
     void releaseKeyboard(QWidget& widget) override;
     void focusWindow(QWidget& widget) override;
+    void setNativeGeometry(QWidget& widget, const PixelRect& geometry) override;
     void showOnEveryDesktop(QWidget& widget) override;
     void lowerOwnWindowsBelow(QWidget& widget) override;
     void raiseOwnWindows() override;

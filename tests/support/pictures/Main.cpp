@@ -125,7 +125,9 @@ private:
         QPixmap picture = ground(size);
         const auto state = std::make_shared<DrawingState>();
         DrawingCanvasView canvas({0, 0, kCell * kColumns, kCell}, state, session_,
-                                 {{{0, 0, kCell * kColumns, kCell}, size * picture.devicePixelRatio()}});
+                                 {{{0, 0, kCell * kColumns, kCell},
+                                   {0, 0, picture.width(), picture.height()},
+                                   picture.devicePixelRatio()}});
         const std::array colors{StrokeColor::Red,   StrokeColor::Orange, StrokeColor::Yellow,
                                 StrokeColor::Green, StrokeColor::Blue,   StrokeColor::White,
                                 StrokeColor::Black};
@@ -144,7 +146,7 @@ private:
         }
         QPainter painter(&picture);
         painter.scale(1 / picture.devicePixelRatio(), 1 / picture.devicePixelRatio());
-        canvas.layer(0).paint(painter, QRect(QPoint(), canvas.layer(0).pixels()));
+        canvas.layer(0).paint(painter, canvas.layer(0).native());
         painter.end();
         return save(picture, QStringLiteral("strokes"));
     }

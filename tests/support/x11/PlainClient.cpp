@@ -137,6 +137,12 @@ void PlainClient::describe(const Options& options)
     setBytes(XCB_ATOM_WM_NAME, options.title);
     if (!options.windowClass.isEmpty())
         setBytes(XCB_ATOM_WM_CLASS, options.windowClass);
+    if (!options.windowType.isEmpty())
+        setNumbers(connection_->atom("_NET_WM_WINDOW_TYPE"), XCB_ATOM_ATOM,
+                   {connection_->atom(options.windowType.constData())});
+    if (options.isFullScreen)
+        setNumbers(connection_->atom("_NET_WM_STATE"), XCB_ATOM_ATOM,
+                   {connection_->atom("_NET_WM_STATE_FULLSCREEN")});
     if (options.processID > 0)
         setNumbers(connection_->atom("_NET_WM_PID"), XCB_ATOM_CARDINAL,
                    {static_cast<quint32>(options.processID)});

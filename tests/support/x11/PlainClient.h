@@ -20,6 +20,8 @@ public:
         QByteArray title = "client";
         qint32 processID = 0;   ///< Announced to the desktop; 0 announces none.
         QByteArray windowClass; ///< Instance and class, if any.
+        QByteArray windowType;  ///< Such as "_NET_WM_WINDOW_TYPE_DOCK"; empty for none.
+        bool isFullScreen = false;
         bool isTranslucent = false;
         bool bypassesManager = false;
         int border = 0;
