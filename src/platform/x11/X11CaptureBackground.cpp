@@ -11,14 +11,17 @@ std::optional<X11Background> announcedBackground(X11Connection& connection)
         readNumber(connection.get(), connection.root(), connection.atom("_XROOTPMAP_ID"));
     if (pixmap == XCB_NONE)
         return std::nullopt;
-    // The property outlives the program that set it, and the pixmap may not.
-    const auto geometry =
-        connection.await(xcb_get_geometry_reply, xcb_get_geometry(connection.get(), pixmap));
+    // The property outlives the program that set it, and the pixmap may not: its number may be a window's
+    // now.
+    const auto asked = xcb_get_geometry(connection.get(), pixmap);
+    const auto askedRoot = xcb_get_geometry(connection.get(), connection.root());
+    const auto askedWindow = xcb_get_window_attributes(connection.get(), pixmap);
+    const auto geometry = connection.await(xcb_get_geometry_reply, asked);
+    const auto root = connection.await(xcb_get_geometry_reply, askedRoot);
+    const auto window = connection.await(xcb_get_window_attributes_reply, askedWindow);
     const auto& screen = connection.screen();
-    if (!geometry || geometry->depth != screen.root_depth || geometry->root != screen.root)
+    if (!geometry || window || geometry->depth != screen.root_depth || geometry->root != screen.root)
         return std::nullopt;
-    const auto root =
-        connection.await(xcb_get_geometry_reply, xcb_get_geometry(connection.get(), connection.root()));
     const bool covers = root && geometry->width >= root->width && geometry->height >= root->height;
     return X11Background{pixmap, QPoint(), !covers, false};
 }

@@ -1,21 +1,29 @@
 #pragma once
 
 #include "platform/x11/X11Connection.h"
+#include "platform/x11/X11Monitors.h"
 #include "platform/x11/X11RenderFormats.h"
 
 #include <QString>
 #include <memory>
+#include <vector>
 
 namespace velmo {
 
-/// A connection that captures, with what its server offers. One thread.
+/// A connection that captures, with what its server offers. One thread at a time.
 struct X11CaptureServer {
     std::unique_ptr<X11Connection> connection;
     X11RenderFormats formats;
-    QString missing; ///< Why windows cannot be put together here; empty when they can.
+    QString missing;         ///< Why windows cannot be put together here; empty when they can.
+    bool isRootless = false; ///< The screen is another desktop's, and this server does not know its picture.
+    bool namesMonitors = true; ///< Speaks of monitors (RandR 1.5).
 
     /// Null when no display answers.
     [[nodiscard]] static std::unique_ptr<X11CaptureServer> open();
+
+    /// What can be captured: the monitors, cut down to the root, or the whole root under the id 0 where the
+    /// server does not speak of monitors. Empty when no monitor is connected or the server has gone.
+    [[nodiscard]] std::vector<X11Monitor> displays();
 };
 
 /// Announces the Composite version that can name window pixmaps, once per connection. False without it.

@@ -1,30 +1,54 @@
 #include "platform/x11/X11DisplayCapture.h"
 
-#include "platform/x11/X11CaptureServer.h"
-#include "platform/x11/X11Monitors.h"
-#include "platform/x11/X11ReadablePixmap.h"
-#include "platform/x11/X11SceneCompositor.h"
+#include "platform/x11/X11CaptureBackground.h"
+#include "platform/x11/X11CapturePool.h"
+#include "platform/x11/X11ChangeWatcher.h"
+#include "platform/x11/X11Scene.h"
+#include "platform/x11/X11WindowStack.h"
 
 #include <algorithm>
+#include <atomic>
+#include <mutex>
 #include <utility>
 #include <xcb/composite.h>
 
 namespace velmo {
 namespace {
 
-PlatformError noDisplay()
+PlatformError noServer()
 {
     return {PlatformError::Kind::Failed, QStringLiteral("No X display can be reached.")};
 }
 
+PlatformError noDisplay()
+{
+    return {PlatformError::Kind::Failed, QStringLiteral("The display is no longer connected.")};
+}
+
+PlatformError foreignScreen()
+{
+    return {
+        PlatformError::Kind::Unsupported,
+        QStringLiteral("This screen belongs to a Wayland desktop, which does not show it to X programs.")};
+}
+
 } // namespace
 
-/// What the main thread sets and the worker reads.
+/// A display as it looked, in the server.
+struct X11DisplayCapture::Frozen {
+    quint32 displayID = 0;
+    X11CapturePool::Lease server;
+    X11Scene scene; ///< Lives on the server's connection, so it goes first.
+};
+
+/// What the main thread and workers have in common.
 struct X11DisplayCapture::Shared {
-    std::mutex mutex;
+    X11CapturePool pool; ///< Outlives the frozen picture.
+    std::mutex mutex;    ///< For the next four.
     std::vector<DisplayScale> scales;
     std::optional<X11ResourceRange> ownResources;
     QStringList diagnostics;
+    std::unique_ptr<Frozen> frozen;
     std::atomic<bool> isRedirected = false;
     std::atomic<quint32> picture = 0;
 };
@@ -54,34 +78,69 @@ QStringList X11DisplayCapture::takeDiagnostics()
     return std::exchange(shared_->diagnostics, {});
 }
 
-void X11DisplayCapture::addDiagnostic(const QString& sentence)
+void X11DisplayCapture::addDiagnostics(const QStringList& sentences)
 {
+    if (sentences.isEmpty())
+        return;
     const std::lock_guard lock(shared_->mutex);
-    shared_->diagnostics << sentence;
+    shared_->diagnostics << sentences;
 }
 
 void X11DisplayCapture::prepare()
 {
     setScaleSource(std::move(scaleSource_));
+    forgetLostServer();
     if (shared_->isRedirected)
         return;
-    if (!holder_ || holder_->isBroken())
+    redirect();
+    if (!shared_->isRedirected)
+        return;
+    // So that freeze() need not open one while somebody waits for the panel.
+    shared_->pool.keepSpare();
+    followChanges();
+}
+
+void X11DisplayCapture::forgetLostServer()
+{
+    // Reading is what shows that the connection is lost.
+    if (holder_)
+        holder_->discardEvents();
+    if (!holder_ || !holder_->isBroken())
+        return;
+    shared_->isRedirected = false;
+    shared_->picture = XCB_NONE;
+    picturePixmap_ = XCB_NONE;
+    replaceFrozen(nullptr);
+    watcher_.reset();
+    holder_.reset();
+}
+
+void X11DisplayCapture::redirect()
+{
+    if (!holder_)
         holder_ = X11Connection::open();
     if (!holder_ || !enableComposite(*holder_))
         return;
-    xcb_composite_redirect_subwindows(holder_->get(), holder_->root(), XCB_COMPOSITE_REDIRECT_AUTOMATIC);
+    const XcbPointer<xcb_generic_error_t> refusal(xcb_request_check(
+        holder_->get(), xcb_composite_redirect_subwindows_checked(holder_->get(), holder_->root(),
+                                                                  XCB_COMPOSITE_REDIRECT_AUTOMATIC)));
+    if (refusal || holder_->isBroken())
+        return;
     // A compositing manager paints the desktop itself. Where it announces no picture of it, the screen as it
     // is now, without any window of ours, is the only one there is.
     if (holder_->compositingManager() != XCB_NONE && !announcedBackground(*holder_))
         picturePixmap_ = copyOfScreen(*holder_).pixmap;
-    shared_->picture = picturePixmap_;
     holder_->sync();
-    holder_->discardEvents();
+    if (holder_->discardEvents() > 0)
+        picturePixmap_ = XCB_NONE;
+    shared_->picture = picturePixmap_;
     shared_->isRedirected = !holder_->isBroken();
 }
 
 void X11DisplayCapture::release()
 {
+    watcher_.reset();
+    replaceFrozen(nullptr);
     if (!shared_->isRedirected.exchange(false))
         return;
     shared_->picture = XCB_NONE;
@@ -92,17 +151,69 @@ void X11DisplayCapture::release()
     holder_->discardEvents();
 }
 
-void X11DisplayCapture::freeze(std::optional<quint32>) {}
-
-void X11DisplayCapture::setChangeHandler(std::function<void()>) {}
-
-X11CaptureServer* X11DisplayCapture::server()
+void X11DisplayCapture::freeze(std::optional<quint32> id)
 {
-    if (!server_ || server_->connection->isBroken())
-        server_ = X11CaptureServer::open();
-    if (server_)
-        server_->connection->discardEvents();
-    return server_.get();
+    replaceFrozen(nullptr);
+    if (!shared_->isRedirected)
+        return;
+    auto frozen = std::make_unique<Frozen>();
+    frozen->server = shared_->pool.take();
+    if (!frozen->server || frozen->server->isRootless || !frozen->server->missing.isEmpty())
+        return;
+    const auto displays = frozen->server->displays();
+    if (displays.empty())
+        return;
+    const auto wanted = std::ranges::find(displays, id.value_or(displays.front().id), &X11Monitor::id);
+    const auto& display = wanted == displays.end() ? displays.front() : *wanted;
+    frozen->displayID = display.id;
+    frozen->scene = compose(*frozen->server, display.area);
+    if (frozen->scene.pixels)
+        replaceFrozen(std::move(frozen));
+}
+
+void X11DisplayCapture::replaceFrozen(std::unique_ptr<Frozen> frozen)
+{
+    // What was there is destroyed after the lock is gone: that talks to the server.
+    const std::lock_guard lock(shared_->mutex);
+    std::swap(shared_->frozen, frozen);
+}
+
+QImage X11DisplayCapture::takeFrozen(quint32 id)
+{
+    std::unique_ptr<Frozen> frozen;
+    {
+        const std::lock_guard lock(shared_->mutex);
+        if (shared_->frozen && shared_->frozen->displayID == id)
+            frozen = std::move(shared_->frozen);
+    }
+    if (!frozen)
+        return {};
+    QImage image = frozen->scene.pixels->read();
+    if (!image.isNull())
+        addDiagnostics(frozen->scene.notes);
+    return image;
+}
+
+void X11DisplayCapture::setChangeHandler(std::function<void()> handler)
+{
+    changeHandler_ = std::move(handler);
+    followChanges();
+}
+
+void X11DisplayCapture::followChanges()
+{
+    watcher_.reset();
+    if (!changeHandler_ || !shared_->isRedirected)
+        return;
+    std::optional<X11ResourceRange> ownResources;
+    {
+        const std::lock_guard lock(shared_->mutex);
+        ownResources = shared_->ownResources;
+    }
+    watcher_ = X11ChangeWatcher::open(ownResources, changeHandler_);
+    if (!watcher_)
+        addDiagnostics({QStringLiteral("Changes of the screen go unnoticed: the X server lacks the Damage "
+                                       "extension.")});
 }
 
 double X11DisplayCapture::scaleOf(quint32 displayID)
@@ -114,92 +225,74 @@ double X11DisplayCapture::scaleOf(quint32 displayID)
 
 Result<ShareableContent, PlatformError> X11DisplayCapture::shareableContent()
 {
-    auto* capture = server();
-    if (capture == nullptr)
-        return Failure{noDisplay()};
-    auto& connection = *capture->connection;
+    const auto server = shared_->pool.take();
+    if (!server)
+        return Failure{noServer()};
     ShareableContent content;
-    for (const auto& monitor : readMonitors(connection.get(), connection.root())) {
-        const double scale = scaleOf(monitor.id);
-        content.displays.push_back({monitor.id, static_cast<int>(monitor.area.width() / scale),
-                                    static_cast<int>(monitor.area.height() / scale)});
+    for (const auto& display : server->displays()) {
+        const double scale = scaleOf(display.id);
+        content.displays.push_back({display.id, static_cast<int>(display.area.width() / scale),
+                                    static_cast<int>(display.area.height() / scale)});
     }
-    content.windowCount = countViewableWindows(connection);
-    if (connection.isBroken())
-        return Failure{noDisplay()};
-    if (content.displays.empty())
-        return Failure{PlatformError{PlatformError::Kind::Unsupported,
-                                     QStringLiteral("The X server names no monitors (RandR 1.5).")}};
+    content.windowCount = countViewableWindows(*server->connection);
+    if (server->connection->isBroken())
+        return Failure{noServer()};
+    if (!server->namesMonitors)
+        addDiagnostics(
+            {QStringLiteral("The whole screen counts as one display: the X server lacks RandR 1.5.")});
     return content;
 }
 
-Result<QImage, PlatformError> X11DisplayCapture::captureDisplay(quint32 id, CaptureMoment)
+X11Scene X11DisplayCapture::compose(X11CaptureServer& server, const QRect& area)
 {
-    auto* capture = server();
-    if (capture == nullptr)
-        return Failure{noDisplay()};
-    auto& connection = *capture->connection;
-    const auto monitors = readMonitors(connection.get(), connection.root());
-    const auto monitor = std::ranges::find(monitors, id, &X11Monitor::id);
-    if (monitor == monitors.end())
-        return Failure{PlatformError{PlatformError::Kind::Failed,
-                                     QStringLiteral("The display is no longer connected.")}};
+    X11Scene scene;
+    scene.obstacle = server.missing;
+    if (scene.obstacle.isEmpty() && shared_->isRedirected) {
+        std::optional<X11ResourceRange> ownResources;
+        {
+            const std::lock_guard lock(shared_->mutex);
+            ownResources = shared_->ownResources;
+        }
+        scene = composeScene(server, area, {ownResources, shared_->picture});
+    }
+    // Also asked afterwards: windows that were released meanwhile have no pixels of their own.
+    if (scene.obstacle.isEmpty() && !shared_->isRedirected)
+        scene = {nullptr, QStringLiteral("the capture was not prepared"), {}};
+    return scene;
+}
 
-    QImage image;
-    QString obstacle = capture->missing;
-    if (obstacle.isEmpty() && !shared_->isRedirected)
-        obstacle = QStringLiteral("the capture was not prepared");
-    if (obstacle.isEmpty()) {
-        image = captureWithoutOwnWindows(*capture, monitor->area);
-        if (image.isNull())
-            obstacle = QStringLiteral("the windows could not be put together");
+Result<QImage, PlatformError> X11DisplayCapture::captureDisplay(quint32 id, CaptureMoment moment)
+{
+    if (moment == CaptureMoment::Frozen) {
+        if (QImage image = takeFrozen(id); !image.isNull())
+            return image;
     }
-    if (image.isNull()) {
-        addDiagnostic(QStringLiteral("The picture is the plain screen with this program's own windows: ") +
-                      obstacle + QStringLiteral("."));
-        image = readRootImage(connection, monitor->area);
+    const auto server = shared_->pool.take();
+    if (!server)
+        return Failure{noServer()};
+    if (server->isRootless)
+        return Failure{foreignScreen()};
+    auto& connection = *server->connection;
+    const auto displays = server->displays();
+    const auto display = std::ranges::find(displays, id, &X11Monitor::id);
+    if (display == displays.end())
+        return Failure{connection.isBroken() ? noServer() : noDisplay()};
+
+    auto scene = compose(*server, display->area);
+    QImage image = scene.pixels ? scene.pixels->read() : QImage();
+    if (image.isNull() && !connection.isBroken()) {
+        if (scene.obstacle.isEmpty())
+            scene.obstacle = QStringLiteral("the X server did not hand out the picture");
+        scene.notes = {QStringLiteral("The picture is the plain screen with this program's own windows: ") +
+                       scene.obstacle + QStringLiteral(".")};
+        image = readRootImage(connection, display->area);
     }
+    if (connection.isBroken())
+        return Failure{noServer()};
     if (image.isNull())
         return Failure{PlatformError{PlatformError::Kind::Failed,
                                      QStringLiteral("The X server refused to show the screen.")}};
-    return image;
-}
-
-QImage X11DisplayCapture::captureWithoutOwnWindows(X11CaptureServer& server, const QRect& area)
-{
-    using Blending = X11SceneCompositor::Blending;
-    auto& connection = *server.connection;
-    std::optional<X11ResourceRange> ownResources;
-    {
-        const std::lock_guard lock(shared_->mutex);
-        ownResources = shared_->ownResources;
-    }
-    X11ReadablePixmap target(connection, area.size());
-    {
-        const X11ServerGrab grab(connection.get());
-        auto stack = readWindowStack(connection, area, ownResources);
-        const auto blending =
-            connection.compositingManager() == XCB_NONE ? Blending::Opaque : Blending::Translucent;
-        X11SceneCompositor scene(connection, server.formats, target.id(), area);
-        const QRegion uncovered = scene.cull(stack, blending);
-        // Finding the background is the dear part, and under a full-screen window there is none to be seen.
-        if (!uncovered.isEmpty()) {
-            X11Background background{shared_->picture, QPoint(), false, false};
-            if (const auto announced = announcedBackground(connection))
-                background = *announced;
-            else if (blending == Blending::Opaque)
-                background = paintedBackground(connection, uncovered.boundingRect());
-            scene.drawBackground(background, uncovered);
-            if (background.owned)
-                xcb_free_pixmap(connection.get(), background.pixmap);
-        }
-        scene.drawWindows(stack, blending);
-    }
-    QImage image = target.read();
-    // Requests that draw are not answered; what went wrong with them has arrived together with the pixels.
-    if (const int errors = connection.discardEvents(); errors > 0)
-        addDiagnostic(QStringLiteral("Parts of the picture may be missing: the X server refused ") +
-                      QString::number(errors) + QStringLiteral(" drawing requests."));
+    addDiagnostics(scene.notes);
     return image;
 }
 

@@ -3,16 +3,16 @@
 #include "platform/DisplayCapture.h"
 
 #include <QStringList>
-#include <atomic>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <vector>
 
 namespace velmo {
 
+class X11ChangeWatcher;
 class X11Connection;
 struct X11CaptureServer;
+struct X11Scene;
 
 /// How many native pixels a point of a display has. Only the toolkit knows it.
 struct DisplayScale {
@@ -24,7 +24,10 @@ struct DisplayScale {
 ///
 /// That works because from prepare() to release() every window draws into a pixmap of its own, also where one
 /// of ours covers it. Without the extensions for it the picture is the screen itself, ours included, and
-/// takeDiagnostics() says so. prepare() and the worker use a connection each.
+/// takeDiagnostics() says so. Where the screen belongs to a Wayland desktop, every capture fails as
+/// unsupported: the server's own picture of it is black.
+///
+/// A frozen picture stays in the server until it is asked for, so freeze() costs the main thread no copying.
 class X11DisplayCapture final : public DisplayCapture {
 public:
     /// Called on the main thread.
@@ -36,7 +39,7 @@ public:
     /// Asked now and at every prepare(). Main thread. Displays without a scale have 1.
     void setScaleSource(ScaleSource source);
 
-    /// The resource range of the connection that our windows are created on. Any thread.
+    /// The resource range of the connection that our windows are created on. Main thread, before prepare().
     void setOwnConnectionBase(quint32 base, quint32 mask);
 
     /// Sentences about what could not be done as it should, since the last call. Any thread.
@@ -50,17 +53,25 @@ public:
     [[nodiscard]] Result<QImage, PlatformError> captureDisplay(quint32 id, CaptureMoment moment) override;
 
 private:
+    struct Frozen;
     struct Shared;
 
-    void addDiagnostic(const QString& sentence);
-    [[nodiscard]] X11CaptureServer* server();
-    [[nodiscard]] QImage captureWithoutOwnWindows(X11CaptureServer& server, const QRect& area);
+    void addDiagnostics(const QStringList& sentences);
+    void redirect();
+    void forgetLostServer();
+    void followChanges();
+    void replaceFrozen(std::unique_ptr<Frozen> frozen);
+    [[nodiscard]] QImage takeFrozen(quint32 id);
+    [[nodiscard]] X11Scene compose(X11CaptureServer& server, const QRect& area);
     [[nodiscard]] double scaleOf(quint32 displayID);
 
+    // The main thread's.
     ScaleSource scaleSource_;
-    std::unique_ptr<X11Connection> holder_;    ///< Keeps windows redirected. Main thread.
-    quint32 picturePixmap_ = 0;                ///< The screen before our windows, on holder_. Main thread.
-    std::unique_ptr<X11CaptureServer> server_; ///< The worker's.
+    std::function<void()> changeHandler_;
+    std::unique_ptr<X11Connection> holder_; ///< Keeps windows redirected.
+    quint32 picturePixmap_ = 0;             ///< The screen before our windows, on holder_.
+    std::unique_ptr<X11ChangeWatcher> watcher_;
+
     std::unique_ptr<Shared> shared_;
 };
 

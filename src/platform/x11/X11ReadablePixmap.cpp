@@ -54,25 +54,44 @@ XcbPointer<xcb_get_image_reply_t> getImage(const X11Connection& connection, xcb_
 
 } // namespace
 
+std::unique_ptr<X11ReadablePixmap> X11ReadablePixmap::create(X11Connection& connection, QSize size)
+{
+    std::unique_ptr<X11ReadablePixmap> pixmap(new X11ReadablePixmap(connection, size));
+    return pixmap->createPixmap() ? std::move(pixmap) : nullptr;
+}
+
 X11ReadablePixmap::X11ReadablePixmap(X11Connection& connection, QSize size)
     : connection_(connection)
     , size_(size)
     , pixmap_(xcb_generate_id(connection.get()))
     , bytes_(static_cast<std::size_t>(size.width()) * static_cast<std::size_t>(size.height()) * 4)
+{}
+
+bool X11ReadablePixmap::createPixmap()
 {
+    xcb_connection_t* xcb = connection_.get();
+    const auto width = static_cast<uint16_t>(size_.width());
+    const auto height = static_cast<uint16_t>(size_.height());
+    // Drawing into a pixmap that was refused leaves its memory black, so the answers are awaited.
     if (shareMemory() && pixmapIsShared_) {
-        xcb_shm_create_pixmap(connection_.get(), pixmap_, connection_.root(),
-                              static_cast<uint16_t>(size.width()), static_cast<uint16_t>(size.height()), 32,
-                              segment_, 0);
-    } else {
-        xcb_create_pixmap(connection_.get(), 32, pixmap_, connection_.root(),
-                          static_cast<uint16_t>(size.width()), static_cast<uint16_t>(size.height()));
+        const XcbPointer<xcb_generic_error_t> refusal(
+            xcb_request_check(xcb, xcb_shm_create_pixmap_checked(xcb, pixmap_, connection_.root(), width,
+                                                                 height, 32, segment_, 0)));
+        if (!refusal)
+            return !connection_.isBroken();
+        pixmapIsShared_ = false;
     }
+    const XcbPointer<xcb_generic_error_t> refusal(xcb_request_check(
+        xcb, xcb_create_pixmap_checked(xcb, 32, pixmap_, connection_.root(), width, height)));
+    if (refusal)
+        pixmap_ = XCB_NONE;
+    return !refusal && !connection_.isBroken();
 }
 
 X11ReadablePixmap::~X11ReadablePixmap()
 {
-    xcb_free_pixmap(connection_.get(), pixmap_);
+    if (pixmap_ != XCB_NONE)
+        xcb_free_pixmap(connection_.get(), pixmap_);
     if (memory_ == nullptr)
         return;
     xcb_shm_detach(connection_.get(), segment_);

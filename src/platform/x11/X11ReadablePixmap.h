@@ -14,7 +14,8 @@ namespace velmo {
 /// server where both allow it, else over the connection.
 class X11ReadablePixmap {
 public:
-    X11ReadablePixmap(X11Connection& connection, QSize size);
+    /// Null when the server has no room for it.
+    [[nodiscard]] static std::unique_ptr<X11ReadablePixmap> create(X11Connection& connection, QSize size);
     ~X11ReadablePixmap();
     X11ReadablePixmap(const X11ReadablePixmap&) = delete;
     X11ReadablePixmap& operator=(const X11ReadablePixmap&) = delete;
@@ -25,7 +26,9 @@ public:
     [[nodiscard]] QImage read();
 
 private:
+    X11ReadablePixmap(X11Connection& connection, QSize size);
     [[nodiscard]] bool shareMemory();
+    [[nodiscard]] bool createPixmap();
     [[nodiscard]] QImage readOverConnection();
 
     X11Connection& connection_;

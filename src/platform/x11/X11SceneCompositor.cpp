@@ -1,7 +1,6 @@
 #include "platform/x11/X11SceneCompositor.h"
 
 #include <cmath>
-#include <xcb/composite.h>
 
 namespace velmo {
 namespace {
@@ -74,13 +73,6 @@ void X11SceneCompositor::drawBackground(const X11Background& background, const Q
     if (region.isEmpty())
         return;
     clipTo(region);
-    if (background.pixmap == XCB_NONE) {
-        const xcb_rectangle_t all{0, 0, static_cast<uint16_t>(area_.width()),
-                                  static_cast<uint16_t>(area_.height())};
-        xcb_render_fill_rectangles(connection_.get(), XCB_RENDER_PICT_OP_SRC, target_, {0, 0, 0, 0xffff}, 1,
-                                   &all);
-        return;
-    }
     const auto picture =
         createPicture(connection_, background.pixmap, formats_.ofVisual(connection_.screen().root_visual).id);
     if (background.repeats) {
@@ -104,9 +96,7 @@ void X11SceneCompositor::drawWindows(const std::vector<X11StackedWindow>& stack,
 void X11SceneCompositor::drawWindow(const X11StackedWindow& window, Blending blending)
 {
     xcb_connection_t* xcb = connection_.get();
-    const xcb_pixmap_t pixmap = xcb_generate_id(xcb);
-    xcb_composite_name_window_pixmap(xcb, window.window, pixmap);
-    const auto picture = createPicture(connection_, pixmap, formats_.ofVisual(window.visual).id);
+    const auto picture = createPicture(connection_, window.pixmap, formats_.ofVisual(window.visual).id);
     xcb_render_picture_t mask = XCB_NONE;
     if (blending == Blending::Translucent && window.opacity < 1) {
         mask = xcb_generate_id(xcb);
@@ -121,7 +111,6 @@ void X11SceneCompositor::drawWindow(const X11StackedWindow& window, Blending ble
     if (mask != XCB_NONE)
         xcb_render_free_picture(xcb, mask);
     xcb_render_free_picture(xcb, picture);
-    xcb_free_pixmap(xcb, pixmap);
 }
 
 } // namespace velmo

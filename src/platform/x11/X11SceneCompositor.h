@@ -29,6 +29,7 @@ public:
     [[nodiscard]] QRegion cull(std::vector<X11StackedWindow>& stack, Blending blending) const;
 
     void drawBackground(const X11Background& background, const QRegion& region);
+    /// Their contents have names.
     void drawWindows(const std::vector<X11StackedWindow>& stack, Blending blending);
 
 private:

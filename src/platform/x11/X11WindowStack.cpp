@@ -1,6 +1,7 @@
 #include "platform/x11/X11WindowStack.h"
 
 #include <limits>
+#include <utility>
 #include <xcb/composite.h>
 #include <xcb/shape.h>
 
@@ -117,6 +118,29 @@ std::vector<X11StackedWindow> readWindowStack(X11Connection& connection, const Q
     const auto own = findOwnWindows(connection, visible, ownResources);
     std::erase_if(stack, [&](const X11StackedWindow& window) { return own.contains(window.window); });
     return stack;
+}
+
+void nameWindowPixmaps(X11Connection& connection, std::vector<X11StackedWindow>& stack)
+{
+    std::vector<xcb_void_cookie_t> cookies;
+    cookies.reserve(stack.size());
+    for (auto& window : stack) {
+        window.pixmap = xcb_generate_id(connection.get());
+        cookies.push_back(
+            xcb_composite_name_window_pixmap_checked(connection.get(), window.window, window.pixmap));
+    }
+    for (std::size_t i = 0; i < stack.size(); ++i) {
+        if (const XcbPointer<xcb_generic_error_t> refusal{xcb_request_check(connection.get(), cookies[i])})
+            stack[i].pixmap = XCB_NONE;
+    }
+}
+
+void freeWindowPixmaps(X11Connection& connection, std::vector<X11StackedWindow>& stack)
+{
+    for (auto& window : stack) {
+        if (window.pixmap != XCB_NONE)
+            xcb_free_pixmap(connection.get(), std::exchange(window.pixmap, XCB_NONE));
+    }
 }
 
 int countViewableWindows(X11Connection& connection)

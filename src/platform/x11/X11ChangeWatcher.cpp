@@ -1,0 +1,228 @@
+#include "platform/x11/X11ChangeWatcher.h"
+
+#include <QSocketNotifier>
+#include <QTimer>
+#include <algorithm>
+#include <utility>
+#include <xcb/shape.h>
+
+namespace velmo {
+namespace {
+
+constexpr int kCallInterval = 100; // ms
+
+bool enableDamage(const X11Connection& connection)
+{
+    if (connection.extension(xcb_damage_id) == nullptr || connection.extension(xcb_shape_id) == nullptr)
+        return false;
+    return connection.await(xcb_damage_query_version_reply,
+                            xcb_damage_query_version(connection.get(), 1, 1)) != nullptr;
+}
+
+template <typename Event>
+const Event& as(const xcb_generic_event_t& event)
+{
+    return reinterpret_cast<const Event&>(event);
+}
+
+} // namespace
+
+std::unique_ptr<X11ChangeWatcher> X11ChangeWatcher::open(std::optional<X11ResourceRange> ownResources,
+                                                         std::function<void()> handler)
+{
+    auto connection = X11Connection::open();
+    if (!connection || !enableDamage(*connection))
+        return nullptr;
+    std::unique_ptr<X11ChangeWatcher> watcher(
+        new X11ChangeWatcher(std::move(connection), ownResources, std::move(handler)));
+    watcher->begin();
+    return watcher;
+}
+
+X11ChangeWatcher::X11ChangeWatcher(std::unique_ptr<X11Connection> connection,
+                                   std::optional<X11ResourceRange> ownResources,
+                                   std::function<void()> handler)
+    : connection_(std::move(connection))
+    , ownResources_(ownResources)
+    , handler_(std::move(handler))
+    , damageEvent_(connection_->extension(xcb_damage_id)->first_event + XCB_DAMAGE_NOTIFY)
+    , shapeEvent_(connection_->extension(xcb_shape_id)->first_event + XCB_SHAPE_NOTIFY)
+    , opacity_(connection_->atom("_NET_WM_WINDOW_OPACITY"))
+    , backgrounds_{connection_->atom("_XROOTPMAP_ID"), connection_->atom("ESETROOT_PMAP_ID"),
+                   connection_->atom("_XSETROOT_ID")}
+    , notifier_(new QSocketNotifier(connection_->fileDescriptor(), QSocketNotifier::Read))
+    , timer_(new QTimer)
+{
+    timer_->setSingleShot(true);
+    // A coarse timer may end early, and the next call would come too soon.
+    timer_->setTimerType(Qt::PreciseTimer);
+    QObject::connect(notifier_, &QSocketNotifier::activated, notifier_, [this] { readEvents(); });
+    QObject::connect(timer_, &QTimer::timeout, timer_, [this] { report(); });
+}
+
+X11ChangeWatcher::~X11ChangeWatcher()
+{
+    rest();
+    notifier_->disconnect();
+    timer_->disconnect();
+    notifier_->deleteLater();
+    timer_->deleteLater();
+}
+
+void X11ChangeWatcher::rest()
+{
+    notifier_->setEnabled(false);
+    timer_->stop();
+}
+
+void X11ChangeWatcher::begin()
+{
+    const uint32_t events = XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE;
+    xcb_change_window_attributes(connection_->get(), connection_->root(), XCB_CW_EVENT_MASK, &events);
+    const auto tree =
+        connection_->await(xcb_query_tree_reply, xcb_query_tree(connection_->get(), connection_->root()));
+    if (tree) {
+        const auto* first = xcb_query_tree_children(tree.get());
+        for (int i = 0; i < xcb_query_tree_children_length(tree.get()); ++i)
+            appear(first[i]);
+    }
+    connection_->sync();
+    readEvents();
+    // All of a window counts as changed when its watching begins.
+    timer_->stop();
+    changed_.clear();
+    hasOtherChange_ = false;
+    rearm();
+    xcb_flush(connection_->get());
+}
+
+void X11ChangeWatcher::readEvents()
+{
+    while (const auto event = connection_->nextEvent())
+        handle(*event);
+    if (connection_->isBroken()) {
+        // A lost connection stays readable for ever.
+        rest();
+        return;
+    }
+    if ((changed_.empty() && !hasOtherChange_) || timer_->isActive())
+        return;
+    const qint64 passed = sinceCall_.isValid() ? sinceCall_.elapsed() : kCallInterval;
+    timer_->start(static_cast<int>(std::max<qint64>(0, kCallInterval - passed)));
+}
+
+void X11ChangeWatcher::handle(const xcb_generic_event_t& event)
+{
+    const int type = event.response_type & 0x7f;
+    const auto touch = [this](xcb_window_t window) {
+        if (watched_.contains(window))
+            changed_.insert(window);
+    };
+    if (type == damageEvent_) {
+        const auto window = as<xcb_damage_notify_event_t>(event).drawable;
+        damaged_.insert(window);
+        touch(window);
+    } else if (type == shapeEvent_) {
+        touch(as<xcb_shape_notify_event_t>(event).affected_window);
+    } else if (type == XCB_MAP_NOTIFY) {
+        appear(as<xcb_map_notify_event_t>(event).window);
+    } else if (type == XCB_UNMAP_NOTIFY) {
+        disappear(as<xcb_unmap_notify_event_t>(event).window);
+    } else if (type == XCB_DESTROY_NOTIFY) {
+        disappear(as<xcb_destroy_notify_event_t>(event).window);
+        own_.erase(as<xcb_destroy_notify_event_t>(event).window);
+    } else if (type == XCB_REPARENT_NOTIFY) {
+        if (as<xcb_reparent_notify_event_t>(event).parent != connection_->root())
+            disappear(as<xcb_reparent_notify_event_t>(event).window);
+    } else if (type == XCB_CONFIGURE_NOTIFY) {
+        touch(as<xcb_configure_notify_event_t>(event).window);
+    } else if (type == XCB_CIRCULATE_NOTIFY) {
+        touch(as<xcb_circulate_notify_event_t>(event).window);
+    } else if (type == XCB_PROPERTY_NOTIFY) {
+        const auto& property = as<xcb_property_notify_event_t>(event);
+        if (property.window == connection_->root())
+            hasOtherChange_ = hasOtherChange_ || backgrounds_.contains(property.atom);
+        else if (property.atom == opacity_)
+            touch(property.window);
+    }
+}
+
+void X11ChangeWatcher::appear(xcb_window_t window)
+{
+    if (own_.contains(window) || watched_.contains(window) ||
+        (ownResources_ && ownResources_->contains(window)))
+        return;
+    const auto attributes = connection_->await(xcb_get_window_attributes_reply,
+                                               xcb_get_window_attributes(connection_->get(), window));
+    if (!attributes || attributes->_class != XCB_WINDOW_CLASS_INPUT_OUTPUT ||
+        attributes->map_state != XCB_MAP_STATE_VIEWABLE)
+        return;
+    watch(window);
+    changed_.insert(window);
+}
+
+void X11ChangeWatcher::watch(xcb_window_t window)
+{
+    xcb_connection_t* xcb = connection_->get();
+    const xcb_damage_damage_t damage = xcb_generate_id(xcb);
+    xcb_damage_create(xcb, damage, window, XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY);
+    xcb_shape_select_input(xcb, window, 1);
+    const uint32_t events = XCB_EVENT_MASK_PROPERTY_CHANGE;
+    xcb_change_window_attributes(xcb, window, XCB_CW_EVENT_MASK, &events);
+    watched_.emplace(window, damage);
+}
+
+void X11ChangeWatcher::disappear(xcb_window_t window)
+{
+    const auto found = watched_.find(window);
+    if (found == watched_.end())
+        return;
+    // The server forgets it by itself when the window is destroyed, and its complaint then is not read.
+    xcb_damage_destroy(connection_->get(), found->second);
+    watched_.erase(found);
+    damaged_.erase(window);
+    changed_.erase(window);
+    hasOtherChange_ = true;
+}
+
+void X11ChangeWatcher::rearm()
+{
+    for (const xcb_window_t window : damaged_) {
+        if (const auto found = watched_.find(window); found != watched_.end())
+            xcb_damage_subtract(connection_->get(), found->second, XCB_NONE, XCB_NONE);
+    }
+    damaged_.clear();
+}
+
+void X11ChangeWatcher::forgetOwn()
+{
+    // Only now: a window manager maps a frame before it has finished what tells whose window is inside.
+    const std::vector<xcb_window_t> candidates(changed_.begin(), changed_.end());
+    for (const xcb_window_t window : findOwnWindows(*connection_, candidates, ownResources_)) {
+        const bool hadOtherChange = hasOtherChange_;
+        disappear(window);
+        hasOtherChange_ = hadOtherChange;
+        own_.insert(window);
+    }
+}
+
+void X11ChangeWatcher::report()
+{
+    // Armed before the handler looks at the screen: what happens later is announced again.
+    rearm();
+    forgetOwn();
+    connection_->sync();
+    const bool isWorthACall = !changed_.empty() || hasOtherChange_;
+    changed_.clear();
+    hasOtherChange_ = false;
+    if (isWorthACall)
+        sinceCall_.start();
+    // What arrived together with an answer does not wake the notifier any more.
+    readEvents();
+    if (!isWorthACall || connection_->isBroken())
+        return;
+    const auto handler = handler_;
+    handler();
+}
+
+} // namespace velmo
