@@ -22,6 +22,10 @@ struct X11Background {
 /// screen. The caller has grabbed the server and redirected the root's children.
 [[nodiscard]] X11Background paintedBackground(X11Connection& connection, const QRect& area);
 
+/// Whether the server paints this announced picture: a later background may have come without being
+/// announced. A strip across the area decides. Under the same conditions.
+[[nodiscard]] bool isPainted(X11Connection& connection, const X11Background& announced, const QRect& area);
+
 /// The whole screen as it is now, as a pixmap in the server.
 [[nodiscard]] X11Background copyOfScreen(X11Connection& connection);
 

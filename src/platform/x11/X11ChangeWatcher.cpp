@@ -3,7 +3,9 @@
 #include <QSocketNotifier>
 #include <QTimer>
 #include <algorithm>
+#include <span>
 #include <utility>
+#include <vector>
 #include <xcb/shape.h>
 
 namespace velmo {
@@ -82,9 +84,15 @@ void X11ChangeWatcher::begin()
     const auto tree =
         connection_->await(xcb_query_tree_reply, xcb_query_tree(connection_->get(), connection_->root()));
     if (tree) {
-        const auto* first = xcb_query_tree_children(tree.get());
-        for (int i = 0; i < xcb_query_tree_children_length(tree.get()); ++i)
-            appear(first[i]);
+        // Desktops have hundreds of windows that nobody sees, so all are asked about before any answer is
+        // awaited.
+        const std::span windows(xcb_query_tree_children(tree.get()),
+                                static_cast<std::size_t>(xcb_query_tree_children_length(tree.get())));
+        std::vector<xcb_get_window_attributes_cookie_t> asked;
+        for (const xcb_window_t window : windows)
+            asked.push_back(xcb_get_window_attributes(connection_->get(), window));
+        for (std::size_t i = 0; i < windows.size(); ++i)
+            appear(windows[i], asked[i]);
     }
     connection_->sync();
     readEvents();
@@ -93,7 +101,9 @@ void X11ChangeWatcher::begin()
     changed_.clear();
     hasOtherChange_ = false;
     rearm();
-    xcb_flush(connection_->get());
+    // What happens from here on is told of: a window that is not armed yet would stay silent for ever.
+    connection_->sync();
+    readEvents();
 }
 
 void X11ChangeWatcher::readEvents()
@@ -125,7 +135,8 @@ void X11ChangeWatcher::handle(const xcb_generic_event_t& event)
     } else if (type == shapeEvent_) {
         touch(as<xcb_shape_notify_event_t>(event).affected_window);
     } else if (type == XCB_MAP_NOTIFY) {
-        appear(as<xcb_map_notify_event_t>(event).window);
+        const auto window = as<xcb_map_notify_event_t>(event).window;
+        appear(window, xcb_get_window_attributes(connection_->get(), window));
     } else if (type == XCB_UNMAP_NOTIFY) {
         disappear(as<xcb_unmap_notify_event_t>(event).window);
     } else if (type == XCB_DESTROY_NOTIFY) {
@@ -147,13 +158,12 @@ void X11ChangeWatcher::handle(const xcb_generic_event_t& event)
     }
 }
 
-void X11ChangeWatcher::appear(xcb_window_t window)
+void X11ChangeWatcher::appear(xcb_window_t window, xcb_get_window_attributes_cookie_t asked)
 {
+    const auto attributes = connection_->await(xcb_get_window_attributes_reply, asked);
     if (own_.contains(window) || watched_.contains(window) ||
         (ownResources_ && ownResources_->contains(window)))
         return;
-    const auto attributes = connection_->await(xcb_get_window_attributes_reply,
-                                               xcb_get_window_attributes(connection_->get(), window));
     if (!attributes || attributes->_class != XCB_WINDOW_CLASS_INPUT_OUTPUT ||
         attributes->map_state != XCB_MAP_STATE_VIEWABLE)
         return;

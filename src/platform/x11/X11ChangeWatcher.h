@@ -36,7 +36,7 @@ private:
     void begin();
     void readEvents();
     void handle(const xcb_generic_event_t& event);
-    void appear(xcb_window_t window);
+    void appear(xcb_window_t window, xcb_get_window_attributes_cookie_t asked);
     void disappear(xcb_window_t window);
     void watch(xcb_window_t window);
     void rearm();

@@ -39,7 +39,8 @@ public:
     /// Asked now and at every prepare(). Main thread. Displays without a scale have 1.
     void setScaleSource(ScaleSource source);
 
-    /// The resource range of the connection that our windows are created on. Main thread, before prepare().
+    /// The resource range of the connection that our windows are created on. Any thread; a change handler
+    /// learns of it when it is set or with prepare().
     void setOwnConnectionBase(quint32 base, quint32 mask);
 
     /// Sentences about what could not be done as it should, since the last call. Any thread.

@@ -9,20 +9,19 @@ namespace {
 
 using Blending = X11SceneCompositor::Blending;
 
-/// What lies below all windows where none of them covers it.
-X11Background findBackground(X11Connection& connection, const QRect& bounds, Blending blending,
-                             const std::atomic<quint32>& picture, QStringList& notes)
+/// What lies below all windows where none of them covers it; none where only a compositing manager knows.
+std::optional<X11Background> findBackground(X11Connection& connection, const QRect& bounds, Blending blending,
+                                            const std::atomic<quint32>& picture)
 {
-    if (const auto announced = announcedBackground(connection))
-        return *announced;
-    if (blending == Blending::Opaque)
-        return paintedBackground(connection, bounds);
-    if (const quint32 pixmap = picture; pixmap != XCB_NONE)
-        return {pixmap, QPoint(), false, false};
-    notes << QStringLiteral(
-        "The desktop's background may look different in the picture: the compositing manager "
-        "paints it, and began after the capture was prepared.");
-    return paintedBackground(connection, bounds);
+    const auto announced = announcedBackground(connection);
+    if (blending == Blending::Opaque) {
+        return announced && isPainted(connection, *announced, bounds) ? *announced
+                                                                      : paintedBackground(connection, bounds);
+    }
+    if (announced)
+        return announced;
+    const quint32 pixmap = picture;
+    return pixmap == XCB_NONE ? std::nullopt : std::optional(X11Background{pixmap, QPoint(), false, false});
 }
 
 /// Leaves out windows that have no pixels to draw with, before they could cover others.
@@ -36,7 +35,8 @@ void dropUnreadable(std::vector<X11StackedWindow>& stack, const X11RenderFormats
                      QString::number(dropped) + QStringLiteral(" windows; the picture lacks them.");
 }
 
-void draw(X11CaptureServer& server, const X11SceneSources& sources, xcb_pixmap_t target, const QRect& area,
+/// False where the desktop's background cannot be known.
+bool draw(X11CaptureServer& server, const X11SceneSources& sources, xcb_pixmap_t target, const QRect& area,
           QStringList& notes)
 {
     auto& connection = *server.connection;
@@ -48,16 +48,18 @@ void draw(X11CaptureServer& server, const X11SceneSources& sources, xcb_pixmap_t
         connection.compositingManager() == XCB_NONE ? Blending::Opaque : Blending::Translucent;
     X11SceneCompositor scene(connection, server.formats, target, area);
     const QRegion uncovered = scene.cull(stack, blending);
+    std::optional<X11Background> background;
     // Finding the background is the dear part, and under a full-screen window there is none to be seen.
-    if (!uncovered.isEmpty()) {
-        const auto background =
-            findBackground(connection, uncovered.boundingRect(), blending, sources.picture, notes);
-        scene.drawBackground(background, uncovered);
-        if (background.owned)
-            xcb_free_pixmap(connection.get(), background.pixmap);
+    if (!uncovered.isEmpty())
+        background = findBackground(connection, uncovered.boundingRect(), blending, sources.picture);
+    if (background) {
+        scene.drawBackground(*background, uncovered);
+        if (background->owned)
+            xcb_free_pixmap(connection.get(), background->pixmap);
     }
     scene.drawWindows(stack, blending);
     freeWindowPixmaps(connection, stack);
+    return background || uncovered.isEmpty();
 }
 
 } // namespace
@@ -72,7 +74,10 @@ X11Scene composeScene(X11CaptureServer& server, const QRect& area, const X11Scen
         return scene;
     }
     connection.discardEvents();
-    draw(server, sources, scene.pixels->id(), area, scene.notes);
+    if (!draw(server, sources, scene.pixels->id(), area, scene.notes))
+        scene.obstacle =
+            QStringLiteral("the compositing manager paints the desktop's background, and began after "
+                           "the capture was prepared");
     // Requests that draw are not answered; what went wrong with them arrives before the next answer. Such a
     // picture has holes, or shows windows that were no longer redirected.
     connection.sync();
@@ -81,8 +86,9 @@ X11Scene composeScene(X11CaptureServer& server, const QRect& area, const X11Scen
                              ? QStringLiteral("the X server has gone")
                              : QStringLiteral("the X server refused ") + QString::number(errors) +
                                    QStringLiteral(" drawing requests");
-        scene.pixels.reset();
     }
+    if (!scene.obstacle.isEmpty())
+        scene.pixels.reset();
     return scene;
 }
 

@@ -62,11 +62,19 @@ bool ChildProcess::isRunning()
     return false;
 }
 
+void ChildProcess::halt()
+{
+    if (isRunning() && kill(pid_, SIGSTOP) == 0)
+        waitpid(pid_, nullptr, WUNTRACED);
+}
+
 void ChildProcess::stop()
 {
     if (!isRunning())
         return;
     kill(pid_, SIGTERM);
+    // A halted program would not learn of it.
+    kill(pid_, SIGCONT);
     if (awaitCondition([this] { return !isRunning(); }, std::chrono::seconds(3)))
         return;
     kill(pid_, SIGKILL);

@@ -22,6 +22,9 @@ public:
     [[nodiscard]] bool isRunning();
     [[nodiscard]] pid_t processID() const { return pid_; }
 
+    /// Lets it do nothing more until it is stopped, and returns when it rests.
+    void halt();
+
     /// Asks it to end, then insists, and returns when it is gone.
     void stop();
 

@@ -34,6 +34,9 @@ public:
     /// The value of DISPLAY; empty when the server did not start.
     [[nodiscard]] QByteArray name() const { return name_; }
 
+    /// The server goes as by an accident; its display's name stays.
+    void stopServer() { server_.stop(); }
+
     /// True when it manages windows. The window manager's own configuration is used unless a file is given.
     [[nodiscard]] bool startWindowManager(const QString& configuration = {});
     void stopWindowManager();
