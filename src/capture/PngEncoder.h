@@ -6,8 +6,8 @@
 
 namespace velmo {
 
-/// Encodes an image as PNG, fast rather than small: screens are flat and compress well at once. Transparency
-/// is kept where there is any. Nothing if the image is empty or memory runs out. Any thread but the main one.
+/// Encodes an image as PNG, fast rather than small: eight bits a channel, transparency where there is any.
+/// Nothing if the image is empty. Any thread but the main one.
 [[nodiscard]] std::optional<QByteArray> encodePng(const QImage& image);
 
 } // namespace velmo

@@ -1,10 +1,11 @@
 #include "capture/ScreenCaptureService.h"
 
 #include "capture/PngEncoder.h"
+#include "capture/StrokeLayer.h"
 #include "core/DebugLog.h"
 #include "core/async/WorkerPool.h"
 
-#include <QPainter>
+#include <algorithm>
 #include <cmath>
 
 namespace velmo {
@@ -75,41 +76,43 @@ Result<ScreenImage, PlatformError> captureScreen(DisplayCapture& displays, std::
     return ScreenImage{std::move(pixels.value()), pointSize};
 }
 
-/// From native pixels to the final size in one step: every resampling costs sharpness and time.
-QImage composite(const ScreenImage& screen, const QImage& overlay, QSize finalSize)
+/// The screen with the strokes on it.
+std::optional<ScreenImage> composite(ScreenImage screen, const QImage& overlay)
 {
-    QImage image = screen.pixels.size() == finalSize
-                       ? screen.pixels
-                       : screen.pixels.scaled(finalSize, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
-    image = image.convertToFormat(QImage::Format_RGB32);
-    image.setDevicePixelRatio(1);
-    if (!overlay.isNull()) {
-        QPainter painter(&image);
-        painter.setRenderHint(QPainter::SmoothPixmapTransform);
-        painter.drawImage(QRectF(QPointF(), finalSize), overlay, QRectF(overlay.rect()));
-    }
-    return image;
+    screen.pixels = std::move(screen.pixels).convertToFormat(QImage::Format_RGB32);
+    if (screen.pixels.isNull() || screen.pointSize.isEmpty())
+        return std::nullopt;
+    layOver(screen.pixels, overlay);
+    return screen;
 }
 
-CaptureResult capture(DisplayCapture& displays, std::mutex& mutex, std::optional<quint32> displayID,
-                      const QImage& overlay)
+/// From native pixels to the final size in one step: every resampling costs sharpness and time. Null if
+/// nothing is left of an edge.
+QImage resizeForVisionIfNeeded(const ScreenImage& image)
 {
-    const auto screen = [&] {
-        const std::scoped_lock lock(mutex);
-        return captureScreen(displays, displayID);
-    }();
+    const QSize size = ScreenCaptureService::sizeForVision(image.pointSize);
+    const QImage resized = image.pixels.size() == size
+                               ? image.pixels
+                               : image.pixels.scaled(size, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    if (size != image.pointSize)
+        log(QStringLiteral("Resized image for Anthropic/OpenAI vision from=") + text(image.pointSize) +
+            QStringLiteral(" to=") + text(size));
+    return resized;
+}
+
+CaptureResult capture(DisplayCapture& displays, std::optional<quint32> displayID, const QImage& overlay)
+{
+    auto screen = captureScreen(displays, displayID);
     if (!screen)
         return Failure{screen.error()};
-    const QSize pointSize = screen.value().pointSize;
-    const QSize finalSize = ScreenCaptureService::sizeForVision(pointSize);
-    const QImage image = composite(screen.value(), overlay, finalSize);
-    if (finalSize != pointSize)
-        log(QStringLiteral("Resized image for Anthropic/OpenAI vision from=") + text(pointSize) +
-            QStringLiteral(" to=") + text(finalSize));
-    const auto png = encodePng(image);
+    const auto image = composite(std::move(screen.value()), overlay);
+    if (!image)
+        return Failure{toPlatformError(ScreenCaptureError::ConversionFailed)};
+    const QImage resized = resizeForVisionIfNeeded(*image);
+    const auto png = encodePng(resized);
     if (!png)
         return Failure{toPlatformError(ScreenCaptureError::ConversionFailed)};
-    log(QStringLiteral("Capture finished finalSize=") + text(finalSize) + QStringLiteral(" pngBytes=") +
+    log(QStringLiteral("Capture finished finalSize=") + text(resized.size()) + QStringLiteral(" pngBytes=") +
         QString::number(png->size()));
     return *png;
 }
@@ -129,12 +132,12 @@ QSize ScreenCaptureService::sizeForVision(QSize size)
 async::Task<CaptureResult> ScreenCaptureService::captureWithAnnotations(std::optional<quint32> displayID,
                                                                         QImage drawingOverlay)
 {
-    const QSize overlaySize = drawingOverlay.deviceIndependentSize().toSize();
+    const QSizeF overlaySize = drawingOverlay.deviceIndependentSize();
     log(QStringLiteral("Starting capture targetDisplayID=") +
         (displayID ? QString::number(*displayID) : QStringLiteral("nil")) + QStringLiteral(" overlaySize=") +
-        text(overlaySize));
-    auto work = [this, displayID, overlay = std::move(drawingOverlay)] {
-        return capture(displays_, backendMutex_, displayID, overlay);
+        text(QSize(static_cast<int>(overlaySize.width()), static_cast<int>(overlaySize.height()))));
+    auto work = [&displays = displays_, displayID, overlay = std::move(drawingOverlay)] {
+        return capture(displays, displayID, overlay);
     };
     co_return co_await async::onWorker(std::move(work));
 }

@@ -3,9 +3,6 @@
 #include "core/SessionCollaborators.h"
 #include "platform/DisplayCapture.h"
 
-#include <memory>
-#include <mutex>
-
 namespace velmo {
 
 /// What can go wrong beside the platform's own errors.
@@ -15,7 +12,8 @@ enum class ScreenCaptureError {
 };
 
 /// Takes the picture that is sent: one display without this program's windows, the strokes laid over it, no
-/// edge longer than the models accept, as PNG. Called on the main thread; the work is done on a worker.
+/// edge longer than the models accept, as PNG. Called on the main thread; the work is done on a worker. Calls
+/// may overlap.
 class ScreenCaptureService final : public AnnotatedCapture {
 public:
     /// Longest edge of a sent image, in points.
@@ -36,7 +34,6 @@ public:
 
 private:
     DisplayCapture& displays_;
-    std::mutex backendMutex_; ///< A capture that was superseded may still be under way on another worker.
 };
 
 } // namespace velmo
