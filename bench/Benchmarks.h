@@ -5,5 +5,7 @@ namespace velmo::bench {
 
 void checkStreamLimits();
 void checkTapLimits();
+void checkCaptureLimits();
+void checkImageLimits();
 
 } // namespace velmo::bench

@@ -3,6 +3,7 @@
 #include "Limits.h"
 #include "core/Console.h"
 #include "core/DebugLog.h"
+#include "core/async/WorkerPool.h"
 #include "platform/linux/CurlHttpClient.h"
 #include "providers/LLMTransport.h"
 #include "support/x11/VirtualDisplay.h"
@@ -32,8 +33,11 @@ int main(int argc, char** argv)
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     LLMTransport::shutDown();
+    async::shutDownWorkers();
     bench::checkStreamLimits();
     bench::checkTapLimits();
+    bench::checkCaptureLimits();
+    bench::checkImageLimits();
     DebugLog::flush();
     return bench::Limits::shared().allKept() ? 0 : 1;
 }

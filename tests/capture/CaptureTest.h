@@ -1,9 +1,9 @@
 #pragma once
 
-#include "Pictures.h"
 #include "capture/ScreenCaptureService.h"
 #include "core/async/TaskScope.h"
 #include "fakes/FakeDisplayCapture.h"
+#include "support/capture/Pictures.h"
 #include "support/core/EventLoop.h"
 #include "support/core/LogLines.h"
 #include "support/core/Printing.h"

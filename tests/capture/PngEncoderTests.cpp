@@ -1,6 +1,6 @@
 #include "capture/PngEncoder.h"
 
-#include "Pictures.h"
+#include "support/capture/Pictures.h"
 #include "support/core/Printing.h"
 
 #include <QBuffer>

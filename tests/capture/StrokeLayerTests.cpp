@@ -1,6 +1,6 @@
 #include "capture/StrokeLayer.h"
 
-#include "Pictures.h"
+#include "support/capture/Pictures.h"
 
 #include <gtest/gtest.h>
 
