@@ -7,5 +7,6 @@ void checkStreamLimits();
 void checkTapLimits();
 void checkCaptureLimits();
 void checkImageLimits();
+void checkDrawLimits();
 
 } // namespace velmo::bench

@@ -8,7 +8,7 @@
 #include "providers/LLMTransport.h"
 #include "support/x11/VirtualDisplay.h"
 
-#include <QCoreApplication>
+#include <QApplication>
 #include <QTemporaryDir>
 #include <benchmark/benchmark.h>
 #include <cstdio>
@@ -28,7 +28,9 @@ int main(int argc, char** argv)
     const QTemporaryDir folder;
     DebugLog::setLogFile(folder.filePath(QStringLiteral("velmo.log")));
     Console::setStream(Console::Stream::StandardError);
-    const QCoreApplication application(argc, argv);
+    // Windows are measured by what they paint; what needs a display uses one by itself.
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    const QApplication application(argc, argv);
     LLMTransport::installClient([] { return std::make_unique<CurlHttpClient>(); });
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
@@ -38,6 +40,7 @@ int main(int argc, char** argv)
     bench::checkTapLimits();
     bench::checkCaptureLimits();
     bench::checkImageLimits();
+    bench::checkDrawLimits();
     DebugLog::flush();
     return bench::Limits::shared().allKept() ? 0 : 1;
 }
