@@ -92,6 +92,39 @@ TEST_F(AdditionalCaptureTest, CompletingItBringsThePanelBackAndCaptures)
     EXPECT_THAT(log.takeSession(), ElementsAre(u"Additional capture complete bytes=6"));
 }
 
+TEST_F(AdditionalCaptureTest, TheScreenIsFrozenBeforeThePanelComesBack)
+{
+    completeFirstTurn();
+    bool panelThen = true;
+    int closesThen = 99;
+    capture.onFreeze = [&] {
+        panelThen = panel().isVisible;
+        closesThen = overlay().closes;
+    };
+    beginAnotherCapture();
+    EXPECT_EQ(capture.frozen.size(), 2U);
+    EXPECT_FALSE(panelThen);
+    EXPECT_EQ(closesThen, 0);
+    EXPECT_TRUE(panel().isVisible);
+}
+
+TEST_F(AdditionalCaptureTest, TheWholeSessionCanBeEndedFromOutside)
+{
+    completeFirstTurn();
+    session->beginAdditionalCapture(true);
+    session->end();
+    EXPECT_EQ(state(), SessionState::Idle);
+    EXPECT_TRUE(messages().isEmpty());
+    settle();
+    EXPECT_TRUE(panel().isDestroyed);
+    EXPECT_TRUE(overlay().isDestroyed);
+    EXPECT_THAT(log.takeSession(),
+                testing::IsSupersetOf({QStringLiteral("Cancel additional capture"),
+                                       QStringLiteral("Session cancelled and state reset")}));
+    session->end();
+    EXPECT_TRUE(log.takeSession().isEmpty()) << "nothing to end, nothing to say";
+}
+
 TEST_F(AdditionalCaptureTest, GoesWithTheNextQuestionOnly)
 {
     completeFirstTurn();

@@ -26,6 +26,20 @@ TEST_F(SessionCaptureTest, AdvancingShowsThePanelAndKeepsTheOverlay)
     EXPECT_THAT(capture.requests, IsEmpty()) << "a task's body never runs inside the call that starts it";
 }
 
+TEST_F(SessionCaptureTest, TheScreenIsFrozenBeforeThePanelTakesTheKeyboard)
+{
+    std::size_t panelsThen = 99;
+    bool toolbarThen = false;
+    capture.onFreeze = [&] {
+        panelsThen = panels.size();
+        toolbarThen = !overlay().isToolbarHidden;
+    };
+    drawAndAdvance();
+    EXPECT_THAT(capture.frozen, testing::ElementsAre(std::optional<quint32>(7)));
+    EXPECT_EQ(panelsThen, 0U);
+    EXPECT_TRUE(toolbarThen) << "nothing has changed yet";
+}
+
 TEST_F(SessionCaptureTest, TheWholeRoadIsLoggedInOrder)
 {
     drawAndAdvance();

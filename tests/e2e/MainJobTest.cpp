@@ -1,6 +1,5 @@
 #include "e2e/ProgramDesk.h"
 
-#include <QElapsedTimer>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -33,24 +32,6 @@ protected:
         const QString url =
             part.value(QStringLiteral("image_url")).toObject().value(QStringLiteral("url")).toString();
         return QImage::fromData(QByteArray::fromBase64(url.section(u',', 1).toLatin1()));
-    }
-
-    /// The screen as people see it, once a compositor has drawn all of it and nothing changes any more.
-    [[nodiscard]] static QImage awaitScreen()
-    {
-        constexpr qint64 kStill = 300;
-        const auto grab = [] { return QApplication::primaryScreen()->grabWindow(0).toImage(); };
-        QImage screen = grab();
-        QElapsedTimer sinceChange;
-        sinceChange.start();
-        EXPECT_TRUE(awaitCondition([&] {
-            QImage next = grab();
-            if (next != screen || next.pixelColor(next.rect().bottomRight()) == Qt::black)
-                sinceChange.restart();
-            screen = std::move(next);
-            return sinceChange.elapsed() > kStill;
-        }));
-        return screen;
     }
 };
 

@@ -14,7 +14,9 @@
 #include "support/x11/VirtualDisplay.h"
 
 #include <QApplication>
+#include <QElapsedTimer>
 #include <QFile>
+#include <QScreen>
 #include <QTemporaryDir>
 #include <cmath>
 #include <gmock/gmock.h>
@@ -151,6 +153,24 @@ protected:
                 return true;
         }
         return false;
+    }
+
+    /// The screen as people see it, once a compositor has drawn all of it and nothing changes any more.
+    [[nodiscard]] static QImage awaitScreen()
+    {
+        constexpr qint64 kStill = 300;
+        const auto grab = [] { return QApplication::primaryScreen()->grabWindow(0).toImage(); };
+        QImage screen = grab();
+        QElapsedTimer sinceChange;
+        sinceChange.start();
+        EXPECT_TRUE(awaitCondition([&] {
+            QImage next = grab();
+            if (next != screen || next.pixelColor(next.rect().bottomRight()) == Qt::black)
+                sinceChange.restart();
+            screen = std::move(next);
+            return sinceChange.elapsed() > kStill;
+        }));
+        return screen;
     }
 
     /// Whether a stroke of the pen shows at each point, in pixels of the image.

@@ -20,7 +20,12 @@ public:
         async::OneShot<std::optional<Outcome>> result;
     };
 
-    void freezeScreen(std::optional<quint32> displayID) override { frozen.push_back(displayID); }
+    void freezeScreen(std::optional<quint32> displayID) override
+    {
+        frozen.push_back(displayID);
+        if (onFreeze)
+            onFreeze();
+    }
 
     async::Task<Outcome> captureWithAnnotations(std::optional<quint32> displayID,
                                                 QImage drawingOverlay) override
@@ -53,6 +58,7 @@ public:
 
     /// Every call of freezeScreen().
     std::vector<std::optional<quint32>> frozen;
+    std::function<void()> onFreeze;
     /// In the order in which the captures began.
     std::vector<std::shared_ptr<Request>> requests;
 };
