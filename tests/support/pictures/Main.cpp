@@ -16,6 +16,7 @@
 #include <QApplication>
 #include <QDir>
 #include <QPainter>
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <numbers>
@@ -38,7 +39,7 @@ public:
     {
         return drawToolbars(SubmitMode::SingleStroke, QStringLiteral("toolbar-single-stroke")) &&
                drawToolbars(SubmitMode::ManualSubmit, QStringLiteral("toolbar-manual-submit")) &&
-               drawHint() && drawPen() && drawStrokes();
+               drawHint() && drawPen() && drawStrokes() && drawPreview();
     }
 
 private:
@@ -151,10 +152,25 @@ private:
         return save(picture, QStringLiteral("strokes"));
     }
 
+    /// A wide picture in the preview's window, without the frame that a window manager adds.
+    [[nodiscard]] bool drawPreview()
+    {
+        QImage image(QSize(640, 200), QImage::Format_RGB32);
+        image.fill(kGround);
+        ImagePreviewWindowController preview(image, QStringLiteral("Screenshot"), screens_, windows_);
+        preview.showWindow();
+        const auto widgets = QApplication::topLevelWidgets();
+        const auto window = std::ranges::find_if(widgets, [](const QWidget* widget) {
+            return widget->windowTitle() == QStringLiteral("Screenshot");
+        });
+        return window != widgets.end() && save((*window)->grab(), QStringLiteral("preview"));
+    }
+
     QString folder_;
     std::shared_ptr<SettingsManager> settings_ = std::make_shared<SettingsManager>(
         std::make_shared<InMemoryDefaults>(), std::make_shared<FakeKeychain>());
     FakeScreens screens_;
+    FakeWindowSurfaces windows_;
     FakeFocus focus_;
     FakeCapture capture_;
     AnnotationSession session_{SessionCollaborators{{}, {}, capture_, focus_, screens_, {}, {}}};
