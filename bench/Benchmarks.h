@@ -8,5 +8,6 @@ void checkTapLimits();
 void checkCaptureLimits();
 void checkImageLimits();
 void checkDrawLimits();
+void checkOverlayLimits();
 
 } // namespace velmo::bench

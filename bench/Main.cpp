@@ -31,6 +31,7 @@ int main(int argc, char** argv)
     // Windows are measured by what they paint; what needs a display uses one by itself.
     qputenv("QT_QPA_PLATFORM", "offscreen");
     const QApplication application(argc, argv);
+    qunsetenv("QT_QPA_PLATFORM"); // The programs that are started show their windows.
     LLMTransport::installClient([] { return std::make_unique<CurlHttpClient>(); });
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
@@ -41,6 +42,7 @@ int main(int argc, char** argv)
     bench::checkCaptureLimits();
     bench::checkImageLimits();
     bench::checkDrawLimits();
+    bench::checkOverlayLimits();
     DebugLog::flush();
     return bench::Limits::shared().allKept() ? 0 : 1;
 }
