@@ -6,8 +6,10 @@
 
 namespace velmo {
 
-OverlayBackdrop::OverlayBackdrop(DisplayCapture& capture, std::vector<Target> targets)
+OverlayBackdrop::OverlayBackdrop(DisplayCapture& capture, const WindowSurfaces& windows,
+                                 std::vector<Target> targets)
     : capture_(capture)
+    , windows_(windows)
     , targets_(std::move(targets))
 {
     capture_.setChangeHandler([this] { follow(); });
@@ -28,7 +30,12 @@ void OverlayBackdrop::follow()
 async::Task<> OverlayBackdrop::refresh()
 {
     while (std::exchange(isOutdated_, false)) {
+        const bool isComposited = windows_.isComposited();
         for (const Target& target : targets_) {
+            if (isComposited) {
+                target.show(QPixmap());
+                continue;
+            }
             auto work = [&capture = capture_, id = target.displayID] {
                 return capture.captureDisplay(id, CaptureMoment::Now);
             };

@@ -2,6 +2,7 @@
 
 #include "core/async/TaskScope.h"
 #include "platform/DisplayCapture.h"
+#include "platform/WindowSurfaces.h"
 
 #include <QPixmap>
 #include <functional>
@@ -15,11 +16,12 @@ class OverlayBackdrop {
 public:
     struct Target {
         quint32 displayID = 0;
-        std::function<void(const QPixmap&)> show; ///< Called with native pixels.
+        std::function<void(const QPixmap&)> show; ///< Called with native pixels; null: nothing is needed.
     };
 
-    /// Follows until it is destroyed. The capture outlives it and every picture under way.
-    OverlayBackdrop(DisplayCapture& capture, std::vector<Target> targets);
+    /// Follows until it is destroyed. The window system outlives it, the capture also every picture under
+    /// way.
+    OverlayBackdrop(DisplayCapture& capture, const WindowSurfaces& windows, std::vector<Target> targets);
     ~OverlayBackdrop();
     OverlayBackdrop(const OverlayBackdrop&) = delete;
     OverlayBackdrop& operator=(const OverlayBackdrop&) = delete;
@@ -29,6 +31,7 @@ private:
     async::Task<> refresh();
 
     DisplayCapture& capture_;
+    const WindowSurfaces& windows_;
     std::vector<Target> targets_;
     bool isRefreshing_ = false;
     bool isOutdated_ = false; ///< Something changed while the last picture was being taken.

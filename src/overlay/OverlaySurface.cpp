@@ -18,6 +18,8 @@ OverlaySurface::OverlaySurface(const QRect& geometry, const DrawingCanvasView& c
 
 void OverlaySurface::setBackdrop(const QPixmap& backdrop)
 {
+    if (backdrop_.isNull() && backdrop.isNull())
+        return;
     backdrop_ = backdrop;
     backdrop_.setDevicePixelRatio(1);
     update();

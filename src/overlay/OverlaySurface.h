@@ -15,7 +15,8 @@ public:
     /// The canvas outlives the surface.
     OverlaySurface(const QRect& geometry, const DrawingCanvasView& canvas, std::size_t region);
 
-    /// What to show below the strokes where windows cannot be translucent, in native pixels of the screen.
+    /// What to show below the strokes where windows cannot be translucent, in native pixels of the screen;
+    /// null where they can.
     void setBackdrop(const QPixmap& backdrop);
     /// Repaints those native pixels of the screen.
     void refresh(const QRect& pixels);

@@ -14,9 +14,11 @@ namespace velmo {
 
 namespace {
 
-/// Another program may hold the keyboard for a moment, as the one that took the hotkey does.
+/// Another program may hold the keyboard for a moment, as the one that took the hotkey does, or for as long
+/// as a menu of its own is open.
 constexpr std::chrono::milliseconds kKeyboardRetryPause{20};
-constexpr int kKeyboardRetries = 100;
+constexpr std::chrono::milliseconds kLaterKeyboardRetryPause{200};
+constexpr int kHurriedKeyboardRetries = 100;
 /// Between the toolbar and the bottom edge of the main screen.
 constexpr double kToolbarElevation = 40;
 
@@ -43,7 +45,7 @@ OverlayWindowController::OverlayWindowController(AnnotationSession& session, boo
     setupCanvas();
     // With a compositor a translucent window shows what is below it; without one it is opaque.
     if (!desktop_.windows.isComposited())
-        setupBackdrop();
+        showDesktopAsItWas();
     if (showToolbar)
         setupToolbar();
     setupKeyHandler();
@@ -97,17 +99,23 @@ void OverlayWindowController::addSurface(const Screen& screen, std::size_t regio
     shown_.push_back(std::move(shown));
 }
 
-void OverlayWindowController::setupBackdrop()
+void OverlayWindowController::showDesktopAsItWas()
+{
+    for (const auto& shown : shown_) {
+        if (QScreen* toolkit = toolkitScreen(shown->screen.name))
+            shown->surface->setBackdrop(toolkit->grabWindow(0));
+    }
+}
+
+void OverlayWindowController::followDesktop()
 {
     std::vector<OverlayBackdrop::Target> targets;
     for (const auto& shown : shown_) {
         OverlaySurface* surface = shown->surface.get();
-        if (QScreen* toolkit = toolkitScreen(shown->screen.name))
-            surface->setBackdrop(toolkit->grabWindow(0));
         if (const auto id = shown->screen.displayID)
             targets.push_back({*id, [surface](const QPixmap& picture) { surface->setBackdrop(picture); }});
     }
-    backdrop_ = std::make_unique<OverlayBackdrop>(desktop_.capture, std::move(targets));
+    backdrop_ = std::make_unique<OverlayBackdrop>(desktop_.capture, desktop_.windows, std::move(targets));
 }
 
 void OverlayWindowController::setupToolbar()
@@ -146,6 +154,7 @@ void OverlayWindowController::showWindow()
     if (toolbarPanel_)
         toolbarPanel_->raise();
     takeKeyboard();
+    followDesktop();
 }
 
 void OverlayWindowController::close()
@@ -214,10 +223,12 @@ bool OverlayWindowController::tryTakingKeyboard()
     return visible == shown_.end() || desktop_.windows.grabKeyboard(*(*visible)->surface);
 }
 
+/// For as long as the overlay takes the mouse, since without the keyboard there is no Escape.
 async::Task<> OverlayWindowController::keepTakingKeyboard()
 {
-    for (int attempt = 0; attempt < kKeyboardRetries; ++attempt) {
-        co_await async::sleepFor(kKeyboardRetryPause);
+    for (int attempt = 0;; ++attempt) {
+        co_await async::sleepFor(attempt < kHurriedKeyboardRetries ? kKeyboardRetryPause
+                                                                   : kLaterKeyboardRetryPause);
         if (session_.state().value() != SessionState::Drawing || tryTakingKeyboard())
             co_return;
     }

@@ -44,7 +44,8 @@ private:
 
     void setupCanvas();
     void addSurface(const Screen& screen, std::size_t region);
-    void setupBackdrop();
+    void showDesktopAsItWas();
+    void followDesktop();
     void setupToolbar();
     void setupKeyHandler();
     void dropSurface(const QString& screenName);

@@ -303,25 +303,40 @@ TEST_F(Overlay, EndsFromOutsideInEveryState)
 
 TEST_F(Overlay, FollowsTheDesktopBelowOnlyWithoutACompositor)
 {
-    session->begin(true);
-    EXPECT_FALSE(quietCapture.onChange);
-    session->cancel();
+    const auto at = [] { return surface().grab().toImage().pixelColor(50, 50); };
     windows.composited = false;
     session->begin(true);
     ASSERT_TRUE(quietCapture.onChange);
     quietCapture.onChange();
-    EXPECT_TRUE(
-        turnUntil([this] { return surface().grab().toImage().pixelColor(50, 50) == QColor(Qt::green); }));
+    EXPECT_TRUE(turnUntil([&] { return at() == QColor(Qt::green); }));
     // Changes that come in while a picture is taken make one more, not one each.
     quietCapture.color = Qt::blue;
     quietCapture.onChange();
     quietCapture.onChange();
-    EXPECT_TRUE(
-        turnUntil([this] { return surface().grab().toImage().pixelColor(50, 50) == QColor(Qt::blue); }));
+    EXPECT_TRUE(turnUntil([&] { return at() == QColor(Qt::blue); }));
     EXPECT_LE(quietCapture.captures, 3);
+
+    // A compositor that starts shows the desktop itself, and one that ends leaves it to us again.
+    windows.composited = true;
+    quietCapture.onChange();
+    EXPECT_TRUE(turnUntil([&] { return at() != QColor(Qt::blue); }));
+    const int before = quietCapture.captures;
+    quietCapture.onChange();
+    settle();
+    EXPECT_EQ(quietCapture.captures, before);
+    windows.composited = false;
+    quietCapture.onChange();
+    EXPECT_TRUE(turnUntil([&] { return at() == QColor(Qt::blue); }));
     session->cancel();
     EXPECT_FALSE(quietCapture.onChange);
     settle();
+}
+
+TEST_F(Overlay, AsksForTheKeyboardForAsLongAsItTakesTheMouse)
+{
+    windows.refusals = 110;
+    session->begin(true);
+    EXPECT_TRUE(turnUntil([this] { return windows.keyboardHolder == &surface(); }));
 }
 
 } // namespace
