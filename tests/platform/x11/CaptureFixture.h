@@ -4,6 +4,7 @@
 #include "platform/x11/X11Platform.h"
 #include "platform/x11/X11ReadablePixmap.h"
 #include "support/x11/Await.h"
+#include "support/x11/Painting.h"
 #include "support/x11/VirtualDisplay.h"
 
 #include <future>
@@ -11,7 +12,7 @@
 
 namespace velmo::test {
 
-/// The screen once it no longer changes: window managers and compositors paint when they come to it.
+/// The screen once it no longer changes: programs paint when they come to it.
 inline QImage settled(const std::function<QImage()>& look)
 {
     QImage last = look();
@@ -40,6 +41,7 @@ protected:
     [[nodiscard]] QImage screenNow() const { return readRootImage(*eye_, QRect(0, 0, 1920, 1080)); }
     [[nodiscard]] QImage settledScreen() const
     {
+        EXPECT_TRUE(awaitPainting(*eye_));
         return settled([this] { return screenNow(); });
     }
 

@@ -111,7 +111,7 @@ void PlainClient::paint(const Options& options, uint8_t depth)
     const xcb_rectangle_t all{0, 0, width, height};
     xcb_poly_fill_rectangle(xcb, pattern, context, 1, &all);
     // No two places look alike, so that a shifted or a stale picture shows.
-    for (int i = 0; i * 16 < height; ++i) {
+    for (int i = 0; i * 16 < height && !options.isPlain; ++i) {
         const uint32_t color = options.color ^ static_cast<uint32_t>(i * 0x000305);
         xcb_change_gc(xcb, context, XCB_GC_FOREGROUND, &color);
         const xcb_rectangle_t bar{static_cast<int16_t>((i * 29) % (width / 2 + 1)),

@@ -24,6 +24,7 @@ public:
         bool isFullScreen = false;
         bool isTranslucent = false;
         bool bypassesManager = false;
+        bool isPlain = false; ///< Of one colour, without the pattern.
         int border = 0;
         double opacity = 1;
         QList<QRect> shape; ///< Of the window; empty for its whole rectangle.
