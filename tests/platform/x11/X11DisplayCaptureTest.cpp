@@ -7,6 +7,7 @@
 #include "support/x11/SplitMonitors.h"
 
 #include <atomic>
+#include <ostream>
 #include <thread>
 
 namespace velmo::test {
@@ -36,6 +37,11 @@ struct Announcement {
     const char* name;
     /// Makes the pixmap and returns its number.
     quint32 (*announce)(X11Connection& connection);
+
+    friend void PrintTo(const Announcement& announcement, std::ostream* stream)
+    {
+        *stream << announcement.name;
+    }
 };
 
 quint32 filledPixmap(X11Connection& connection, QSize size, quint8 depth)
