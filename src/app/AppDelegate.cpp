@@ -129,8 +129,11 @@ void AppDelegate::followQuickDrawHint(bool active)
 {
     if (!active) {
         hideHint();
+        releaseUnusedCapture();
         session_.restoreChatAfterHint();
     } else if (session_.state().value() == SessionState::Idle) {
+        // The stroke that may follow is to find the desktop as it was before the hint covered any of it.
+        desktop_.displayCapture->prepare();
         hintCapsuleController_->show();
     } else if (session_.state().value() == SessionState::Querying) {
         session_.hideChatForHint();
@@ -141,6 +144,13 @@ void AppDelegate::hideHint()
 {
     if (hintCapsuleController_)
         hintCapsuleController_->hide();
+}
+
+/// What was prepared for a hint stays so for the session that begins under it.
+void AppDelegate::releaseUnusedCapture()
+{
+    if (session_.state().value() == SessionState::Idle)
+        desktop_.displayCapture->release();
 }
 
 void AppDelegate::followScreens()
@@ -217,6 +227,7 @@ void AppDelegate::stopHotkeyMonitor()
 {
     // Nobody else would take back a hint that this monitor has shown.
     hideHint();
+    releaseUnusedCapture();
     if (const auto monitor = std::exchange(hotkeyMonitor_, nullptr))
         monitor->stop();
 }

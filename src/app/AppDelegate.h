@@ -49,6 +49,7 @@ private:
     void reportMonitorStart(const EventTap::StartReport& report);
     void followQuickDrawHint(bool active);
     void hideHint();
+    void releaseUnusedCapture();
     void followScreens();
 
     std::shared_ptr<SettingsManager> settings_;

@@ -70,6 +70,15 @@ protected:
         input_.click(1);
     }
 
+    /// The application shows nothing but that colour.
+    void paintClient(uint32_t color)
+    {
+        xcb_connection_t* xcb = client_->connection().get();
+        xcb_change_window_attributes(xcb, client_->window(), XCB_CW_BACK_PIXEL, &color);
+        xcb_clear_area(xcb, 0, client_->window(), 0, 0, 0, 0);
+        client_->connection().sync();
+    }
+
     std::unique_ptr<PlainClient> client_;
 };
 
@@ -169,12 +178,27 @@ TEST_P(OverlayOnDesk, FollowsWhatTheDesktopDoesBelow)
     begin(false);
     drag({150, 130}, {250, 130});
     static_cast<void>(settledScreen());
-    const uint32_t yellow = 0xffff00;
-    xcb_change_window_attributes(client_->connection().get(), client_->window(), XCB_CW_BACK_PIXEL, &yellow);
-    xcb_clear_area(client_->connection().get(), 0, client_->window(), 0, 0, 0, 0);
-    client_->connection().sync();
+    paintClient(0xffff00);
     EXPECT_TRUE(awaitCondition([this] { return (screenNow().pixel(300, 250) & 0xffffff) == 0xffff00; }));
     EXPECT_EQ(screenNow().pixel(200, 130) & 0xffffff, 0xff0000U) << "the stroke is above it";
+}
+
+TEST_P(OverlayOnDesk, StaysTransparentWhenACompositorComesOrGoes)
+{
+    const QRgb below = settledScreen().pixel(300, 250);
+    begin(false);
+    drag({150, 130}, {250, 130});
+    if (GetParam().hasCompositor)
+        display().stopCompositor();
+    else
+        ASSERT_TRUE(display().startCompositor());
+    const auto shows = [this](QRgb pixel) {
+        const QImage now = screenNow();
+        return now.pixel(300, 250) == pixel && (now.pixel(200, 130) & 0xffffff) == 0xff0000;
+    };
+    EXPECT_TRUE(awaitCondition([&] { return shows(below); })) << "the application and the stroke above it";
+    paintClient(0x00ffff);
+    EXPECT_TRUE(awaitCondition([&] { return shows(0xff00ffff); })) << "and what it does from now on";
 }
 
 TEST_P(OverlayOnDesk, NothingOfItIsLeftAtItsEnd)

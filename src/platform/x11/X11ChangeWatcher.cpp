@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 #include <xcb/shape.h>
+#include <xcb/xfixes.h>
 
 namespace velmo {
 namespace {
@@ -81,6 +82,7 @@ void X11ChangeWatcher::begin()
 {
     const uint32_t events = XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE;
     xcb_change_window_attributes(connection_->get(), connection_->root(), XCB_CW_EVENT_MASK, &events);
+    watchCompositor();
     const auto tree =
         connection_->await(xcb_query_tree_reply, xcb_query_tree(connection_->get(), connection_->root()));
     if (tree) {
@@ -104,6 +106,20 @@ void X11ChangeWatcher::begin()
     // What happens from here on is told of: a window that is not armed yet would stay silent for ever.
     connection_->sync();
     readEvents();
+}
+
+void X11ChangeWatcher::watchCompositor()
+{
+    const auto* extension = connection_->extension(xcb_xfixes_id);
+    if (extension == nullptr || !connection_->await(xcb_xfixes_query_version_reply,
+                                                    xcb_xfixes_query_version(connection_->get(), 1, 0)))
+        return;
+    selectionEvent_ = extension->first_event + XCB_XFIXES_SELECTION_NOTIFY;
+    xcb_xfixes_select_selection_input(connection_->get(), connection_->root(),
+                                      connection_->compositorSelection(),
+                                      XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER |
+                                          XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_WINDOW_DESTROY |
+                                          XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_CLIENT_CLOSE);
 }
 
 void X11ChangeWatcher::readEvents()
@@ -134,6 +150,8 @@ void X11ChangeWatcher::handle(const xcb_generic_event_t& event)
         touch(window);
     } else if (type == shapeEvent_) {
         touch(as<xcb_shape_notify_event_t>(event).affected_window);
+    } else if (type == selectionEvent_) {
+        hasOtherChange_ = true;
     } else if (type == XCB_MAP_NOTIFY) {
         const auto window = as<xcb_map_notify_event_t>(event).window;
         appear(window, xcb_get_window_attributes(connection_->get(), window));

@@ -17,8 +17,8 @@ class QTimer;
 namespace velmo {
 
 /// Tells that the screen shows something else now, by what the server says about the windows of other
-/// programs and about the desktop's background. Main thread; it has a connection of its own, and rests for
-/// good when that is lost.
+/// programs, about the desktop's background, and about a compositor that comes or goes. Main thread; it has a
+/// connection of its own, and rests for good when that is lost.
 class X11ChangeWatcher {
 public:
     /// The handler is called at most ten times a second, never from here, and always after the last change.
@@ -34,6 +34,7 @@ private:
                      std::function<void()> handler);
 
     void begin();
+    void watchCompositor();
     void readEvents();
     void handle(const xcb_generic_event_t& event);
     void appear(xcb_window_t window, xcb_get_window_attributes_cookie_t asked);
@@ -49,6 +50,7 @@ private:
     std::function<void()> handler_;
     quint8 damageEvent_ = 0;
     quint8 shapeEvent_ = 0;
+    int selectionEvent_ = -1; ///< Of the selection that a compositor owns; -1 where the server cannot tell.
     xcb_atom_t opacity_ = XCB_NONE;
     std::unordered_set<xcb_atom_t> backgrounds_; ///< Properties of the root that name its picture.
 

@@ -56,11 +56,16 @@ xcb_atom_t X11Connection::atom(const char* name)
     return atom;
 }
 
-xcb_window_t X11Connection::compositingManager()
+xcb_atom_t X11Connection::compositorSelection()
 {
     const QByteArray selection = "_NET_WM_CM_S" + QByteArray::number(screenNumber_);
-    const auto reply = await(xcb_get_selection_owner_reply,
-                             xcb_get_selection_owner(connection_, atom(selection.constData())));
+    return atom(selection.constData());
+}
+
+xcb_window_t X11Connection::compositingManager()
+{
+    const auto reply =
+        await(xcb_get_selection_owner_reply, xcb_get_selection_owner(connection_, compositorSelection()));
     return reply ? reply->owner : xcb_window_t{XCB_NONE};
 }
 

@@ -34,6 +34,9 @@ public:
     /// Interned once per connection.
     [[nodiscard]] xcb_atom_t atom(const char* name);
 
+    /// The selection that whoever manages compositing on this screen owns.
+    [[nodiscard]] xcb_atom_t compositorSelection();
+
     /// The window that manages compositing on this screen; 0 when nobody does.
     [[nodiscard]] xcb_window_t compositingManager();
 

@@ -44,6 +44,14 @@ protected:
     QElapsedTimer sinceFirst_;
 };
 
+TEST_F(X11DisplayCaptureChangesTest, TellsOfACompositorThatComesAndGoes)
+{
+    backend().prepare();
+    follow();
+    expectCallAfter([] { ASSERT_TRUE(display().startCompositor()); });
+    expectCallAfter([] { display().stopCompositor(); });
+}
+
 TEST_F(X11DisplayCaptureChangesTest, TellsOfEverythingThatLooksDifferent)
 {
     PlainClient window(client({100, 80, 500, 400}, 0x204060));
