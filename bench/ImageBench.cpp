@@ -59,7 +59,7 @@ QByteArray encodedAsWebP(const QImage& image)
     uint8_t* bytes = nullptr;
     const size_t size = WebPEncodeRGB(pixels.constBits(), pixels.width(), pixels.height(),
                                       static_cast<int>(pixels.bytesPerLine()), kQuality, &bytes);
-    const QByteArray result(reinterpret_cast<const char*>(bytes), static_cast<qsizetype>(size));
+    QByteArray result(reinterpret_cast<const char*>(bytes), static_cast<qsizetype>(size));
     WebPFree(bytes);
     return result;
 }

@@ -91,9 +91,9 @@ std::optional<ScreenImage> composite(ScreenImage screen, const QImage& overlay)
 QImage resizeForVisionIfNeeded(const ScreenImage& image)
 {
     const QSize size = ScreenCaptureService::sizeForVision(image.pointSize);
-    const QImage resized = image.pixels.size() == size
-                               ? image.pixels
-                               : image.pixels.scaled(size, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    QImage resized = image.pixels.size() == size
+                         ? image.pixels
+                         : image.pixels.scaled(size, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
     if (size != image.pointSize)
         log(QStringLiteral("Resized image for Anthropic/OpenAI vision from=") + text(image.pointSize) +
             QStringLiteral(" to=") + text(size));

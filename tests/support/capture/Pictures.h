@@ -35,7 +35,7 @@ inline QImage photograph(QSize size, QImage::Format format = QImage::Format_RGB3
     constexpr int kChannels = 4;
     const int cells = 2 << kLayers;
     std::mt19937 random(11);
-    std::vector<float> heights(size_t(kChannels * (cells + 2) * (cells + 2)));
+    std::vector<float> heights(size_t(kChannels) * size_t(cells + 2) * size_t(cells + 2));
     for (float& height : heights)
         height = float(random() % 1024) / 1024 - 0.5F;
     const auto heightAt = [&](int channel, float x, float y) {
