@@ -33,9 +33,10 @@ inline QImage photograph(QSize size, QImage::Format format = QImage::Format_RGB3
 {
     constexpr int kLayers = 6;
     constexpr int kChannels = 4;
-    const int cells = 2 << kLayers;
+    constexpr int kCells = 2 << kLayers;
+    constexpr size_t kCorners = kCells + 2;
     std::mt19937 random(11);
-    std::vector<float> heights(size_t(kChannels) * size_t(cells + 2) * size_t(cells + 2));
+    std::vector<float> heights(kChannels * kCorners * kCorners);
     for (float& height : heights)
         height = float(random() % 1024) / 1024 - 0.5F;
     const auto heightAt = [&](int channel, float x, float y) {
@@ -44,8 +45,9 @@ inline QImage photograph(QSize size, QImage::Format format = QImage::Format_RGB3
         const auto smooth = [](float part) { return part * part * (3 - 2 * part); };
         const float right = smooth(x - float(column));
         const float below = smooth(y - float(row));
-        const float* corner = &heights[size_t((channel * (cells + 2) + row) * (cells + 2) + column)];
-        const float* next = corner + cells + 2;
+        const float* corner =
+            &heights[(size_t(channel) * kCorners + size_t(row)) * kCorners + size_t(column)];
+        const float* next = corner + kCorners;
         return (corner[0] * (1 - right) + corner[1] * right) * (1 - below) +
                (next[0] * (1 - right) + next[1] * right) * below;
     };
