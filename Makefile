@@ -28,6 +28,7 @@ test: deps
 	@ctest --preset dev --parallel $(JOBS)
 
 bench: deps
+	@scripts/install-packages scripts/packages-bench.txt
 	@cmake --preset bench
 	@cmake --build --preset bench --parallel $(JOBS) --target velmo_bench
 	@build/bench/bench/velmo_bench

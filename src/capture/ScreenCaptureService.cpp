@@ -1,7 +1,7 @@
 #include "capture/ScreenCaptureService.h"
 
 #include "capture/PngEncoder.h"
-#include "capture/StrokeLayer.h"
+#include "capture/StrokeComposition.h"
 #include "core/DebugLog.h"
 #include "core/async/WorkerPool.h"
 

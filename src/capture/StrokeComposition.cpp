@@ -1,4 +1,4 @@
-#include "capture/StrokeLayer.h"
+#include "capture/StrokeComposition.h"
 
 #include <QPainter>
 #include <algorithm>

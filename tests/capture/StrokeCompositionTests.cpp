@@ -1,4 +1,4 @@
-#include "capture/StrokeLayer.h"
+#include "capture/StrokeComposition.h"
 
 #include "support/capture/Pictures.h"
 
@@ -35,13 +35,13 @@ QImage laidOver(QImage picture, const QImage& layer)
     return picture;
 }
 
-TEST(StrokeLayer, NothingPaintedIsAnEmptyArea)
+TEST(StrokeComposition, NothingPaintedIsAnEmptyArea)
 {
     EXPECT_TRUE(paintedArea(transparent({40, 30})).isEmpty());
     EXPECT_TRUE(paintedArea(QImage()).isEmpty());
 }
 
-TEST(StrokeLayer, OnePaintedPixelIsTheWholeAreaWhereverItIs)
+TEST(StrokeComposition, OnePaintedPixelIsTheWholeAreaWhereverItIs)
 {
     for (const QPoint at : {QPoint(0, 0), QPoint(39, 0), QPoint(0, 29), QPoint(39, 29), QPoint(17, 11)}) {
         QImage layer = transparent({40, 30});
@@ -50,7 +50,7 @@ TEST(StrokeLayer, OnePaintedPixelIsTheWholeAreaWhereverItIs)
     }
 }
 
-TEST(StrokeLayer, ThePaintedAreaReachesFromTheFirstToTheLastInBothDirections)
+TEST(StrokeComposition, ThePaintedAreaReachesFromTheFirstToTheLastInBothDirections)
 {
     QImage layer = transparent({40, 30});
     for (const QPoint at : {QPoint(20, 5), QPoint(8, 12), QPoint(31, 13), QPoint(19, 27)})
@@ -60,7 +60,7 @@ TEST(StrokeLayer, ThePaintedAreaReachesFromTheFirstToTheLastInBothDirections)
     EXPECT_EQ(paintedArea(layer), QRect(0, 0, 40, 30));
 }
 
-TEST(StrokeLayer, StrokesOfTheSameSizeLieExactlyWhereTheyWereDrawn)
+TEST(StrokeComposition, StrokesOfTheSameSizeLieExactlyWhereTheyWereDrawn)
 {
     const QImage picture = photograph({400, 300});
     const QImage layer = strokes({400, 300});
@@ -69,7 +69,7 @@ TEST(StrokeLayer, StrokesOfTheSameSizeLieExactlyWhereTheyWereDrawn)
     EXPECT_NE(result, picture);
 }
 
-TEST(StrokeLayer, AnotherSizeIsStretchedOverTheWholePicture)
+TEST(StrokeComposition, AnotherSizeIsStretchedOverTheWholePicture)
 {
     const QImage picture = photograph({400, 300});
     for (const QSize size :
@@ -80,7 +80,7 @@ TEST(StrokeLayer, AnotherSizeIsStretchedOverTheWholePicture)
     }
 }
 
-TEST(StrokeLayer, AStretchedPixelKeepsItsPlace)
+TEST(StrokeComposition, AStretchedPixelKeepsItsPlace)
 {
     QImage picture(400, 300, QImage::Format_RGB32);
     picture.fill(Qt::white);
@@ -94,7 +94,7 @@ TEST(StrokeLayer, AStretchedPixelKeepsItsPlace)
     }
 }
 
-TEST(StrokeLayer, AnOpaqueLayerIsAllThatIsSeen)
+TEST(StrokeComposition, AnOpaqueLayerIsAllThatIsSeen)
 {
     QImage layer(100, 80, QImage::Format_ARGB32_Premultiplied);
     layer.fill(QColor(1, 2, 3));
@@ -105,7 +105,7 @@ TEST(StrokeLayer, AnOpaqueLayerIsAllThatIsSeen)
     EXPECT_EQ(laidOver(photograph({100, 80}), layer.convertToFormat(QImage::Format_RGB888)), expected);
 }
 
-TEST(StrokeLayer, ATransparentOrEmptyLayerChangesNothing)
+TEST(StrokeComposition, ATransparentOrEmptyLayerChangesNothing)
 {
     const QImage picture = photograph({100, 80});
     EXPECT_EQ(laidOver(picture, transparent({100, 80})), picture);
@@ -114,7 +114,7 @@ TEST(StrokeLayer, ATransparentOrEmptyLayerChangesNothing)
     EXPECT_TRUE(laidOver(QImage(), strokes({100, 80})).isNull());
 }
 
-TEST(StrokeLayer, HalfTransparentColorsAreMixed)
+TEST(StrokeComposition, HalfTransparentColorsAreMixed)
 {
     QImage picture(10, 10, QImage::Format_RGB32);
     picture.fill(Qt::white);
@@ -125,7 +125,7 @@ TEST(StrokeLayer, HalfTransparentColorsAreMixed)
     EXPECT_LE(largestDifference(laidOver(picture, layer), expected), 1);
 }
 
-TEST(StrokeLayer, ALayerForAFinerScreenCoversTheSameArea)
+TEST(StrokeComposition, ALayerForAFinerScreenCoversTheSameArea)
 {
     const QImage picture = photograph({400, 300});
     QImage layer = strokes({800, 600});
