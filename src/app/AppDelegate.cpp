@@ -14,6 +14,8 @@ namespace velmo {
 namespace {
 
 constexpr std::chrono::milliseconds kPermissionInterval{1000};
+/// The panel's is 0.15 s.
+constexpr std::chrono::milliseconds kLongestFade{200};
 
 void logPlatform(const QString& message)
 {
@@ -74,6 +76,11 @@ void AppDelegate::applicationDidFinishLaunching(JsonFileDefaults& defaults)
     session_.setSettings(settings_);
     desktop_.screens->setChangeHandler([this] { followScreens(); });
     followScreens();
+    captureRelease_.setSingleShot(true);
+    captureRelease_.callOnTimeout([this] {
+        if (session_.state().value() == SessionState::Idle)
+            desktop_.displayCapture->release();
+    });
     permissionMonitor_.setTimerType(Qt::PreciseTimer);
     permissionMonitor_.callOnTimeout([this] { handlePermissionState(); });
     permissionMonitor_.start(kPermissionInterval);
@@ -129,10 +136,11 @@ void AppDelegate::followQuickDrawHint(bool active)
 {
     if (!active) {
         hideHint();
-        releaseUnusedCapture();
+        releaseCaptureSoon();
         session_.restoreChatAfterHint();
     } else if (session_.state().value() == SessionState::Idle) {
         // The stroke that may follow is to find the desktop as it was before the hint covered any of it.
+        captureRelease_.stop();
         desktop_.displayCapture->prepare();
         hintCapsuleController_->show();
     } else if (session_.state().value() == SessionState::Querying) {
@@ -146,11 +154,11 @@ void AppDelegate::hideHint()
         hintCapsuleController_->hide();
 }
 
-/// What was prepared for a hint stays so for the session that begins under it.
-void AppDelegate::releaseUnusedCapture()
+/// Not before the last of our windows has faded: a session that begins meanwhile goes on with what was
+/// prepared when none of them was there. The same holds for a session that begins under the hint.
+void AppDelegate::releaseCaptureSoon()
 {
-    if (session_.state().value() == SessionState::Idle)
-        desktop_.displayCapture->release();
+    captureRelease_.start(kLongestFade);
 }
 
 void AppDelegate::followScreens()
@@ -227,7 +235,7 @@ void AppDelegate::stopHotkeyMonitor()
 {
     // Nobody else would take back a hint that this monitor has shown.
     hideHint();
-    releaseUnusedCapture();
+    releaseCaptureSoon();
     if (const auto monitor = std::exchange(hotkeyMonitor_, nullptr))
         monitor->stop();
 }
@@ -248,10 +256,12 @@ void AppDelegate::reportMonitorStart(const EventTap::StartReport& report)
 void AppDelegate::followSessionState(SessionState next)
 {
     const SessionState current = session_.state().value();
-    if (current == SessionState::Idle && next == SessionState::Drawing)
+    if (current == SessionState::Idle && next == SessionState::Drawing) {
+        captureRelease_.stop();
         desktop_.displayCapture->prepare();
-    else if (next == SessionState::Idle)
-        desktop_.displayCapture->release();
+    } else if (next == SessionState::Idle) {
+        releaseCaptureSoon();
+    }
     for (const QString& diagnostic : desktop_.takeDiagnostics())
         logPlatform(diagnostic);
 }

@@ -49,7 +49,7 @@ private:
     void reportMonitorStart(const EventTap::StartReport& report);
     void followQuickDrawHint(bool active);
     void hideHint();
-    void releaseUnusedCapture();
+    void releaseCaptureSoon();
     void followScreens();
 
     std::shared_ptr<SettingsManager> settings_;
@@ -62,6 +62,7 @@ private:
     bool printsPassedKeys_ = true;
     bool monitorIsReady_ = false;
     QTimer permissionMonitor_;
+    QTimer captureRelease_;
     QStringList reportedMissing_;
 };
 

@@ -30,7 +30,7 @@ ExitCode runVelmoApp(int argc, char** argv, StartMode mode)
     QGuiApplication::setHighDpiScaleFactorRoundingPolicy(Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
     QApplication application(argc, argv);
     QApplication::setApplicationName(applicationIdentifier());
-    QApplication::setApplicationDisplayName(QString::fromLatin1(kApplicationName));
+    // No display name: the toolkit would add it to the title of every window.
     QApplication::setApplicationVersion(QStringLiteral(VELMO_VERSION));
     QApplication::setDesktopFileName(applicationIdentifier());
     QApplication::setQuitOnLastWindowClosed(false);

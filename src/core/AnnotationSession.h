@@ -84,6 +84,7 @@ private:
     void retire(std::shared_ptr<void> window);
     async::Task<> dropRetired();
     void showPanelAgain();
+    void leaveOverlayForPanel();
     void scheduleStroke(ScreenPoint point);
     async::Task<> beginScheduledStroke(QUuid revision);
     void beginPendingStroke();

@@ -39,22 +39,28 @@ void AnnotationSession::completeAdditionalCapture()
     }
     const QImage strokes = renderStrokes();
     collaborators_.capture.freezeScreen(activeDisplayID());
-    closeOverlay();
     isAdditionalCapture_ = false;
     state_.set(SessionState::Querying);
-    showPanelAgain();
+    leaveOverlayForPanel();
     startCapture(CaptureKind::Additional, strokes);
 }
 
 void AnnotationSession::cancelAdditionalCapture()
 {
     logSession(QStringLiteral("Cancel additional capture"));
-    closeOverlay();
     pendingStrokeStart_.reset();
     isAdditionalCapture_ = false;
     activeScreen_.reset();
     state_.set(SessionState::Querying);
+    leaveOverlayForPanel();
+}
+
+/// The panel has the keyboard before the overlay lets it go: in between, keys would reach the application
+/// below.
+void AnnotationSession::leaveOverlayForPanel()
+{
     showPanelAgain();
+    closeOverlay();
 }
 
 void AnnotationSession::startCapture(CaptureKind kind, const QImage& strokes)

@@ -34,10 +34,11 @@ struct ScreenRect {
     [[nodiscard]] double maxX() const { return x + width; }
     [[nodiscard]] double maxY() const { return y + height; }
 
-    /// Left and bottom edges belong to the rectangle, right and top edges do not.
+    /// Left and top edges belong to the rectangle, right and bottom edges do not: a pixel's point is its
+    /// upper left corner, so the upper edge is where the first row of pixels is.
     [[nodiscard]] bool contains(ScreenPoint point) const
     {
-        return point.x >= x && point.x < maxX() && point.y >= y && point.y < maxY();
+        return point.x >= x && point.x < maxX() && point.y > y && point.y <= maxY();
     }
 
     /// The smallest rectangle around both. Unlike QRect::united, an empty rectangle counts with its origin:

@@ -8,9 +8,6 @@ namespace velmo {
 /// labels. Nothing else spells it out.
 inline constexpr const char* kApplicationIdentifier = "app.velmo.Velmo";
 
-/// The name that people see.
-inline constexpr const char* kApplicationName = "Velmo";
-
 [[nodiscard]] inline QString applicationIdentifier()
 {
     return QString::fromLatin1(kApplicationIdentifier);

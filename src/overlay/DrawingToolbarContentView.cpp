@@ -77,13 +77,15 @@ void DrawingToolbarContentView::setupLayout()
 {
     const auto settings = session_.settings();
     const bool hasDone = settings && settings->submitMode.value() == SubmitMode::ManualSubmit;
+    setupToolStack();
+    setupColorStack();
     auto* row = new QHBoxLayout(this);
     row->setContentsMargins(kInsets);
     row->setSpacing(hasDone ? kNarrowGap : kGap);
-    row->addWidget(makeToolStack());
+    row->addWidget(toolStack_);
     row->addWidget(new Divider);
     // Takes whatever room is left between the dividers and stands in its middle.
-    row->addWidget(makeColorStack(), 1, Qt::AlignCenter);
+    row->addWidget(colorStack_, 1, Qt::AlignCenter);
     if (hasDone) {
         auto* done = new DoneButton;
         connect(done, &QAbstractButton::clicked, this, &DrawingToolbarContentView::donePressed);
@@ -97,10 +99,10 @@ void DrawingToolbarContentView::setupLayout()
     row->addWidget(cancel);
 }
 
-QWidget* DrawingToolbarContentView::makeToolStack()
+void DrawingToolbarContentView::setupToolStack()
 {
     QHBoxLayout* row = nullptr;
-    QWidget* toolStack = makeStack(row, kToolGap);
+    toolStack_ = makeStack(row, kToolGap);
     for (const DrawingTool tool : kDrawingTools) {
         auto* button = new SymbolButton(rawValue(tool), description(tool), kToolSize, kToolSymbolSize);
         button->setObjectName(rawValue(tool));
@@ -108,20 +110,18 @@ QWidget* DrawingToolbarContentView::makeToolStack()
         row->addWidget(button);
         toolButtons_[tool] = button;
     }
-    return toolStack;
 }
 
-QWidget* DrawingToolbarContentView::makeColorStack()
+void DrawingToolbarContentView::setupColorStack()
 {
     QHBoxLayout* row = nullptr;
-    QWidget* colorStack = makeStack(row, kColorGap);
+    colorStack_ = makeStack(row, kColorGap);
     for (const ColorOption& option : colorOptions()) {
         auto* button = new ColorSwatchButton(option.color, option.name);
         connect(button, &QAbstractButton::clicked, this, [this, button] { colorPressed(*button); });
         row->addWidget(button);
         colorButtons_.push_back(button);
     }
-    return colorStack;
 }
 
 void DrawingToolbarContentView::toolPressed(const SymbolButton& sender)

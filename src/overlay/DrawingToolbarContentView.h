@@ -25,8 +25,8 @@ protected:
 
 private:
     void setupLayout();
-    [[nodiscard]] QWidget* makeToolStack();
-    [[nodiscard]] QWidget* makeColorStack();
+    void setupToolStack();
+    void setupColorStack();
     void bindState();
     void refreshSelectionState();
 
@@ -37,6 +37,8 @@ private:
 
     std::shared_ptr<DrawingState> drawingState_;
     AnnotationSession& session_;
+    QWidget* toolStack_ = nullptr;
+    QWidget* colorStack_ = nullptr;
     std::map<DrawingTool, SymbolButton*> toolButtons_;
     std::vector<ColorSwatchButton*> colorButtons_; ///< In the order of the colour options.
     std::vector<Subscription> cancellables_;

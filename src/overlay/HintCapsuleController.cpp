@@ -6,6 +6,7 @@
 
 #include <QCursor>
 #include <QGuiApplication>
+#include <QLabel>
 #include <QPainter>
 #include <QScreen>
 #include <algorithm>
@@ -50,11 +51,15 @@ std::optional<Screen> screenUnderPointer(const Screens& screens)
 
 HintCapsuleView::HintCapsuleView(QWidget* parent)
     : QWidget(parent)
-    , label_(QStringLiteral("Circle area you'd like to ask a question on"))
+    , label_(new QLabel(QStringLiteral("Circle area you'd like to ask a question on"), this))
 {
     setFixedSize(kSize);
-    setFont(systemFont(kTextSize, QFont::Medium));
-    setAccessibleName(label_);
+    label_->setFont(systemFont(kTextSize, QFont::Medium));
+    QPalette white;
+    white.setColor(QPalette::WindowText, Qt::white);
+    label_->setPalette(white);
+    label_->setAlignment(Qt::AlignCenter);
+    label_->setGeometry(rect());
 }
 
 void HintCapsuleView::paintEvent(QPaintEvent*)
@@ -64,8 +69,6 @@ void HintCapsuleView::paintEvent(QPaintEvent*)
     painter.setPen(Qt::NoPen);
     painter.setBrush(OverlayTheme::hintCapsule());
     painter.drawRoundedRect(QRectF(rect()), height() / 2.0, height() / 2.0);
-    painter.setPen(Qt::white);
-    painter.drawText(rect(), Qt::AlignCenter, label_);
 }
 
 HintCapsuleController::HintCapsuleController(const Screens& screens, WindowSurfaces& windows)
@@ -73,6 +76,7 @@ HintCapsuleController::HintCapsuleController(const Screens& screens, WindowSurfa
     , windows_(windows)
 {
     window_.resize(HintCapsuleView::kSize);
+    windows_.omitShadow(window_);
     new HintCapsuleView(&window_);
     fade_.setEasingCurve(easeOut());
     QObject::connect(&fade_, &QVariantAnimation::valueChanged, &window_,
@@ -101,6 +105,7 @@ void HintCapsuleController::show()
         isLeaving_ = false;
         window_.show();
         window_.raise();
+        windows_.keepManagedOnTop();
         fadeTo(1, kFadeInMilliseconds);
     } else if (isLeaving_) {
         // On its way out it would take the hint with it while the modifiers are still held.

@@ -6,6 +6,8 @@
 
 #include <QVariantAnimation>
 
+class QLabel;
+
 namespace velmo {
 
 /// The words of the hint on their capsule.
@@ -19,7 +21,7 @@ protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
-    QString label_;
+    QLabel* label_;
 };
 
 /// The tiny window at the bottom of the screen under the pointer that says what the held modifiers are for.

@@ -32,6 +32,13 @@ public:
         setAttribute(Qt::WA_OpaquePaintEvent);
     }
 
+    /// Anew, when it is shown already.
+    void bringForward()
+    {
+        isPlaced_ = false;
+        update();
+    }
+
 protected:
     /// Comes before the window is mapped.
     void showEvent(QShowEvent* event) override
@@ -44,7 +51,7 @@ protected:
     void hideEvent(QHideEvent* event) override
     {
         QWidget::hideEvent(event);
-        windows_.raiseOwnWindows();
+        windows_.releaseTop(*this);
     }
 
     void keyPressEvent(QKeyEvent* event) override
@@ -58,10 +65,8 @@ protected:
     void paintEvent(QPaintEvent*) override
     {
         // It is painted once the window manager has framed and shown it.
-        if (!std::exchange(isPlaced_, true)) {
-            windows_.lowerOwnWindowsBelow(*this);
-            windows_.focusWindow(*this);
-        }
+        if (!std::exchange(isPlaced_, true))
+            windows_.bringManagedToTop(*this);
         QPainter painter(this);
         painter.fillRect(rect(), palette().window());
         if (image_.isNull())
@@ -118,10 +123,15 @@ ImagePreviewWindowController::ImagePreviewWindowController(const QImage& image, 
     }
 }
 
-ImagePreviewWindowController::~ImagePreviewWindowController() = default;
+ImagePreviewWindowController::~ImagePreviewWindowController()
+{
+    window_->hide();
+}
 
 void ImagePreviewWindowController::showWindow()
 {
+    if (window_->isVisible())
+        window_->bringForward();
     window_->show();
     window_->raise();
     window_->activateWindow();

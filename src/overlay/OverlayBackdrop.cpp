@@ -12,7 +12,9 @@ OverlayBackdrop::OverlayBackdrop(DisplayCapture& capture, const WindowSurfaces& 
     , windows_(windows)
     , targets_(std::move(targets))
 {
-    capture_.setChangeHandler([this] { follow(); });
+    // The first look shows what the desktop did while our windows came, without any of them.
+    if (capture_.setChangeHandler([this] { follow(); }))
+        follow();
 }
 
 OverlayBackdrop::~OverlayBackdrop()

@@ -5,6 +5,7 @@
 #include <QMouseEvent>
 #include <QPaintEvent>
 #include <QPainter>
+#include <utility>
 
 namespace velmo {
 
@@ -57,19 +58,22 @@ void OverlaySurface::paintEvent(QPaintEvent* event)
 
 void OverlaySurface::mousePressEvent(QMouseEvent* event)
 {
-    if (event->button() == Qt::LeftButton && onPress)
+    if (event->button() != Qt::LeftButton)
+        return;
+    isPressed_ = true;
+    if (onPress)
         onPress(event->position());
 }
 
 void OverlaySurface::mouseMoveEvent(QMouseEvent* event)
 {
-    if ((event->buttons() & Qt::LeftButton) != 0 && onDrag)
+    if (isPressed_ && onDrag)
         onDrag(event->position());
 }
 
 void OverlaySurface::mouseReleaseEvent(QMouseEvent* event)
 {
-    if (event->button() == Qt::LeftButton && onRelease)
+    if (event->button() == Qt::LeftButton && std::exchange(isPressed_, false) && onRelease)
         onRelease();
 }
 

@@ -41,6 +41,7 @@ private:
     const DrawingCanvasView& canvas_;
     std::size_t region_;
     QPixmap backdrop_;
+    bool isPressed_ = false; ///< Here: a gesture's press that began elsewhere is fed in by the session.
 };
 
 } // namespace velmo

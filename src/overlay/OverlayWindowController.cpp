@@ -18,7 +18,7 @@ namespace {
 /// as a menu of its own is open.
 constexpr std::chrono::milliseconds kKeyboardRetryPause{20};
 constexpr std::chrono::milliseconds kLaterKeyboardRetryPause{200};
-constexpr int kHurriedKeyboardRetries = 100;
+constexpr int kHurriedKeyboardRetries = 50;
 /// Between the toolbar and the bottom edge of the main screen.
 constexpr double kToolbarElevation = 40;
 
@@ -49,6 +49,7 @@ OverlayWindowController::OverlayWindowController(AnnotationSession& session, boo
     if (showToolbar)
         setupToolbar();
     setupKeyHandler();
+    watchScreens();
 }
 
 OverlayWindowController::~OverlayWindowController()
@@ -74,8 +75,19 @@ void OverlayWindowController::setupCanvas()
         for (const auto& shown : shown_)
             shown->surface->updatePointer();
     };
-    connect(qApp, &QGuiApplication::screenRemoved, this,
-            [this](const QScreen* screen) { dropSurface(screen->name()); });
+}
+
+/// The toolkit tells of a change in many small ones, so it is looked at on a later turn.
+void OverlayWindowController::watchScreens()
+{
+    const LaterRefresh refresh(this, [this] { followScreens(); });
+    const auto changed = [refresh] { refresh.request(); };
+    connect(qApp, &QGuiApplication::screenAdded, this, changed);
+    connect(qApp, &QGuiApplication::screenRemoved, this, changed);
+    connect(qApp, &QGuiApplication::primaryScreenChanged, this, changed);
+    const auto screens = QGuiApplication::screens();
+    for (const QScreen* screen : screens)
+        connect(screen, &QScreen::geometryChanged, this, changed);
 }
 
 void OverlayWindowController::addSurface(const Screen& screen, std::size_t region)
@@ -128,6 +140,7 @@ void OverlayWindowController::setupToolbar()
     const ScreenRect place{main->frame.midX() - size.width() / 2.0, main->frame.minY() + kToolbarElevation,
                            static_cast<double>(size.width()), static_cast<double>(size.height())};
     toolbarPanel_ = std::make_unique<FloatingWindow>(FloatingWindow::Mouse::Takes);
+    desktop_.windows.omitShadow(*toolbarPanel_);
     auto* layout = new QVBoxLayout(toolbarPanel_.get());
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(new DrawingToolbarContentView(drawingState_, session_));
@@ -153,6 +166,7 @@ void OverlayWindowController::showWindow()
     }
     if (toolbarPanel_)
         toolbarPanel_->raise();
+    desktop_.windows.keepManagedOnTop();
     takeKeyboard();
     followDesktop();
 }
@@ -176,18 +190,38 @@ void OverlayWindowController::hideToolbar()
 {
     if (toolbarPanel_)
         toolbarPanel_->hide();
+    // The drawing is over, and without a stroke so is the pen.
+    for (const auto& shown : shown_)
+        shown->surface->updatePointer();
 }
 
-/// The toolkit would move the window of a screen that is unplugged to another screen, on top of its surface.
-void OverlayWindowController::dropSurface(const QString& screenName)
+/// A screen that was unplugged takes its surface with it. When the others have moved as well, strokes would
+/// no longer be where they were drawn, and without any screen nobody could end the drawing: then it ends by
+/// itself.
+void OverlayWindowController::followScreens()
 {
+    if (!monitorsKeys_)
+        return;
+    const auto screens = desktop_.screens.all();
+    bool isAnyLeft = false;
+    bool hasMoved = false;
     for (const auto& shown : shown_) {
-        if (shown->screen.name != screenName || !shown->surface->isVisible())
+        const auto now = std::ranges::find(screens, shown->screen.name, &Screen::name);
+        if (now == screens.end()) {
+            desktop_.windows.releaseKeyboard(*shown->surface);
+            shown->surface->hide();
             continue;
-        desktop_.windows.releaseKeyboard(*shown->surface);
-        shown->surface->hide();
-        takeKeyboard();
+        }
+        isAnyLeft = true;
+        hasMoved = hasMoved || now->frame != shown->screen.frame ||
+                   now->nativeFrame != shown->screen.nativeFrame || now->scale != shown->screen.scale;
     }
+    if (session_.state().value() != SessionState::Drawing)
+        return;
+    if (!isAnyLeft || hasMoved)
+        session_.cancel();
+    else
+        takeKeyboard();
 }
 
 /// A drag that goes on over another screen is still told to the window it began in, in that one's scale.
@@ -201,10 +235,7 @@ CanvasPoint OverlayWindowController::canvasPoint(const ShownScreen& from, QPoint
 /// the user says when it is done.
 void OverlayWindowController::confirmByKey()
 {
-    const auto settings = session_.settings();
-    if (toolbarPanel_ || !settings || settings->submitMode.value() != SubmitMode::ManualSubmit)
-        return;
-    if (canvasView_->hasCompletedFirstStroke())
+    if (!toolbarPanel_ && canvasView_->hasCompletedFirstStroke())
         session_.advanceToQuery();
 }
 
@@ -241,6 +272,9 @@ bool OverlayWindowController::eventFilter(QObject* watched, QEvent* event)
         return false;
     if (static_cast<QKeyEvent*>(event)->key() != Qt::Key_Escape)
         return false;
+    // The key repeats while it is held; what was meant has been done.
+    if (static_cast<QKeyEvent*>(event)->isAutoRepeat())
+        return true;
     DebugLog::log(QStringLiteral("OverlayWindow"), QStringLiteral("Escape pressed — cancelling session"));
     session_.cancel();
     return true;

@@ -48,7 +48,8 @@ private:
     void followDesktop();
     void setupToolbar();
     void setupKeyHandler();
-    void dropSurface(const QString& screenName);
+    void watchScreens();
+    void followScreens();
     [[nodiscard]] CanvasPoint canvasPoint(const ShownScreen& from, QPointF local) const;
     void confirmByKey();
     void takeKeyboard();

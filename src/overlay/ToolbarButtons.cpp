@@ -38,29 +38,33 @@ ToolbarButton::ToolbarButton(QSize size)
     setFixedSize(size);
     setFocusPolicy(Qt::NoFocus);
     setCursor(Qt::ArrowCursor);
-    fade_.setDuration(kFadeMilliseconds);
-    connect(&fade_, &QVariantAnimation::valueChanged, this, [this](const QVariant& value) {
-        hover_ = value.toDouble();
-        update();
-    });
+    for (QVariantAnimation* progress : {&hover_, &press_}) {
+        progress->setDuration(kFadeMilliseconds);
+        progress->setStartValue(0.0);
+        progress->setEndValue(0.0);
+        connect(progress, &QVariantAnimation::valueChanged, this, [this] { update(); });
+    }
+    connect(this, &QAbstractButton::pressed, this, [this] { fadeTo(press_, 1); });
+    connect(this, &QAbstractButton::released, this, [this] { fadeTo(press_, 0); });
 }
 
-void ToolbarButton::fadeTo(double hover)
+void ToolbarButton::fadeTo(QVariantAnimation& progress, double end)
 {
-    fade_.stop();
-    fade_.setStartValue(hover_);
-    fade_.setEndValue(hover);
-    fade_.start();
+    const double now = progress.currentValue().toDouble();
+    progress.stop();
+    progress.setStartValue(now);
+    progress.setEndValue(end);
+    progress.start();
 }
 
 void ToolbarButton::enterEvent(QEnterEvent*)
 {
-    fadeTo(1);
+    fadeTo(hover_, 1);
 }
 
 void ToolbarButton::leaveEvent(QEvent*)
 {
-    fadeTo(0);
+    fadeTo(hover_, 0);
 }
 
 SymbolButton::SymbolButton(const QString& symbol, const QString& description, int size, int symbolSize)
@@ -82,7 +86,8 @@ void SymbolButton::paintEvent(QPaintEvent*)
     QPainter painter(this);
     const QColor rest = isSelected_ ? OverlayTheme::selectedTool() : OverlayTheme::white(0);
     const QColor hovered = isSelected_ ? OverlayTheme::selectedTool() : OverlayTheme::hoveredControl();
-    paintGround(painter, rect(), isDown() ? OverlayTheme::selectedTool() : blended(rest, hovered, hover()));
+    paintGround(painter, rect(),
+                blended(blended(rest, hovered, hover()), OverlayTheme::selectedTool(), press()));
     const double inset = (width() - symbolSize_) / 2.0;
     drawSymbol(painter, symbol_, Qt::white, QRectF(inset, inset, symbolSize_, symbolSize_));
 }
@@ -143,7 +148,7 @@ void DoneButton::paintEvent(QPaintEvent*)
 {
     QPainter painter(this);
     const QColor hovered = blended(OverlayTheme::done(), OverlayTheme::donePressed(), hover() / 2);
-    paintGround(painter, rect(), isDown() ? OverlayTheme::donePressed() : hovered);
+    paintGround(painter, rect(), blended(hovered, OverlayTheme::donePressed(), press()));
     painter.setPen(Qt::white);
     painter.drawText(rect(), Qt::AlignCenter, text());
 }

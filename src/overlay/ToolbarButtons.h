@@ -5,23 +5,25 @@
 
 namespace velmo {
 
-/// A control of the toolbar: it never takes the keyboard, and its ground changes softly under the pointer.
-/// Main thread.
+/// A control of the toolbar: it never takes the keyboard, and its ground changes softly under the pointer and
+/// under a press. Main thread.
 class ToolbarButton : public QAbstractButton {
 protected:
     explicit ToolbarButton(QSize size);
 
     /// From 0, away from the pointer, to 1.
-    [[nodiscard]] double hover() const { return hover_; }
+    [[nodiscard]] double hover() const { return hover_.currentValue().toDouble(); }
+    /// From 0, let go, to 1.
+    [[nodiscard]] double press() const { return press_.currentValue().toDouble(); }
 
     void enterEvent(QEnterEvent* event) override;
     void leaveEvent(QEvent* event) override;
 
 private:
-    void fadeTo(double hover);
+    void fadeTo(QVariantAnimation& progress, double end);
 
-    double hover_ = 0;
-    QVariantAnimation fade_;
+    QVariantAnimation hover_;
+    QVariantAnimation press_;
 };
 
 /// A symbol on a ground that shows whether the tool is selected.

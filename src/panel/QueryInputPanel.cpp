@@ -144,7 +144,8 @@ void QueryInputPanel::layOutCard()
 void QueryInputPanel::keyPressEvent(QKeyEvent* event)
 {
     if (event->key() == Qt::Key_Escape && onEscape) {
-        onEscape();
+        if (!event->isAutoRepeat())
+            onEscape();
         return;
     }
     QWidget::keyPressEvent(event);

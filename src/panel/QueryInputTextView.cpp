@@ -55,7 +55,8 @@ void QueryInputTextView::keyPressEvent(QKeyEvent* event)
         return;
     }
     if (event->key() == Qt::Key_Escape) {
-        if (onCancel)
+        // Held from an earlier moment it repeats; only a press of its own is meant for the panel.
+        if (onCancel && !event->isAutoRepeat())
             onCancel();
         return;
     }

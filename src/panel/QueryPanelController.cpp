@@ -79,6 +79,7 @@ void QueryPanelController::showWindow()
         return;
     // The content is the panel's, so it is there whenever the panel has come in.
     panel->enter([view = contentViewBridge_.data()] { view->focusField(); });
+    windows_.keepManagedOnTop();
     // At once and not after the entrance: what is typed meanwhile belongs to the question.
     windows_.focusWindow(*panel);
     focusInput();
@@ -113,6 +114,7 @@ void QueryPanelController::bringToFront()
         return;
     panel->show();
     panel->raise();
+    windows_.keepManagedOnTop();
     windows_.focusWindow(*panel);
 }
 

@@ -49,8 +49,9 @@ public:
     virtual void freeze(std::optional<quint32> id) = 0;
 
     /// Told, at most ten times a second and only between prepare() and release(), that windows other than
-    /// ours look different now; never where a picture without ours cannot be had. An empty handler ends it.
-    virtual void setChangeHandler(std::function<void()> handler) = 0;
+    /// ours look different now, or that a compositor has come or gone. An empty handler ends it. False when
+    /// nothing will be told, which is so wherever a picture without ours cannot be had.
+    virtual bool setChangeHandler(std::function<void()> handler) = 0;
 
     [[nodiscard]] virtual Result<ShareableContent, PlatformError> shareableContent() = 0;
 

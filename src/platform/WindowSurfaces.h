@@ -22,8 +22,11 @@ public:
     virtual void releaseKeyboard(QWidget& widget) = 0;
 
     /// Moves the real input focus to the window now, with a fresh time stamp; a window of ours that holds the
-    /// keyboard gives it back after that.
+    /// keyboard gives it back after that, and keeps it where the focus is refused.
     virtual void focusWindow(QWidget& widget) = 0;
+
+    /// Asks the compositor for no shadow.
+    virtual void omitShadow(QWidget& widget) = 0;
 
     /// Makes the window exactly that large. The toolkit knows whole points only, and on a screen of a
     /// fractional scale its rounding leaves a window a pixel too large or too small.
@@ -31,11 +34,15 @@ public:
 
     /// Lets a window that a window manager will handle appear on every desktop. Before it is shown.
     virtual void showOnEveryDesktop(QWidget& widget) = 0;
-    /// Puts our unmanaged windows right below that managed one and its frame, in their order. No window
-    /// manager would put a window of its own above them.
-    virtual void lowerOwnWindowsBelow(QWidget& widget) = 0;
-    /// Puts our unmanaged windows above everything again, in their order.
-    virtual void raiseOwnWindows() = 0;
+    /// Puts a managed window of ours above our unmanaged ones, which no window manager would do, and gives it
+    /// the keyboard: those that its frame meets go right below it, in their order.
+    virtual void bringManagedToTop(QWidget& widget) = 0;
+    /// The same again for the stacking alone, after unmanaged windows were shown or raised; nothing without
+    /// such a window.
+    virtual void keepManagedOnTop() = 0;
+    /// That window has gone: our unmanaged windows are above everything again, and the one that had the
+    /// keyboard has it.
+    virtual void releaseTop(QWidget& widget) = 0;
 };
 
 } // namespace velmo

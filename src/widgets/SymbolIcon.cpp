@@ -45,10 +45,13 @@ QIcon symbolIcon(const QString& name, const QColor& color, int size)
 
 void drawSymbol(QPainter& painter, const QString& name, const QColor& color, const QRectF& square)
 {
-    const double ratio = painter.device()->devicePixelRatio();
-    QPixmap pixmap = symbolPixmap(name, color, static_cast<int>(std::ceil(square.width() * ratio)));
-    pixmap.setDevicePixelRatio(pixmap.width() / square.width());
-    painter.drawPixmap(square.topLeft(), pixmap);
+    // On whole pixels of the device, or the symbol would be resampled.
+    const QTransform toDevice = painter.deviceTransform();
+    const QRectF device = toDevice.mapRect(square);
+    const int pixels = static_cast<int>(std::lround(device.width()));
+    const QRectF snapped(std::round(device.x()), std::round(device.y()), pixels, pixels);
+    const QPixmap pixmap = symbolPixmap(name, color, pixels);
+    painter.drawPixmap(toDevice.inverted().mapRect(snapped), pixmap, QRectF(pixmap.rect()));
 }
 
 } // namespace velmo

@@ -31,15 +31,15 @@ TEST(WholeNumberTest, CoordinatesAreWrittenAsWholeNumbers)
     EXPECT_EQ(describe(ScreenRect{-1280.5, 0, 1280.9, 1024}), u"(-1280, 0, 1280x1024)");
 }
 
-TEST(ScreenRectTest, ContainsItsLeftAndBottomEdgesOnly)
+TEST(ScreenRectTest, ContainsItsLeftAndTopEdgesOnly)
 {
     const ScreenRect rect{-10, -20, 30, 40};
-    EXPECT_TRUE(rect.contains({-10, -20}));
-    EXPECT_TRUE(rect.contains({19.9, 19.9}));
+    EXPECT_TRUE(rect.contains({-10, 20}));
+    EXPECT_TRUE(rect.contains({19.9, -19.9}));
     EXPECT_FALSE(rect.contains({20, 0}));
-    EXPECT_FALSE(rect.contains({0, 20}));
+    EXPECT_FALSE(rect.contains({0, 20.1}));
     EXPECT_FALSE(rect.contains({-10.1, 0}));
-    EXPECT_FALSE(rect.contains({0, -20.1}));
+    EXPECT_FALSE(rect.contains({0, -20}));
 }
 
 TEST(ScreenRectTest, AUnionStartsFromTheOrigin)

@@ -33,10 +33,21 @@ public:
         pictures[id] = picture;
     }
 
+    /// Shows something else from now on.
+    void setPicture(quint32 id, const QImage& picture)
+    {
+        const std::lock_guard lock(mutex_);
+        pictures[id] = picture;
+    }
+
     void prepare() override { ++prepared; }
     void release() override { ++released; }
     void freeze(std::optional<quint32> id) override { frozen.push_back(id); }
-    void setChangeHandler(std::function<void()>) override {}
+    bool setChangeHandler(std::function<void()> handler) override
+    {
+        onChange = std::move(handler);
+        return true;
+    }
 
     Result<ShareableContent, PlatformError> shareableContent() override
     {
@@ -79,6 +90,7 @@ public:
     int prepared = 0;
     int released = 0;
     std::vector<std::optional<quint32>> frozen;
+    std::function<void()> onChange;
 
 private:
     mutable std::mutex mutex_;

@@ -33,8 +33,18 @@ public:
         nativeGeometries.append(geometry);
     }
     void showOnEveryDesktop(QWidget& widget) override { everywhere.append(&widget); }
-    void lowerOwnWindowsBelow(QWidget& widget) override { onTop = &widget; }
-    void raiseOwnWindows() override { onTop = nullptr; }
+    void omitShadow(QWidget& widget) override { withoutShadow.append(&widget); }
+    void bringManagedToTop(QWidget& widget) override
+    {
+        onTop = &widget;
+        focused.append(&widget);
+    }
+    void keepManagedOnTop() override { ++restacks; }
+    void releaseTop(QWidget& widget) override
+    {
+        if (onTop == &widget)
+            onTop = nullptr;
+    }
 
     bool composited = true;
     int refusals = 0; ///< How often the keyboard is still somebody else's.
@@ -42,7 +52,9 @@ public:
     const QWidget* keyboardHolder = nullptr;
     const QWidget* onTop = nullptr; ///< The managed window above our unmanaged ones.
     QList<PixelRect> nativeGeometries;
+    int restacks = 0; ///< How often our windows made room for the managed one again.
     QList<const QWidget*> focused;
+    QList<const QWidget*> withoutShadow;
     QList<const QWidget*> everywhere;
 };
 

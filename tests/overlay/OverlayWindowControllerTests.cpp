@@ -1,3 +1,4 @@
+#include "fakes/FakeDisplayCapture.h"
 #include "fakes/FakeWindowSurfaces.h"
 #include "overlay/OverlayWindowController.h"
 #include "support/core/SessionTest.h"
@@ -9,31 +10,6 @@
 namespace velmo {
 namespace {
 
-/// A desktop's capture that only remembers who wants to hear of changes.
-class QuietCapture final : public DisplayCapture {
-public:
-    void prepare() override {}
-    void release() override {}
-    void freeze(std::optional<quint32>) override {}
-    void setChangeHandler(std::function<void()> handler) override { onChange = std::move(handler); }
-    [[nodiscard]] Result<ShareableContent, PlatformError> shareableContent() override
-    {
-        return ShareableContent{};
-    }
-    [[nodiscard]] Result<QImage, PlatformError> captureDisplay(quint32, CaptureMoment) override
-    {
-        ++captures;
-        QImage picture(size, QImage::Format_RGB32);
-        picture.fill(color);
-        return picture;
-    }
-
-    QSize size;
-    QColor color = Qt::green;
-    std::atomic<int> captures = 0;
-    std::function<void()> onChange;
-};
-
 /// A session whose overlays are real, on the toolkit's only screen.
 class Overlay : public SessionTest {
 protected:
@@ -43,13 +19,13 @@ protected:
         const QSizeF size = toolkit->geometry().size();
         here = FakeScreens::screen(toolkit->name(), 5, {0, 0, size.width(), size.height()});
         here.nativeFrame = {0, 0, toolkit->geometry().width(), toolkit->geometry().height()};
-        quietCapture.size = toolkit->geometry().size();
+        displays.addDisplay(5, toolkit->geometry().size(), picture(Qt::green));
         screens.screens = {here};
         screens.mainScreen = here;
         auto parts = collaborators();
         parts.makeOverlay = [this](AnnotationSession& owner, bool showToolbar) {
             auto overlay = std::make_unique<OverlayWindowController>(
-                owner, showToolbar, OverlayDesktop{screens, windows, quietCapture});
+                owner, showToolbar, OverlayDesktop{screens, windows, displays});
             controller = overlay.get();
             return overlay;
         };
@@ -61,6 +37,13 @@ protected:
     {
         session->end();
         settle();
+    }
+
+    [[nodiscard]] static QImage picture(const QColor& color)
+    {
+        QImage image(QGuiApplication::primaryScreen()->geometry().size(), QImage::Format_RGB32);
+        image.fill(color);
+        return image;
     }
 
     template <typename Widget>
@@ -101,7 +84,7 @@ protected:
 
     Screen here;
     FakeWindowSurfaces windows;
-    QuietCapture quietCapture;
+    FakeDisplayCapture displays;
     OverlayWindowController* controller = nullptr;
 };
 
@@ -291,7 +274,7 @@ TEST_F(Overlay, ReturnDoesNothingBesideAToolbarOrInSingleStrokeMode)
     EXPECT_EQ(state(), SessionState::Drawing);
 }
 
-TEST_F(Overlay, EndsFromOutsideInEveryState)
+TEST_F(Overlay, EndsFromOutsideWhileDrawing)
 {
     session->end();
     EXPECT_EQ(state(), SessionState::Idle);
@@ -306,37 +289,147 @@ TEST_F(Overlay, FollowsTheDesktopBelowOnlyWithoutACompositor)
     const auto at = [] { return surface().grab().toImage().pixelColor(50, 50); };
     windows.composited = false;
     session->begin(true);
-    ASSERT_TRUE(quietCapture.onChange);
-    quietCapture.onChange();
-    EXPECT_TRUE(turnUntil([&] { return at() == QColor(Qt::green); }));
+    EXPECT_TRUE(turnUntil([&] { return at() == QColor(Qt::green); })) << "a first look, without our windows";
+    ASSERT_TRUE(displays.onChange);
+    const auto before = displays.requests().size();
     // Changes that come in while a picture is taken make one more, not one each.
-    quietCapture.color = Qt::blue;
-    quietCapture.onChange();
-    quietCapture.onChange();
+    displays.setPicture(5, picture(Qt::blue));
+    displays.onChange();
+    displays.onChange();
+    displays.onChange();
     EXPECT_TRUE(turnUntil([&] { return at() == QColor(Qt::blue); }));
-    EXPECT_LE(quietCapture.captures, 3);
+    EXPECT_LE(displays.requests().size(), before + 2);
 
     // A compositor that starts shows the desktop itself, and one that ends leaves it to us again.
     windows.composited = true;
-    quietCapture.onChange();
+    displays.onChange();
     EXPECT_TRUE(turnUntil([&] { return at() != QColor(Qt::blue); }));
-    const int before = quietCapture.captures;
-    quietCapture.onChange();
+    const auto then = displays.requests().size();
+    displays.onChange();
     settle();
-    EXPECT_EQ(quietCapture.captures, before);
+    EXPECT_EQ(displays.requests().size(), then);
     windows.composited = false;
-    quietCapture.onChange();
+    displays.onChange();
     EXPECT_TRUE(turnUntil([&] { return at() == QColor(Qt::blue); }));
     session->cancel();
-    EXPECT_FALSE(quietCapture.onChange);
+    EXPECT_FALSE(displays.onChange);
     settle();
 }
 
 TEST_F(Overlay, AsksForTheKeyboardForAsLongAsItTakesTheMouse)
 {
-    windows.refusals = 110;
+    windows.refusals = 52; // More than come in a hurry.
     session->begin(true);
     EXPECT_TRUE(turnUntil([this] { return windows.keyboardHolder == &surface(); }));
+}
+
+TEST_F(Overlay, EndsWhenItsLastScreenGoes)
+{
+    session->begin(true);
+    screens.screens.clear();
+    screens.mainScreen.reset();
+    Q_EMIT qGuiApp->screenRemoved(QGuiApplication::primaryScreen());
+    settle();
+    EXPECT_EQ(state(), SessionState::Idle);
+    EXPECT_EQ(windows.keyboardHolder, nullptr);
+}
+
+TEST_F(Overlay, EndsTheDrawingWhenTheScreensMoveUnderIt)
+{
+    session->begin(true);
+    screens.screens.front().frame.y = -200;
+    Q_EMIT qGuiApp->primaryScreenChanged(QGuiApplication::primaryScreen());
+    settle();
+    EXPECT_EQ(state(), SessionState::Idle);
+}
+
+TEST_F(Overlay, AChangeThatLeavesItsScreensAloneLeavesItAlone)
+{
+    session->begin(true);
+    screens.screens.push_back(FakeScreens::screen(QStringLiteral("New"), 9, {5000, 0, 100, 100}));
+    Q_EMIT qGuiApp->screenAdded(QGuiApplication::primaryScreen());
+    settle();
+    EXPECT_EQ(state(), SessionState::Drawing);
+    EXPECT_EQ(windows.keyboardHolder, &surface());
+}
+
+TEST_F(Overlay, TakesNoKeyboardOnceTheQuestionIsTyped)
+{
+    session->begin(true);
+    drawStroke();
+    settle();
+    ASSERT_EQ(state(), SessionState::Querying);
+    windows.keyboardHolder = nullptr; // The panel has it.
+    const int attempts = windows.grabAttempts;
+    Q_EMIT qGuiApp->primaryScreenChanged(QGuiApplication::primaryScreen());
+    settle();
+    EXPECT_EQ(windows.grabAttempts, attempts);
+    EXPECT_EQ(state(), SessionState::Querying);
+}
+
+TEST_F(Overlay, TheToolbarIsThereBeforeTheOverlayAndLeavesRoomForAPreview)
+{
+    auto overlay = OverlayWindowController(*session, true, OverlayDesktop{screens, windows, displays});
+    EXPECT_EQ(shown<DrawingToolbarContentView>().size(), 1U);
+    EXPECT_TRUE(shown<OverlaySurface>().empty());
+    overlay.showWindow();
+    EXPECT_EQ(shown<OverlaySurface>().size(), 1U);
+    EXPECT_EQ(windows.restacks, 1);
+    EXPECT_EQ(windows.withoutShadow.size(), 1) << "the toolbar's";
+    overlay.close();
+}
+
+TEST_F(Overlay, WithoutAStrokeThePenGoesWithTheDrawing)
+{
+    settings->submitMode.set(SubmitMode::ManualSubmit);
+    session->begin(true);
+    session->advanceToQuery();
+    EXPECT_EQ(surface().cursor().shape(), Qt::ArrowCursor);
+}
+
+TEST_F(Overlay, AHeldEscapeCancelsOnce)
+{
+    session->begin(true);
+    log.take();
+    QKeyEvent repeated(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier, QString(), true);
+    EXPECT_TRUE(QApplication::sendEvent(&surface(), &repeated) && repeated.isAccepted()) << "swallowed";
+    EXPECT_EQ(state(), SessionState::Drawing);
+    EXPECT_TRUE(log.take().isEmpty());
+}
+
+TEST_F(Overlay, AMoveWithoutAPressOfItsOwnDrawsNothing)
+{
+    session->beginWithDraw({100, 100});
+    settle();
+    const auto* canvas = dynamic_cast<DrawingCanvasView*>(controller->canvas());
+    ASSERT_TRUE(canvas != nullptr && canvas->currentStroke());
+    const auto points = canvas->currentStroke()->path.size();
+    mouse(QEvent::MouseMove, {200, 100});
+    mouse(QEvent::MouseButtonRelease, {200, 100});
+    settle();
+    EXPECT_EQ(canvas->currentStroke()->path.size(), points) << "the gesture's stroke is the gesture's";
+    EXPECT_EQ(state(), SessionState::Drawing);
+}
+
+TEST_F(Overlay, EndsFromOutsideWhileAQuestionIsAskedAndWhileAnAnswerArrives)
+{
+    session->begin(true);
+    drawStroke();
+    settle();
+    ASSERT_EQ(state(), SessionState::Querying);
+    session->end();
+    EXPECT_EQ(state(), SessionState::Idle);
+    EXPECT_TRUE(shown<OverlaySurface>().empty());
+    settle();
+
+    session->begin(true);
+    drawStroke();
+    settle();
+    deliverCapture("picture");
+    ask(QStringLiteral("why"));
+    ASSERT_EQ(state(), SessionState::Streaming);
+    session->end();
+    EXPECT_EQ(state(), SessionState::Idle);
 }
 
 } // namespace

@@ -194,10 +194,11 @@ QImage X11DisplayCapture::takeFrozen(quint32 id)
     return image;
 }
 
-void X11DisplayCapture::setChangeHandler(std::function<void()> handler)
+bool X11DisplayCapture::setChangeHandler(std::function<void()> handler)
 {
     changeHandler_ = std::move(handler);
     followChanges();
+    return watcher_ != nullptr;
 }
 
 void X11DisplayCapture::followChanges()

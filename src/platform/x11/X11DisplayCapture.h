@@ -49,7 +49,7 @@ public:
     void prepare() override;
     void release() override;
     void freeze(std::optional<quint32> id) override;
-    void setChangeHandler(std::function<void()> handler) override;
+    bool setChangeHandler(std::function<void()> handler) override;
     [[nodiscard]] Result<ShareableContent, PlatformError> shareableContent() override;
     [[nodiscard]] Result<QImage, PlatformError> captureDisplay(quint32 id, CaptureMoment moment) override;
 

@@ -6,8 +6,10 @@
 #include <QApplication>
 #include <QWidget>
 #include <QWindow>
+#include <algorithm>
 #include <array>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 namespace velmo {
@@ -38,8 +40,16 @@ xcb_window_t topLevelOf(xcb_connection_t* connection, xcb_window_t window)
     }
 }
 
-/// Those that no window manager handles, bottom-most first.
-std::vector<xcb_window_t> shownOwnWindows(xcb_connection_t* connection)
+/// Without borders, on the root.
+QRect areaOf(xcb_connection_t* connection, xcb_window_t window)
+{
+    const auto geometry =
+        awaitReply(connection, xcb_get_geometry_reply, xcb_get_geometry(connection, window));
+    return geometry ? QRect(geometry->x, geometry->y, geometry->width, geometry->height) : QRect();
+}
+
+/// Those that no window manager handles, bottom-most first; only what is above that window, if one is given.
+std::vector<xcb_window_t> shownOwnWindows(xcb_connection_t* connection, xcb_window_t below = XCB_NONE)
 {
     std::unordered_set<xcb_window_t> own;
     const auto windows = QGuiApplication::topLevelWindows();
@@ -48,6 +58,8 @@ std::vector<xcb_window_t> shownOwnWindows(xcb_connection_t* connection)
             own.insert(static_cast<xcb_window_t>(window->winId()));
     }
     auto stack = childrenOf(connection, toolkitScreen(connection).root);
+    if (const auto found = std::ranges::find(stack, below); found != stack.end())
+        stack.erase(stack.begin(), found);
     std::erase_if(stack, [&](xcb_window_t window) { return !own.contains(window); });
     return stack;
 }
@@ -110,8 +122,10 @@ void X11WindowSurfaces::focusWindow(QWidget& widget)
     const XcbPointer<xcb_generic_error_t> refusal(
         xcb_request_check(connection, xcb_set_input_focus_checked(connection, XCB_INPUT_FOCUS_PARENT,
                                                                   windowOf(widget), clock_->serverTime())));
+    if (refusal)
+        return;
     // The toolkit overlooks a focus that comes back to a window that it has hidden just before.
-    if (!refusal && QApplication::activeWindow() != widget.window())
+    if (QApplication::activeWindow() != widget.window())
         QApplication::setActiveWindow(widget.window());
     // Only now: released before the focus has moved, keys would reach the application below for a moment.
     if (QWidget* holder = keyboardHolder_.data(); holder != nullptr && holder != &widget)
@@ -138,22 +152,56 @@ void X11WindowSurfaces::showOnEveryDesktop(QWidget& widget)
     xcb_connection_t* connection = toolkitConnection();
     if (connection == nullptr)
         return;
+    // A window manager that knows desktops has used these names before us.
     constexpr uint32_t kEveryDesktop = 0xffffffff;
-    const xcb_atom_t property = existingAtom(connection, "_NET_WM_DESKTOP");
-    // A window manager that knows desktops has used the name before us.
-    if (property != XCB_NONE)
+    if (const xcb_atom_t property = existingAtom(connection, "_NET_WM_DESKTOP"); property != XCB_NONE)
         xcb_change_property(connection, XCB_PROP_MODE_REPLACE, windowOf(widget), property, XCB_ATOM_CARDINAL,
                             32, 1, &kEveryDesktop);
+    const xcb_atom_t state = existingAtom(connection, "_NET_WM_STATE");
+    const xcb_atom_t sticky = existingAtom(connection, "_NET_WM_STATE_STICKY");
+    // The toolkit keeps what it finds there and adds its own.
+    if (state != XCB_NONE && sticky != XCB_NONE)
+        xcb_change_property(connection, XCB_PROP_MODE_REPLACE, windowOf(widget), state, XCB_ATOM_ATOM, 32, 1,
+                            &sticky);
 }
 
-void X11WindowSurfaces::lowerOwnWindowsBelow(QWidget& widget)
+void X11WindowSurfaces::omitShadow(QWidget& widget)
 {
     xcb_connection_t* connection = toolkitConnection();
     if (connection == nullptr)
         return;
-    xcb_window_t above = topLevelOf(connection, windowOf(widget));
-    const auto own = shownOwnWindows(connection);
+    // Only a compositor that draws shadows by itself has ever used the name.
+    constexpr uint32_t kNone = 0;
+    if (const xcb_atom_t property = existingAtom(connection, "_COMPTON_SHADOW"); property != XCB_NONE)
+        xcb_change_property(connection, XCB_PROP_MODE_REPLACE, windowOf(widget), property, XCB_ATOM_CARDINAL,
+                            32, 1, &kNone);
+}
+
+void X11WindowSurfaces::bringManagedToTop(QWidget& widget)
+{
+    if (managedTop_ != &widget) {
+        managedTop_ = &widget;
+        displacedHolder_ = keyboardHolder_;
+        QWidget* active = QApplication::activeWindow();
+        displacedFocus_ = active != nullptr && active->windowFlags().testFlag(Qt::BypassWindowManagerHint)
+                              ? active
+                              : nullptr;
+    }
+    keepManagedOnTop();
+    focusWindow(widget);
+}
+
+void X11WindowSurfaces::keepManagedOnTop()
+{
+    xcb_connection_t* connection = toolkitConnection();
+    if (connection == nullptr || !managedTop_)
+        return;
+    xcb_window_t above = topLevelOf(connection, windowOf(*managedTop_));
+    const QRect frame = areaOf(connection, above);
+    const auto own = shownOwnWindows(connection, above);
     for (auto window = own.rbegin(); window != own.rend(); ++window) {
+        if (!frame.intersects(areaOf(connection, *window)))
+            continue;
         const std::array<uint32_t, 2> place{above, XCB_STACK_MODE_BELOW};
         xcb_configure_window(connection, *window, XCB_CONFIG_WINDOW_SIBLING | XCB_CONFIG_WINDOW_STACK_MODE,
                              place.data());
@@ -162,16 +210,23 @@ void X11WindowSurfaces::lowerOwnWindowsBelow(QWidget& widget)
     xcb_flush(connection);
 }
 
-void X11WindowSurfaces::raiseOwnWindows()
+void X11WindowSurfaces::releaseTop(QWidget& widget)
 {
     xcb_connection_t* connection = toolkitConnection();
-    if (connection == nullptr)
+    if (connection == nullptr || managedTop_ != &widget)
         return;
+    managedTop_ = nullptr;
     for (const xcb_window_t window : shownOwnWindows(connection)) {
         const uint32_t place = XCB_STACK_MODE_ABOVE;
         xcb_configure_window(connection, window, XCB_CONFIG_WINDOW_STACK_MODE, &place);
     }
     xcb_flush(connection);
+    QWidget* holder = std::exchange(displacedHolder_, nullptr).data();
+    QWidget* focus = std::exchange(displacedFocus_, nullptr).data();
+    if (holder != nullptr && holder->isVisible())
+        grabKeyboard(*holder);
+    else if (focus != nullptr && focus->isVisible())
+        focusWindow(*focus);
 }
 
 } // namespace velmo

@@ -29,13 +29,18 @@ public:
     void focusWindow(QWidget& widget) override;
     void setNativeGeometry(QWidget& widget, const PixelRect& geometry) override;
     void showOnEveryDesktop(QWidget& widget) override;
-    void lowerOwnWindowsBelow(QWidget& widget) override;
-    void raiseOwnWindows() override;
+    void omitShadow(QWidget& widget) override;
+    void bringManagedToTop(QWidget& widget) override;
+    void keepManagedOnTop() override;
+    void releaseTop(QWidget& widget) override;
 
 private:
     std::unique_ptr<X11Connection> clock_; ///< Makes time stamps. Null without a display.
     std::function<void(bool)> keyboardObserver_;
     QPointer<QWidget> keyboardHolder_;
+    QPointer<QWidget> managedTop_;
+    QPointer<QWidget> displacedHolder_; ///< Held the keyboard when the managed window took it.
+    QPointer<QWidget> displacedFocus_;  ///< Had the input focus then.
 };
 
 } // namespace velmo
