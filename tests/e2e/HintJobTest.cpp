@@ -57,7 +57,6 @@ TEST_P(HintJob, ShowsWhileTheChordIsHeldAndLeavesNothing)
 
 TEST_P(HintJob, IsNotInThePictureThatFollows)
 {
-    // At the size of the screen, so that nothing is resampled.
     const QImage before = awaitScreen().convertToFormat(QImage::Format_RGB32);
     holdChord();
     ASSERT_TRUE(awaitCondition([] { return hintIsUp(); }));
@@ -76,7 +75,7 @@ TEST_P(HintJob, IsNotInThePictureThatFollows)
     EXPECT_TRUE(awaitState(SessionState::Idle, 0));
 }
 
-TEST_P(HintJob, GoesWhenTheHotkeyBeginsASession)
+TEST_P(HintJob, GoesWhenASessionBeginsByTheMenu)
 {
     holdChord();
     ASSERT_TRUE(awaitCondition([] { return hintIsUp(); }));

@@ -21,9 +21,11 @@ protected:
     {
         auto parts = collaborators();
         parts.makeOverlay = [this](AnnotationSession& owner, bool showToolbar) {
-            return std::make_unique<OverlayWindowController>(
+            auto overlay = std::make_unique<OverlayWindowController>(
                 owner, showToolbar,
                 OverlayDesktop{*platform_.screens, *platform_.windowSurfaces, *platform_.displayCapture});
+            controller_ = overlay.get();
+            return overlay;
         };
         session = std::make_unique<AnnotationSession>(
             SessionCollaborators{parts.makeOverlay, parts.makePanel, capture, focus, *platform_.screens,
@@ -135,6 +137,13 @@ protected:
         input_.releaseButton(1);
     }
 
+    /// Of the overlay that is up.
+    [[nodiscard]] const DrawingCanvasView& canvas() const
+    {
+        return dynamic_cast<DrawingCanvasView&>(*controller_->canvas());
+    }
+
+    OverlayWindowController* controller_ = nullptr;
     InputDriver input_;
     X11Platform platform_ = X11Platform::create();
     std::unique_ptr<X11Connection> eye_ = X11Connection::open();

@@ -79,6 +79,12 @@ protected:
         client_->connection().sync();
     }
 
+    [[nodiscard]] std::string readBytes(xcb_window_t window, const char* property) const
+    {
+        return awaitBytes(eye_->get(), requestProperty(eye_->get(), window, eye_->atom(property)))
+            .toStdString();
+    }
+
     std::unique_ptr<PlainClient> client_;
 };
 
@@ -143,12 +149,16 @@ TEST_P(OverlayOnDesk, DoneSubmitsWhatWasDrawn)
     settings->submitMode.set(SubmitMode::ManualSubmit);
     begin(true);
     drag({300, 300}, {500, 300});
-    clickOn(buttonPlace(QStringLiteral("Red")));
+    clickOn(buttonPlace(QStringLiteral("Green")));
     drag({300, 350}, {500, 350});
+    EXPECT_TRUE(awaitCondition([this] { return canvas().strokes().size() == 2; }));
     EXPECT_EQ(state(), SessionState::Drawing);
     clickOn(buttonPlace(QStringLiteral("Done →")));
     EXPECT_TRUE(awaitCondition([this] { return capture.requests.size() == 1; }));
-    EXPECT_EQ(capture.requests.front()->overlaySize, QSize(1920, 1080));
+    const QImage& overlay = capture.requests.front()->overlay;
+    EXPECT_EQ(overlay.size(), QSize(1920, 1080));
+    EXPECT_EQ(overlay.pixelColor(400, 300), QColor(Qt::red));
+    EXPECT_EQ(overlay.pixelColor(400, 350), QColor(0, 255, 0));
     EXPECT_FALSE(toolbar() != nullptr) << "the toolbar has gone";
 }
 
@@ -230,6 +240,81 @@ TEST_P(OverlayOnDesk, ThePreviewIsAboveTheOverlayAndTakesTheKeys)
     EXPECT_EQ(state(), SessionState::Drawing);
     EXPECT_TRUE(awaitCondition([&] { return levelOf(tool) > levelOf(overlay); }));
     EXPECT_GT(levelOf(overlay), levelOf(client_->window()));
+    client_->forgetEvents();
+    input_.tap("Escape");
+    EXPECT_TRUE(awaitCondition([this] { return state() == SessionState::Idle; })) << "the keyboard is back";
+    EXPECT_EQ(client_->count(PlainClient::Event::Type::KeyPress, input_.keyCode("Escape")), 0);
+}
+
+TEST_P(OverlayOnDesk, EscapeInThePreviewCancelsTheSession)
+{
+    begin(true);
+    QImage picture(900, 600, QImage::Format_RGB32);
+    picture.fill(Qt::magenta);
+    ImagePreviewWindowController preview(picture, QStringLiteral("Screenshot"), *platform_.screens,
+                                         *platform_.windowSurfaces);
+    preview.showWindow();
+    ASSERT_TRUE(awaitCondition([this] { return screenNow().pixelColor(960, 540) == QColor(Qt::magenta); }));
+    input_.tap("Escape");
+    EXPECT_TRUE(awaitCondition([this] { return state() == SessionState::Idle; }));
+    EXPECT_TRUE(log.text().contains(QStringLiteral("[OverlayWindow] Escape pressed — cancelling session")));
+    EXPECT_TRUE(preview.isVisible()) << "the key was the session's";
+}
+
+TEST_P(OverlayOnDesk, APreviewThatIsOpenStaysAboveAnOverlayThatComes)
+{
+    QImage picture(900, 600, QImage::Format_RGB32);
+    picture.fill(Qt::magenta);
+    ImagePreviewWindowController preview(picture, QStringLiteral("Screenshot"), *platform_.screens,
+                                         *platform_.windowSurfaces);
+    preview.showWindow();
+    ASSERT_TRUE(awaitCondition([this] { return screenNow().pixelColor(960, 540) == QColor(Qt::magenta); }));
+    const auto windows = QApplication::topLevelWidgets();
+    const auto titled = std::ranges::find_if(
+        windows, [](const QWidget* widget) { return widget->windowTitle() == QStringLiteral("Screenshot"); });
+    const xcb_window_t id = idOf(*titled);
+    EXPECT_EQ(readBytes(id, "_NET_WM_NAME"), "Screenshot") << "and nothing else";
+    if (GetParam().hasManager) {
+        EXPECT_TRUE(awaitCondition(
+            [&] { return readNumber(eye_->get(), id, eye_->atom("_NET_WM_DESKTOP")) == 0xffffffff; }));
+    }
+    begin(true);
+    drag({200, 950}, {400, 950}); // Beside it.
+    EXPECT_TRUE(awaitCondition([this] { return (screenNow().pixel(300, 950) & 0xffffff) == 0xff0000; }));
+    EXPECT_EQ(screenNow().pixelColor(960, 540), QColor(Qt::magenta));
+    EXPECT_GT(levelOf(id), levelOf(idOf(surfaces().front())));
+}
+
+TEST_P(OverlayOnDesk, EveryMoveOfTheMouseIsAPointOfTheStroke)
+{
+    settings->submitMode.set(SubmitMode::ManualSubmit);
+    begin(false);
+    input_.moveTo(300, 300);
+    input_.pressButton(1);
+    ASSERT_TRUE(awaitCondition([this] { return canvas().currentStroke().has_value(); }));
+    // They wait in the queue together, as after a moment in which the program was busy.
+    constexpr int kMoves = 100;
+    for (int i = 1; i <= kMoves; ++i)
+        input_.moveTo(300 + i, 300 + i % 7);
+    input_.releaseButton(1);
+    ASSERT_TRUE(awaitCondition([this] { return canvas().strokes().size() == 1; }));
+    EXPECT_EQ(canvas().strokes().front().path.size(), kMoves + 1);
+}
+
+TEST_P(OverlayOnDesk, OtherButtonsDoNotDisturbAStroke)
+{
+    settings->submitMode.set(SubmitMode::ManualSubmit);
+    begin(false);
+    input_.moveTo(300, 300);
+    input_.pressButton(1);
+    input_.moveTo(350, 300);
+    input_.pressButton(3);
+    input_.moveTo(400, 300);
+    input_.releaseButton(3);
+    input_.moveTo(450, 300);
+    input_.releaseButton(1);
+    ASSERT_TRUE(awaitCondition([this] { return canvas().strokes().size() == 1; }));
+    EXPECT_EQ(canvas().strokes().front().path.size(), 4);
 }
 
 TEST_P(OverlayOnDesk, TheHintLetsClicksThrough)

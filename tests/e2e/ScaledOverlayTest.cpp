@@ -1,4 +1,7 @@
+#include "core/CoordinateSpace.h"
 #include "e2e/OverlayDesk.h"
+#include "overlay/HintCapsuleController.h"
+#include "support/x11/PlainClient.h"
 #include "support/x11/SplitMonitors.h"
 
 #include <gtest/gtest.h>
@@ -8,18 +11,31 @@
 namespace velmo::test {
 namespace {
 
-/// Two monitors side by side, each in the scale that the executable was started with.
-class ScaledOverlay : public OverlayDesk {
+/// Two monitors side by side, each in the scale that the executable was started with, and either of them the
+/// main one.
+class ScaledOverlay : public OverlayDesk, public testing::WithParamInterface<SplitMonitors::Primary> {
 protected:
     void SetUp() override
     {
         ASSERT_TRUE(monitors_.awaitToolkit());
-        for (const Screen& screen : platform_.screens->all())
-            scales_.push_back(screen.scale);
-        ASSERT_EQ(scales_.size(), 2U);
         const QStringList wanted = qEnvironmentVariable("VELMO_TEST_SCALES").split(u',');
-        EXPECT_EQ(scales_[0], wanted.value(0).toDouble());
-        EXPECT_EQ(scales_[1], wanted.value(1).toDouble());
+        EXPECT_EQ(west().scale, wanted.value(0).toDouble());
+        EXPECT_EQ(east().scale, wanted.value(1).toDouble());
+    }
+
+    [[nodiscard]] Screen screenOf(const QString& name) const
+    {
+        const auto all = platform_.screens->all();
+        const auto found = std::ranges::find(all, name, &Screen::name);
+        return found == all.end() ? Screen{} : *found;
+    }
+    [[nodiscard]] Screen west() const { return screenOf(QStringLiteral("west")); }
+    [[nodiscard]] Screen east() const { return screenOf(QStringLiteral("east")); }
+    /// Not every server lets a monitor without an output be the main one.
+    [[nodiscard]] bool isWestMain() const
+    {
+        const auto main = platform_.screens->main();
+        return main && main->name == QStringLiteral("west");
     }
 
     [[nodiscard]] QRect nativeGeometry(const QWidget* widget) const
@@ -50,11 +66,29 @@ protected:
                      : Cursor{};
     }
 
-    const SplitMonitors monitors_;
-    std::vector<double> scales_;
+    /// Whether a red line goes through all these native points, a pixel off at most.
+    void expectLine(QPoint from, QPoint to) const
+    {
+        const QImage picture = screenNow();
+        for (const double share : {0.05, 0.2, 0.45, 0.55, 0.7, 0.9}) {
+            // The line's middle in this column lies within a pixel of where the pointer was.
+            const QPoint point = (QPointF(from) + QPointF(to - from) * share).toPoint();
+            int first = -1;
+            int last = -1;
+            for (int y = point.y() - 12; y <= point.y() + 12; ++y) {
+                if (isRed(picture, QPoint(point.x(), y))) {
+                    first = first < 0 ? y : first;
+                    last = y;
+                }
+            }
+            EXPECT_NEAR((first + last) / 2.0, point.y(), 1.01) << "at " << share;
+        }
+    }
+
+    const SplitMonitors monitors_{GetParam()};
 };
 
-TEST_F(ScaledOverlay, EachSurfaceCoversItsMonitorToThePixel)
+TEST_P(ScaledOverlay, EachSurfaceCoversItsMonitorToThePixel)
 {
     begin(true);
     const auto windows = surfaces();
@@ -68,54 +102,63 @@ TEST_F(ScaledOverlay, EachSurfaceCoversItsMonitorToThePixel)
     EXPECT_NE(nativeGeometry(windows[0]), nativeGeometry(windows[1]));
 }
 
-TEST_F(ScaledOverlay, TheToolbarStandsInTheMiddleOfTheMainScreen)
+TEST_P(ScaledOverlay, TheToolbarStandsInTheMiddleOfTheMainScreen)
 {
     begin(true);
     ASSERT_NE(toolbar(), nullptr);
-    const double scale = scales_[0];
+    const QRect monitor = isWestMain() ? SplitMonitors::kWest : SplitMonitors::kEast;
+    const double scale = isWestMain() ? west().scale : east().scale;
     const QRect place = nativeGeometry(toolbar());
     EXPECT_NEAR(place.width(), 420 * scale, 1);
     EXPECT_NEAR(place.height(), 56 * scale, 1);
-    EXPECT_NEAR(place.center().x(), SplitMonitors::kWest.center().x(), 1.5);
-    EXPECT_NEAR(place.bottom() + 1, SplitMonitors::kWest.bottom() + 1 - 40 * scale, 1.5);
+    EXPECT_NEAR(place.center().x(), monitor.center().x(), 1.5);
+    EXPECT_NEAR(place.bottom() + 1, monitor.bottom() + 1 - 40 * scale, 1.5);
 }
 
-TEST_F(ScaledOverlay, AStrokeAcrossBothFollowsThePointerToThePixel)
+TEST_P(ScaledOverlay, AStrokeAcrossBothFollowsThePointerToThePixel)
 {
     settings->submitMode.set(SubmitMode::ManualSubmit);
     begin(false);
     const QPoint from(500, 400);
     const QPoint to(1500, 800);
     drag(from, to);
-    const auto at = [&](double share) { return (QPointF(from) + QPointF(to - from) * share).toPoint(); };
-    EXPECT_TRUE(awaitCondition([&] { return isRed(screenNow(), at(0.98)); })) << "the way's end";
-    const QImage picture = screenNow();
-    for (const double share : {0.05, 0.2, 0.45, 0.55, 0.7, 0.9}) {
-        // The line's middle in this column lies within a pixel of where the pointer was.
-        const QPoint point = at(share);
-        int first = -1;
-        int last = -1;
-        for (int y = point.y() - 12; y <= point.y() + 12; ++y) {
-            if (isRed(picture, QPoint(point.x(), y))) {
-                first = first < 0 ? y : first;
-                last = y;
-            }
-        }
-        EXPECT_NEAR((first + last) / 2.0, point.y(), 1.01) << "at " << share;
-    }
+    EXPECT_TRUE(awaitCondition([&] { return isRed(screenNow(), to - QPoint(20, 8)); })) << "the way's end";
+    expectLine(from, to);
 }
 
-TEST_F(ScaledOverlay, TheCropIsTheScreenThatWasDrawnOn)
+TEST_P(ScaledOverlay, SoDoesAGesturesStroke)
 {
-    for (const QRect& monitor : {SplitMonitors::kWest, SplitMonitors::kEast}) {
-        const std::size_t index = monitor == SplitMonitors::kWest ? 0 : 1;
+    settings->submitMode.set(SubmitMode::ManualSubmit);
+    const QPoint from(500, 400);
+    const QPoint to(1500, 800);
+    const auto pointAt = [this](QPointF native) {
+        const PixelPoint pixel{static_cast<int>(native.x()), static_cast<int>(native.y())};
+        const Screen screen = west().nativeFrame.contains(pixel) ? west() : east();
+        return screenPointFromNative(pixel, screen.nativeFrame, screen.frame, screen.scale);
+    };
+    platform_.displayCapture->prepare();
+    session->beginWithDraw(pointAt(from));
+    constexpr int kSteps = 20;
+    for (int step = 1; step <= kSteps; ++step)
+        session->continueDraw(pointAt(QPointF(from) + QPointF(to - from) * step / kSteps));
+    session->endMiddleDraw();
+    EXPECT_TRUE(awaitCondition([&] { return isRed(screenNow(), to - QPoint(20, 8)); }));
+    expectLine(from, to);
+}
+
+TEST_P(ScaledOverlay, TheCropIsTheScreenThatWasDrawnOn)
+{
+    for (const bool isWest : {true, false}) {
+        // From the very first row of pixels on.
+        const QRect monitor = isWest ? SplitMonitors::kWest : SplitMonitors::kEast;
+        const auto before = capture.requests.size();
         begin(false);
-        drag(monitor.center() - QPoint(200, 100), monitor.center() + QPoint(200, 100));
-        ASSERT_TRUE(awaitCondition([&] { return capture.requests.size() == index + 1; }));
+        drag(QPoint(monitor.center().x(), monitor.top()), monitor.center() + QPoint(200, 100));
+        ASSERT_TRUE(awaitCondition([&] { return capture.requests.size() == before + 1; }));
         const auto& request = *capture.requests.back();
-        const Screen screen = platform_.screens->all().at(index);
+        const Screen screen = isWest ? west() : east();
         EXPECT_EQ(request.displayID, screen.displayID);
-        EXPECT_EQ(request.displayID, index == 0 ? monitors_.west() : monitors_.east());
+        EXPECT_EQ(request.displayID, isWest ? monitors_.west() : monitors_.east());
         EXPECT_EQ(request.overlaySize,
                   QSize(static_cast<int>(screen.frame.width), static_cast<int>(screen.frame.height)));
         session->end();
@@ -123,26 +166,70 @@ TEST_F(ScaledOverlay, TheCropIsTheScreenThatWasDrawnOn)
     }
 }
 
-TEST_F(ScaledOverlay, ThePenIsSharpAndItsTipIsTheHotSpot)
+TEST_P(ScaledOverlay, ThePenIsSharpItsTipIsTheHotSpotAndItGoesWithTheOverlay)
 {
     begin(false);
-    for (std::size_t index = 0; index < 2; ++index) {
-        const QPoint middle = (index == 0 ? SplitMonitors::kWest : SplitMonitors::kEast).center();
+    for (const bool isWest : {true, false}) {
+        const QPoint middle = (isWest ? SplitMonitors::kWest : SplitMonitors::kEast).center();
         input_.moveTo(middle.x(), middle.y());
-        const double scale = scales_[index];
+        const double scale = isWest ? west().scale : east().scale;
         const QSize expected = QSize(24, 24) * scale;
         EXPECT_TRUE(awaitCondition([&] { return cursorNow().size == expected; }))
             << cursorNow().size.width() << " at scale " << scale;
         EXPECT_EQ(cursorNow().hotSpot, (QPointF(4, 20) * scale).toPoint());
     }
+    const QSize pen = cursorNow().size;
+    session->end();
+    EXPECT_TRUE(awaitCondition([&] { return cursorNow().size != pen; })) << "with the pointer where it was";
 }
 
-TEST_F(ScaledOverlay, AScreenThatIsUnpluggedTakesItsSurfaceWithIt)
+TEST_P(ScaledOverlay, BothShowTheDesktopAsItIs)
 {
-    begin(false);
+    PlainClient::Options options;
+    options.area = {700, 300, 700, 500}; // On both.
+    options.bypassesManager = true;
+    const PlainClient window(options);
+    const QImage before = screenNow();
+    begin(true);
+    EXPECT_TRUE(awaitCondition([&] {
+        return differingPixels(screenNow(), before, nativeGeometry(toolbar()).adjusted(-1, -1, 1, 1)) == 0;
+    }));
+}
+
+TEST_P(ScaledOverlay, TheHintStandsOnTheScreenOfThePointer)
+{
+    HintCapsuleController hint(*platform_.screens, *platform_.windowSurfaces);
+    for (const bool isWest : {true, false}) {
+        const QRect monitor = isWest ? SplitMonitors::kWest : SplitMonitors::kEast;
+        const double scale = isWest ? west().scale : east().scale;
+        input_.moveTo(monitor.center().x(), monitor.top());
+        hint.show();
+        const QWidget* capsule = shown<HintCapsuleView>().at(0)->window();
+        const auto stands = [&] {
+            const QRect place = nativeGeometry(capsule);
+            return std::abs(place.center().x() - monitor.center().x()) <= 2 &&
+                   std::abs(place.bottom() + 1 - (monitor.bottom() + 1 - 16 * scale)) <= 2;
+        };
+        EXPECT_TRUE(awaitCondition(stands))
+            << nativeGeometry(capsule).x() << ',' << nativeGeometry(capsule).y();
+        hint.hide();
+        EXPECT_TRUE(awaitCondition([&] { return !hint.isVisible(); }));
+    }
+}
+
+TEST_P(ScaledOverlay, AMonitorThatIsUnpluggedTakesItsSurfaceWithItAndTheMainOneTheDrawing)
+{
+    begin(true);
     ASSERT_EQ(surfaces().size(), 2U);
     xcb_randr_delete_monitor(eye_->get(), eye_->root(), monitors_.east());
     xcb_flush(eye_->get());
+    if (!isWestMain()) {
+        // The other one is now counted from another corner.
+        EXPECT_TRUE(awaitCondition([this] { return state() == SessionState::Idle; }));
+        EXPECT_TRUE(surfaces().empty());
+        EXPECT_EQ(toolbar(), nullptr);
+        return;
+    }
     EXPECT_TRUE(awaitCondition([] { return surfaces().size() == 1; }));
     // Drawing goes on, and Escape still ends it.
     input_.moveTo(300, 300);
@@ -153,6 +240,12 @@ TEST_F(ScaledOverlay, AScreenThatIsUnpluggedTakesItsSurfaceWithIt)
     EXPECT_TRUE(awaitCondition([this] { return state() == SessionState::Idle; }));
     input_.releaseButton(1);
 }
+
+INSTANTIATE_TEST_SUITE_P(MainScreens, ScaledOverlay,
+                         testing::Values(SplitMonitors::Primary::West, SplitMonitors::Primary::East),
+                         [](const auto& main) {
+                             return main.param == SplitMonitors::Primary::West ? "West" : "East";
+                         });
 
 } // namespace
 } // namespace velmo::test

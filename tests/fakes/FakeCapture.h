@@ -16,6 +16,7 @@ public:
     struct Request {
         std::optional<quint32> displayID;
         QSize overlaySize;
+        QImage overlay;
         bool isCancelled = false; ///< The waiting task was told to stop.
         async::OneShot<std::optional<Outcome>> result;
     };
@@ -30,7 +31,8 @@ public:
     async::Task<Outcome> captureWithAnnotations(std::optional<quint32> displayID,
                                                 QImage drawingOverlay) override
     {
-        const auto request = std::make_shared<Request>(Request{displayID, drawingOverlay.size(), false, {}});
+        const auto request =
+            std::make_shared<Request>(Request{displayID, drawingOverlay.size(), drawingOverlay, false, {}});
         requests.push_back(request);
         std::optional<Outcome> outcome;
         try {

@@ -34,14 +34,14 @@ std::vector<quint32> outputsOf(const X11Connection& connection)
 
 } // namespace
 
-SplitMonitors::SplitMonitors()
+SplitMonitors::SplitMonitors(Primary primary)
     : screensBefore_(screenNames())
 {
     // The monitor that the server made by itself goes once another one has its outputs. The toolkit must not
     // look in between: the server announces a monitor with outputs only.
     xcb_grab_server(connection_->get());
-    add("west", kWest, outputsOf(*connection_));
-    add("east", kEast, {});
+    add("west", kWest, primary == Primary::West, outputsOf(*connection_));
+    add("east", kEast, primary == Primary::East, {});
     xcb_ungrab_server(connection_->get());
     connection_->sync();
 }
@@ -49,7 +49,11 @@ SplitMonitors::SplitMonitors()
 bool SplitMonitors::awaitToolkit() const
 {
     const QStringList expected{QStringLiteral("west"), QStringLiteral("east")};
-    return awaitCondition([&] { return screenNames() == expected; });
+    return awaitCondition([&] {
+        const QStringList names = screenNames();
+        // The primary one comes first.
+        return names.size() == expected.size() && names.contains(expected[0]) && names.contains(expected[1]);
+    });
 }
 
 SplitMonitors::~SplitMonitors()
@@ -62,12 +66,13 @@ SplitMonitors::~SplitMonitors()
     awaitCondition([this] { return screenNames() == screensBefore_; });
 }
 
-void SplitMonitors::add(const char* name, const QRect& area, const std::vector<quint32>& outputs)
+void SplitMonitors::add(const char* name, const QRect& area, bool isPrimary,
+                        const std::vector<quint32>& outputs)
 {
     names_.push_back(connection_->atom(name));
     xcb_randr_monitor_info_t info{};
     info.name = names_.back();
-    info.primary = names_.size() == 1 ? 1 : 0;
+    info.primary = isPrimary ? 1 : 0;
     info.nOutput = static_cast<uint16_t>(outputs.size());
     info.x = static_cast<int16_t>(area.x());
     info.y = static_cast<int16_t>(area.y());

@@ -8,14 +8,16 @@
 
 namespace velmo::test {
 
-/// Divides the virtual display into two monitors, "west" (primary) and the lower "east", until it goes. With
+/// Divides the virtual display into two monitors, "west" and the lower "east", until it goes. With
 /// an application it waits until the toolkit has noticed.
 class SplitMonitors {
 public:
     static constexpr QRect kWest{0, 0, 1000, 1080};
     static constexpr QRect kEast{1000, 200, 920, 800};
 
-    SplitMonitors();
+    enum class Primary { West, East };
+
+    explicit SplitMonitors(Primary primary = Primary::West);
     ~SplitMonitors();
 
     /// Waits until the toolkit shows these screens and no others.
@@ -25,7 +27,7 @@ public:
     [[nodiscard]] xcb_atom_t east() const { return names_[1]; }
 
 private:
-    void add(const char* name, const QRect& area, const std::vector<quint32>& outputs);
+    void add(const char* name, const QRect& area, bool isPrimary, const std::vector<quint32>& outputs);
 
     std::unique_ptr<X11Connection> connection_ = X11Connection::open();
     std::vector<xcb_atom_t> names_;
