@@ -1,6 +1,7 @@
 #include "app/AppDelegate.h"
 
 #include "core/DebugLog.h"
+#include "core/async/WorkerPool.h"
 #include "overlay/OverlayWindowController.h"
 #include "panel/QueryPanelController.h"
 #include "providers/AnthropicProvider.h"
@@ -37,6 +38,9 @@ AppDelegate::~AppDelegate()
 {
     desktop_.screens->setChangeHandler({});
     stopHotkeyMonitor();
+    session_.end();
+    // Nobody reads the screen any more when the desktop goes.
+    async::waitForWorkers();
     desktop_.displayCapture->release();
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/async/WorkerPool.h"
 #include "overlay/OverlayWindowController.h"
 #include "platform/x11/X11Platform.h"
 #include "platform/x11/X11ReadablePixmap.h"
@@ -37,6 +38,7 @@ protected:
     {
         session->end();
         velmo::settle();
+        async::waitForWorkers();
         platform_.displayCapture->release();
         display().stopCompositor();
         display().stopWindowManager();

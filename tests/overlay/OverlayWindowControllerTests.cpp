@@ -1,3 +1,4 @@
+#include "core/async/WorkerPool.h"
 #include "fakes/FakeDisplayCapture.h"
 #include "fakes/FakeWindowSurfaces.h"
 #include "overlay/OverlayWindowController.h"
@@ -37,6 +38,7 @@ protected:
     {
         session->end();
         settle();
+        async::waitForWorkers();
     }
 
     [[nodiscard]] static QImage picture(const QColor& color)

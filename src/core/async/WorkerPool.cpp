@@ -32,6 +32,11 @@ void runOnWorker(std::function<void()> function)
         pool().start(std::move(function));
 }
 
+void waitForWorkers()
+{
+    pool().waitForDone();
+}
+
 void shutDownWorkers()
 {
     closed = true;

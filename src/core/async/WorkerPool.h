@@ -20,6 +20,10 @@ template <typename Function>
     return result.value();
 }
 
+/// Returns when nothing runs or is due any more: for whoever is about to take away what the functions work
+/// with.
+void waitForWorkers();
+
 /// At exit: waits for what is running, and starts nothing more.
 void shutDownWorkers();
 
