@@ -1,6 +1,7 @@
 #include "overlay/DrawingToolbarContentView.h"
 
 #include "overlay/OverlayTheme.h"
+#include "widgets/DevicePixels.h"
 
 #include <QHBoxLayout>
 #include <QPainter>
@@ -57,7 +58,11 @@ public:
     Divider() { setFixedSize(kDivider); }
 
 protected:
-    void paintEvent(QPaintEvent*) override { QPainter(this).fillRect(rect(), OverlayTheme::divider()); }
+    void paintEvent(QPaintEvent*) override
+    {
+        QPainter painter(this);
+        painter.fillRect(snappedToPixels(painter, rect()), OverlayTheme::divider());
+    }
 };
 
 } // namespace

@@ -1,5 +1,7 @@
 #include "widgets/SymbolIcon.h"
 
+#include "widgets/DevicePixels.h"
+
 #include <QPainter>
 #include <QSvgRenderer>
 #include <cmath>
@@ -45,13 +47,11 @@ QIcon symbolIcon(const QString& name, const QColor& color, int size)
 
 void drawSymbol(QPainter& painter, const QString& name, const QColor& color, const QRectF& square)
 {
-    // On whole pixels of the device, or the symbol would be resampled.
-    const QTransform toDevice = painter.deviceTransform();
-    const QRectF device = toDevice.mapRect(square);
-    const int pixels = static_cast<int>(std::lround(device.width()));
-    const QRectF snapped(std::round(device.x()), std::round(device.y()), pixels, pixels);
-    const QPixmap pixmap = symbolPixmap(name, color, pixels);
-    painter.drawPixmap(toDevice.inverted().mapRect(snapped), pixmap, QRectF(pixmap.rect()));
+    // Otherwise the symbol would be resampled.
+    const QRectF snapped = snappedToPixels(painter, square);
+    const double width = painter.deviceTransform().mapRect(snapped).width();
+    const QPixmap pixmap = symbolPixmap(name, color, static_cast<int>(std::lround(width)));
+    painter.drawPixmap(snapped, pixmap, QRectF(pixmap.rect()));
 }
 
 } // namespace velmo
