@@ -1,14 +1,13 @@
 #include "overlay/HintCapsuleController.h"
 
-#include "core/CoordinateSpace.h"
 #include "overlay/OverlayTheme.h"
+#include "widgets/Easing.h"
 #include "widgets/SystemFont.h"
+#include "widgets/ToolkitSpace.h"
 
 #include <QCursor>
-#include <QGuiApplication>
 #include <QLabel>
 #include <QPainter>
-#include <QScreen>
 #include <algorithm>
 
 namespace velmo {
@@ -19,19 +18,6 @@ constexpr double kElevation = 16;
 constexpr int kFadeInMilliseconds = 180;
 constexpr int kFadeOutMilliseconds = 120;
 constexpr int kTextSize = 13;
-
-QEasingCurve easeOut()
-{
-    QEasingCurve curve(QEasingCurve::BezierSpline);
-    curve.addCubicBezierSegment({0, 0}, {0.58, 1}, {1, 1});
-    return curve;
-}
-
-CoordinateSpace toolkitSpace()
-{
-    const QScreen* primary = QGuiApplication::primaryScreen();
-    return CoordinateSpace(primary ? QRectF(primary->geometry()) : QRectF());
-}
 
 /// Where the pointer is, else the main screen, else the first.
 std::optional<Screen> screenUnderPointer(const Screens& screens)

@@ -1,11 +1,9 @@
 #include "overlay/ImagePreviewWindowController.h"
 
-#include "core/CoordinateSpace.h"
+#include "widgets/ToolkitSpace.h"
 
-#include <QGuiApplication>
 #include <QKeyEvent>
 #include <QPainter>
-#include <QScreen>
 #include <QWidget>
 #include <algorithm>
 #include <cmath>
@@ -116,9 +114,8 @@ ImagePreviewWindowController::ImagePreviewWindowController(const QImage& image, 
                                         main ? std::optional(main->visibleFrame) : std::nullopt);
     window_->setWindowTitle(title);
     window_->resize(static_cast<int>(std::lround(size.width)), static_cast<int>(std::lround(size.height)));
-    const QScreen* primary = QGuiApplication::primaryScreen();
-    if (main && primary) {
-        const QRectF visible = CoordinateSpace(QRectF(primary->geometry())).toQt(main->visibleFrame);
+    if (main) {
+        const QRectF visible = toolkitSpace().toQt(main->visibleFrame);
         window_->move((visible.center() - QPointF(size.width, size.height) / 2).toPoint());
     }
 }

@@ -1,8 +1,8 @@
 #include "overlay/OverlayWindowController.h"
 
-#include "core/CoordinateSpace.h"
 #include "core/DebugLog.h"
 #include "core/async/Timer.h"
+#include "widgets/ToolkitSpace.h"
 
 #include <QApplication>
 #include <QKeyEvent>
@@ -133,8 +133,7 @@ void OverlayWindowController::followDesktop()
 void OverlayWindowController::setupToolbar()
 {
     const auto main = desktop_.screens.main();
-    const QScreen* primary = QGuiApplication::primaryScreen();
-    if (!main || !primary)
+    if (!main)
         return;
     const QSize size = DrawingToolbarContentView::kSize;
     const ScreenRect place{main->frame.midX() - size.width() / 2.0, main->frame.minY() + kToolbarElevation,
@@ -144,7 +143,7 @@ void OverlayWindowController::setupToolbar()
     auto* layout = new QVBoxLayout(toolbarPanel_.get());
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(new DrawingToolbarContentView(drawingState_, session_));
-    toolbarPanel_->setGeometry(CoordinateSpace(QRectF(primary->geometry())).toQt(place).toRect());
+    toolbarPanel_->setGeometry(toolkitSpace().toQt(place).toRect());
     if (!desktop_.windows.isComposited())
         toolbarPanel_->cutCorners(DrawingToolbarContentView::kCornerRadius);
     toolbarPanel_->show();

@@ -1,5 +1,7 @@
 #include "panel/QueryInputPanel.h"
 
+#include "widgets/Easing.h"
+
 #include <QBitmap>
 #include <QKeyEvent>
 #include <QLabel>
@@ -19,13 +21,6 @@ constexpr int kResizeMilliseconds = 320;
 constexpr int kExitMilliseconds = 150;
 constexpr double kIgnoredHeightChange = 1;
 
-QEasingCurve bezier(QPointF first, QPointF second)
-{
-    QEasingCurve curve(QEasingCurve::BezierSpline);
-    curve.addCubicBezierSegment(first, second, QPointF(1, 1));
-    return curve;
-}
-
 } // namespace
 
 QueryInputPanel::QueryInputPanel(QPoint cardBottomLeft, WindowSurfaces& windows)
@@ -38,7 +33,7 @@ QueryInputPanel::QueryInputPanel(QPoint cardBottomLeft, WindowSurfaces& windows)
     setGeometry(cardBottomLeft.x(), cardBottomLeft.y() + kEntranceOffset - height, kWidth, height);
 
     entrance_.setDuration(kEntranceMilliseconds);
-    entrance_.setEasingCurve(bezier({0, 0}, {0.58, 1}));
+    entrance_.setEasingCurve(easeOut());
     entrance_.setStartValue(0.0);
     entrance_.setEndValue(1.0);
     connect(&entrance_, &QVariantAnimation::valueChanged, this, [this](const QVariant& progress) {
@@ -48,7 +43,7 @@ QueryInputPanel::QueryInputPanel(QPoint cardBottomLeft, WindowSurfaces& windows)
     });
 
     resize_.setDuration(kResizeMilliseconds);
-    resize_.setEasingCurve(bezier({0.12, 0.9}, {0.25, 1}));
+    resize_.setEasingCurve(bezierEasing({0.12, 0.9}, {0.25, 1}));
     connect(&resize_, &QVariantAnimation::valueChanged, this, [this](const QVariant& value) {
         cardHeight_ = value.toDouble();
         layOutCard();

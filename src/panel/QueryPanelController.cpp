@@ -1,12 +1,9 @@
 #include "panel/QueryPanelController.h"
 
-#include "core/CoordinateSpace.h"
 #include "core/DebugLog.h"
 #include "panel/QueryInputPanel.h"
 #include "panel/QueryPanelContentView.h"
-
-#include <QGuiApplication>
-#include <QScreen>
+#include "widgets/ToolkitSpace.h"
 
 namespace velmo {
 
@@ -34,12 +31,6 @@ std::optional<Screen> chooseScreen(const std::optional<Screen>& given, const Scr
     return all.empty() ? std::nullopt : std::optional(all.front());
 }
 
-CoordinateSpace coordinateSpace()
-{
-    const QScreen* primary = QGuiApplication::primaryScreen();
-    return CoordinateSpace(primary ? QRectF(primary->geometry()) : QRectF());
-}
-
 } // namespace
 
 QueryPanelController::QueryPanelController(AnnotationSession& session, const std::optional<Screen>& screen,
@@ -58,7 +49,7 @@ QueryPanelController::QueryPanelController(AnnotationSession& session, const std
         whole(visible.minY()) + QStringLiteral(" gap=") + whole(origin.y - visible.minY()) +
         QStringLiteral("pt"));
 
-    auto* panel = new QueryInputPanel(coordinateSpace().toQt(origin).toPoint(), windows);
+    auto* panel = new QueryInputPanel(toolkitSpace().toQt(origin).toPoint(), windows);
     panel->onEscape = [&session] { session.cancel(); };
     // The content lives inside the panel, so it never calls one that is gone.
     auto* content = new QueryPanelContentView(session, [panel](int height) { panel->animateHeight(height); });
