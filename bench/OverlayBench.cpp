@@ -11,6 +11,7 @@
 #include <benchmark/benchmark.h>
 #include <chrono>
 #include <poll.h>
+#include <utility>
 #include <xcb/damage.h>
 
 namespace velmo::bench {
@@ -72,8 +73,10 @@ private:
             if (reinterpret_cast<const xcb_unmap_notify_event_t&>(event).window == window_)
                 window_ = XCB_NONE;
         } else if (type == firstDamage_ + XCB_DAMAGE_NOTIFY) {
+            // The first report is of the window as it was when the watching began: still unpainted.
             const auto& damage = reinterpret_cast<const xcb_damage_notify_event_t&>(event);
-            isPainted_ = isPainted_ || damage.drawable == window_;
+            if (damage.drawable == window_ && !std::exchange(isFresh_, false))
+                isPainted_ = true;
         }
     }
 
@@ -84,8 +87,10 @@ private:
         if (!geometry || geometry->width != kScreen.width() || geometry->height != kScreen.height())
             return;
         window_ = window;
-        xcb_damage_create(connection_->get(), xcb_generate_id(connection_->get()), window,
-                          XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY);
+        isFresh_ = true;
+        const xcb_damage_damage_t damage = xcb_generate_id(connection_->get());
+        xcb_damage_create(connection_->get(), damage, window, XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY);
+        xcb_damage_subtract(connection_->get(), damage, XCB_NONE, XCB_NONE);
         connection_->sync();
     }
 
@@ -93,6 +98,7 @@ private:
     int firstDamage_ = 0;
     xcb_window_t window_ = XCB_NONE;
     bool isPainted_ = false;
+    bool isFresh_ = false;
 };
 
 double millisecondsSince(Clock::time_point begin)

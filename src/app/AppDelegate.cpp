@@ -32,6 +32,7 @@ AppDelegate::AppDelegate(std::shared_ptr<SettingsManager> settings, DesktopServi
     , session_(collaborators())
 {
     stateSubscription_ = session_.state().subscribe([this](SessionState next) { followSessionState(next); });
+    captureSubscription_ = session_.isPreparingCapture().subscribe([this](bool) { logDesktopDiagnostics(); });
 }
 
 AppDelegate::~AppDelegate()
@@ -40,7 +41,7 @@ AppDelegate::~AppDelegate()
     stopHotkeyMonitor();
     session_.end();
     // Nobody reads the screen any more when the desktop goes.
-    async::waitForWorkers();
+    async::finishWorkers();
     desktop_.displayCapture->release();
 }
 
@@ -74,8 +75,7 @@ void AppDelegate::applicationDidFinishLaunching(JsonFileDefaults& defaults)
     DebugLog::log(QStringLiteral("App"), QStringLiteral("Application did finish launching"));
     for (const QString& problem : defaults.takeProblems())
         logPlatform(problem);
-    for (const QString& diagnostic : desktop_.takeDiagnostics())
-        logPlatform(diagnostic);
+    logDesktopDiagnostics();
     defaults.setProblemHandler(logPlatform);
     session_.setSettings(settings_);
     desktop_.screens->setChangeHandler([this] { followScreens(); });
@@ -266,6 +266,11 @@ void AppDelegate::followSessionState(SessionState next)
     } else if (next == SessionState::Idle) {
         releaseCaptureSoon();
     }
+    logDesktopDiagnostics();
+}
+
+void AppDelegate::logDesktopDiagnostics()
+{
     for (const QString& diagnostic : desktop_.takeDiagnostics())
         logPlatform(diagnostic);
 }

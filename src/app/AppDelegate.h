@@ -46,6 +46,7 @@ private:
     [[nodiscard]] SessionCollaborators collaborators();
     [[nodiscard]] QStringList missingPermissions();
     void followSessionState(SessionState next);
+    void logDesktopDiagnostics();
     void reportMonitorStart(const EventTap::StartReport& report);
     void followQuickDrawHint(bool active);
     void hideHint();
@@ -57,6 +58,7 @@ private:
     ScreenCaptureService capture_;
     AnnotationSession session_;
     Subscription stateSubscription_;
+    Subscription captureSubscription_;
     std::shared_ptr<HotkeyMonitor> hotkeyMonitor_;
     std::unique_ptr<HintCapsuleController> hintCapsuleController_; ///< From the monitor's first start on.
     bool printsPassedKeys_ = true;

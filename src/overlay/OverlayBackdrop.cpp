@@ -13,8 +13,8 @@ OverlayBackdrop::OverlayBackdrop(DisplayCapture& capture, const WindowSurfaces& 
     , targets_(std::move(targets))
 {
     // The first look shows what the desktop did while our windows came, without any of them.
-    if (capture_.setChangeHandler([this] { follow(); }))
-        follow();
+    capture_.setChangeHandler([this] { follow(); });
+    follow();
 }
 
 OverlayBackdrop::~OverlayBackdrop()
@@ -42,7 +42,7 @@ async::Task<> OverlayBackdrop::refresh()
                 return capture.captureDisplay(id, CaptureMoment::Now);
             };
             const auto picture = co_await async::onWorker(std::move(work));
-            // A display that is gone keeps its last picture; its surface goes with it.
+            // Without one, what was shown before stays: it is the desktop still, if an older one.
             if (picture)
                 target.show(QPixmap::fromImage(picture.value()));
         }

@@ -49,13 +49,15 @@ public:
     virtual void freeze(std::optional<quint32> id) = 0;
 
     /// Told, at most ten times a second and only between prepare() and release(), that windows other than
-    /// ours look different now, or that a compositor has come or gone. An empty handler ends it. False when
-    /// nothing will be told, which is so wherever a picture without ours cannot be had.
-    virtual bool setChangeHandler(std::function<void()> handler) = 0;
+    /// ours look different now, or that a compositor has come or gone; never where the desktop cannot tell.
+    /// An empty handler ends it.
+    virtual void setChangeHandler(std::function<void()> handler) = 0;
 
     [[nodiscard]] virtual Result<ShareableContent, PlatformError> shareableContent() = 0;
 
     /// The display in native pixels, device pixel ratio 1, without the mouse pointer and without our windows.
+    /// Where our windows cannot be left out, Frozen gives the screen from before any of them was there, and
+    /// Now fails.
     [[nodiscard]] virtual Result<QImage, PlatformError> captureDisplay(quint32 id, CaptureMoment moment) = 0;
 };
 

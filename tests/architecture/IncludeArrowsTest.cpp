@@ -74,7 +74,7 @@ std::string objection(const Include& include)
     const std::string to = folderOf(include.path);
     if (!kAllowed.contains(to) || to == from)
         return {};
-    const std::string arrow = include.file + " includes " + include.path;
+    std::string arrow = include.file + " includes " + include.path;
     if (!kAllowed.contains(from))
         return include.file + " is in a folder without rules";
     if (!kAllowed.at(from).contains(to))

@@ -38,7 +38,7 @@ protected:
     {
         session->end();
         velmo::settle();
-        async::waitForWorkers();
+        async::finishWorkers();
         platform_.displayCapture->release();
         display().stopCompositor();
         display().stopWindowManager();

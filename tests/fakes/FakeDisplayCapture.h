@@ -43,11 +43,7 @@ public:
     void prepare() override { ++prepared; }
     void release() override { ++released; }
     void freeze(std::optional<quint32> id) override { frozen.push_back(id); }
-    bool setChangeHandler(std::function<void()> handler) override
-    {
-        onChange = std::move(handler);
-        return true;
-    }
+    void setChangeHandler(std::function<void()> handler) override { onChange = std::move(handler); }
 
     Result<ShareableContent, PlatformError> shareableContent() override
     {

@@ -38,7 +38,7 @@ protected:
     {
         session->end();
         settle();
-        async::waitForWorkers();
+        async::finishWorkers();
     }
 
     [[nodiscard]] static QImage picture(const QColor& color)

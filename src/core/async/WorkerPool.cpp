@@ -32,16 +32,16 @@ void runOnWorker(std::function<void()> function)
         pool().start(std::move(function));
 }
 
-void waitForWorkers()
+void finishWorkers()
 {
+    pool().clear();
     pool().waitForDone();
 }
 
 void shutDownWorkers()
 {
     closed = true;
-    pool().clear();
-    pool().waitForDone();
+    finishWorkers();
 }
 
 } // namespace velmo::async

@@ -20,9 +20,9 @@ template <typename Function>
     return result.value();
 }
 
-/// Returns when nothing runs or is due any more: for whoever is about to take away what the functions work
-/// with.
-void waitForWorkers();
+/// Drops what has not begun and returns when nothing runs any more: for whoever is about to take away what
+/// the functions work with.
+void finishWorkers();
 
 /// At exit: waits for what is running, and starts nothing more.
 void shutDownWorkers();

@@ -23,8 +23,12 @@ public:
     /// Null when no display answers.
     [[nodiscard]] Lease take();
 
-    /// Opens a connection now, unless one is at hand.
-    void keepSpare() { static_cast<void>(take()); }
+    /// Opens connections now, until one is at hand for the main thread and one for a worker.
+    void keepSpares()
+    {
+        const Lease first = take();
+        const Lease second = take();
+    }
 
 private:
     void giveBack(std::unique_ptr<X11CaptureServer> server);

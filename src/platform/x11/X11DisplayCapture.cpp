@@ -44,13 +44,15 @@ struct X11DisplayCapture::Frozen {
 /// What the main thread and workers have in common.
 struct X11DisplayCapture::Shared {
     X11CapturePool pool; ///< Outlives the frozen picture.
-    std::mutex mutex;    ///< For the next four.
+    std::mutex mutex;    ///< For the next five.
     std::vector<DisplayScale> scales;
     std::optional<X11ResourceRange> ownResources;
     QStringList diagnostics;
     std::unique_ptr<Frozen> frozen;
+    QStringList told; ///< Diagnostics since prepare(), each of which is said once.
     std::atomic<bool> isRedirected = false;
-    std::atomic<quint32> picture = 0;
+    std::atomic<quint32> picture = 0; ///< The whole screen before any of our windows.
+    std::atomic<quint32> base = 0;    ///< The same, where it has to stand in for the desktop's background.
 };
 
 X11DisplayCapture::X11DisplayCapture()
@@ -83,20 +85,35 @@ void X11DisplayCapture::addDiagnostics(const QStringList& sentences)
     if (sentences.isEmpty())
         return;
     const std::lock_guard lock(shared_->mutex);
-    shared_->diagnostics << sentences;
+    for (const QString& sentence : sentences) {
+        if (shared_->told.contains(sentence))
+            continue;
+        shared_->told << sentence;
+        shared_->diagnostics << sentence;
+    }
 }
 
 void X11DisplayCapture::prepare()
 {
     setScaleSource(std::move(scaleSource_));
     forgetLostServer();
-    if (shared_->isRedirected)
+    if (isPrepared_)
         return;
+    if (!holder_)
+        holder_ = X11Connection::open();
+    if (!holder_)
+        return;
+    isPrepared_ = true;
+    {
+        const std::lock_guard lock(shared_->mutex);
+        shared_->told.clear();
+    }
+    takePicture();
     redirect();
     if (!shared_->isRedirected)
         return;
     // So that freeze() need not open one while somebody waits for the panel.
-    shared_->pool.keepSpare();
+    shared_->pool.keepSpares();
     followChanges();
 }
 
@@ -107,33 +124,43 @@ void X11DisplayCapture::forgetLostServer()
         holder_->discardEvents();
     if (!holder_ || !holder_->isBroken())
         return;
+    isPrepared_ = false;
     shared_->isRedirected = false;
     shared_->picture = XCB_NONE;
+    shared_->base = XCB_NONE;
     picturePixmap_ = XCB_NONE;
     replaceFrozen(nullptr);
     watcher_.reset();
     holder_.reset();
 }
 
+/// Wherever windows cannot be told apart later, the screen from before any of ours is the right picture
+/// still.
+void X11DisplayCapture::takePicture()
+{
+    const xcb_pixmap_t copy = copyOfScreen(*holder_).pixmap;
+    holder_->sync();
+    if (holder_->discardEvents() > 0 && copy != XCB_NONE) {
+        xcb_free_pixmap(holder_->get(), copy);
+        return;
+    }
+    picturePixmap_ = copy;
+    shared_->picture = copy;
+    // A compositing manager paints the desktop itself. Where it announces no background, there is none but
+    // this.
+    if (holder_->compositingManager() != XCB_NONE && !announcedBackground(*holder_))
+        shared_->base = copy;
+}
+
 void X11DisplayCapture::redirect()
 {
-    if (!holder_)
-        holder_ = X11Connection::open();
-    if (!holder_ || !enableComposite(*holder_))
+    if (!enableComposite(*holder_))
         return;
     const XcbPointer<xcb_generic_error_t> refusal(xcb_request_check(
         holder_->get(), xcb_composite_redirect_subwindows_checked(holder_->get(), holder_->root(),
                                                                   XCB_COMPOSITE_REDIRECT_AUTOMATIC)));
     if (refusal || holder_->isBroken())
         return;
-    // A compositing manager paints the desktop itself. Where it announces no picture of it, the screen as it
-    // is now, without any window of ours, is the only one there is.
-    if (holder_->compositingManager() != XCB_NONE && !announcedBackground(*holder_))
-        picturePixmap_ = copyOfScreen(*holder_).pixmap;
-    holder_->sync();
-    if (holder_->discardEvents() > 0)
-        picturePixmap_ = XCB_NONE;
-    shared_->picture = picturePixmap_;
     shared_->isRedirected = !holder_->isBroken();
 }
 
@@ -141,12 +168,15 @@ void X11DisplayCapture::release()
 {
     watcher_.reset();
     replaceFrozen(nullptr);
-    if (!shared_->isRedirected.exchange(false))
+    if (!std::exchange(isPrepared_, false))
         return;
     shared_->picture = XCB_NONE;
+    shared_->base = XCB_NONE;
     if (picturePixmap_ != XCB_NONE)
         xcb_free_pixmap(holder_->get(), std::exchange(picturePixmap_, XCB_NONE));
-    xcb_composite_unredirect_subwindows(holder_->get(), holder_->root(), XCB_COMPOSITE_REDIRECT_AUTOMATIC);
+    if (shared_->isRedirected.exchange(false))
+        xcb_composite_unredirect_subwindows(holder_->get(), holder_->root(),
+                                            XCB_COMPOSITE_REDIRECT_AUTOMATIC);
     xcb_flush(holder_->get());
     holder_->discardEvents();
 }
@@ -154,6 +184,8 @@ void X11DisplayCapture::release()
 void X11DisplayCapture::freeze(std::optional<quint32> id)
 {
     replaceFrozen(nullptr);
+    // Screens may have come since the session began.
+    setScaleSource(std::move(scaleSource_));
     if (!shared_->isRedirected)
         return;
     auto frozen = std::make_unique<Frozen>();
@@ -169,6 +201,9 @@ void X11DisplayCapture::freeze(std::optional<quint32> id)
     frozen->scene = compose(*frozen->server, display.area);
     if (frozen->scene.pixels)
         replaceFrozen(std::move(frozen));
+    else
+        addDiagnostics({QStringLiteral("The picture could not be kept when the stroke ended: ") +
+                        frozen->scene.obstacle + u'.'});
 }
 
 void X11DisplayCapture::replaceFrozen(std::unique_ptr<Frozen> frozen)
@@ -194,11 +229,10 @@ QImage X11DisplayCapture::takeFrozen(quint32 id)
     return image;
 }
 
-bool X11DisplayCapture::setChangeHandler(std::function<void()> handler)
+void X11DisplayCapture::setChangeHandler(std::function<void()> handler)
 {
     changeHandler_ = std::move(handler);
     followChanges();
-    return watcher_ != nullptr;
 }
 
 void X11DisplayCapture::followChanges()
@@ -254,7 +288,7 @@ X11Scene X11DisplayCapture::compose(X11CaptureServer& server, const QRect& area)
             const std::lock_guard lock(shared_->mutex);
             ownResources = shared_->ownResources;
         }
-        scene = composeScene(server, area, {ownResources, shared_->picture});
+        scene = composeScene(server, area, {ownResources, shared_->base});
     }
     // Also asked afterwards: windows that were released meanwhile have no pixels of their own.
     if (scene.obstacle.isEmpty() && !shared_->isRedirected)
@@ -284,16 +318,22 @@ Result<QImage, PlatformError> X11DisplayCapture::captureDisplay(quint32 id, Capt
     if (image.isNull() && !connection.isBroken()) {
         if (scene.obstacle.isEmpty())
             scene.obstacle = QStringLiteral("the X server did not hand out the picture");
-        scene.notes = {QStringLiteral("The picture is the plain screen with this program's own windows: ") +
-                       scene.obstacle + QStringLiteral(".")};
-        image = readRootImage(connection, display->area);
+        const quint32 picture = moment == CaptureMoment::Frozen ? shared_->picture.load() : XCB_NONE;
+        if (picture == XCB_NONE)
+            return Failure{
+                PlatformError{PlatformError::Kind::Unsupported,
+                              QStringLiteral("The windows cannot be told apart: ") + scene.obstacle + u'.'}};
+        scene.notes = {QStringLiteral("The picture is the screen from before the drawing: ") +
+                       scene.obstacle + u'.'};
+        image = readPixmapImage(connection, picture, display->area);
     }
     if (connection.isBroken())
         return Failure{noServer()};
     if (image.isNull())
         return Failure{PlatformError{PlatformError::Kind::Failed,
                                      QStringLiteral("The X server refused to show the screen.")}};
-    addDiagnostics(scene.notes);
+    if (moment == CaptureMoment::Frozen)
+        addDiagnostics(scene.notes);
     return image;
 }
 

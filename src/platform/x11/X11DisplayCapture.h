@@ -49,7 +49,7 @@ public:
     void prepare() override;
     void release() override;
     void freeze(std::optional<quint32> id) override;
-    bool setChangeHandler(std::function<void()> handler) override;
+    void setChangeHandler(std::function<void()> handler) override;
     [[nodiscard]] Result<ShareableContent, PlatformError> shareableContent() override;
     [[nodiscard]] Result<QImage, PlatformError> captureDisplay(quint32 id, CaptureMoment moment) override;
 
@@ -58,6 +58,7 @@ private:
     struct Shared;
 
     void addDiagnostics(const QStringList& sentences);
+    void takePicture();
     void redirect();
     void forgetLostServer();
     void followChanges();
@@ -70,6 +71,7 @@ private:
     ScaleSource scaleSource_;
     std::function<void()> changeHandler_;
     std::unique_ptr<X11Connection> holder_; ///< Keeps windows redirected.
+    bool isPrepared_ = false;               ///< Main thread.
     quint32 picturePixmap_ = 0;             ///< The screen before our windows, on holder_.
     std::unique_ptr<X11ChangeWatcher> watcher_;
 

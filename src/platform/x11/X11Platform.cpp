@@ -24,6 +24,9 @@ X11Platform X11Platform::create(std::unique_ptr<AccessibleFocus> elements)
     }
     platform.displayCapture->setScaleSource([screens = platform.screens.get()] {
         std::vector<DisplayScale> scales;
+        // Without talk of monitors the whole screen is one display, number 0.
+        if (const auto main = screens->main())
+            scales.push_back({0, main->scale});
         for (const auto& screen : screens->all()) {
             if (screen.displayID)
                 scales.push_back({*screen.displayID, screen.scale});

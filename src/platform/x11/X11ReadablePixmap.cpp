@@ -157,7 +157,12 @@ QImage X11ReadablePixmap::readOverConnection()
 
 QImage readRootImage(X11Connection& connection, const QRect& rectangle)
 {
-    const auto reply = getImage(connection, connection.root(), rectangle);
+    return readPixmapImage(connection, connection.root(), rectangle);
+}
+
+QImage readPixmapImage(X11Connection& connection, xcb_pixmap_t pixmap, const QRect& rectangle)
+{
+    const auto reply = getImage(connection, pixmap, rectangle);
     if (!reply)
         return {};
     const int bits = bitsPerPixel(connection, reply->depth);

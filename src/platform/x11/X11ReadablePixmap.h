@@ -43,4 +43,7 @@ private:
 /// A rectangle of the root as it is on the screen, whatever the screen's depth. Null on failure.
 [[nodiscard]] QImage readRootImage(X11Connection& connection, const QRect& rectangle);
 
+/// A rectangle of a pixmap of the root's depth. Null on failure.
+[[nodiscard]] QImage readPixmapImage(X11Connection& connection, xcb_pixmap_t pixmap, const QRect& rectangle);
+
 } // namespace velmo

@@ -35,12 +35,17 @@ void dropUnreadable(std::vector<X11StackedWindow>& stack, const X11RenderFormats
                      QString::number(dropped) + QStringLiteral(" windows; the picture lacks them.");
 }
 
-/// False where the desktop's background cannot be known.
-bool draw(X11CaptureServer& server, const X11SceneSources& sources, xcb_pixmap_t target, const QRect& area,
-          QStringList& notes)
+/// Half a sentence about why it cannot be drawn; empty if it is.
+QString draw(X11CaptureServer& server, const X11SceneSources& sources, xcb_pixmap_t target, const QRect& area,
+             QStringList& notes)
 {
     auto& connection = *server.connection;
     const X11ServerGrab grab(connection.get());
+    // A monitor may have gone since it was asked about, and what lies beyond the root is nobody's.
+    const auto root =
+        connection.await(xcb_get_geometry_reply, xcb_get_geometry(connection.get(), connection.root()));
+    if (!root || !QRect(0, 0, root->width, root->height).contains(area))
+        return QStringLiteral("the screen has shrunk");
     auto stack = readWindowStack(connection, area, sources.ownResources);
     nameWindowPixmaps(connection, stack);
     dropUnreadable(stack, server.formats, notes);
@@ -59,7 +64,11 @@ bool draw(X11CaptureServer& server, const X11SceneSources& sources, xcb_pixmap_t
     }
     scene.drawWindows(stack, blending);
     freeWindowPixmaps(connection, stack);
-    return background || uncovered.isEmpty();
+    if (background || uncovered.isEmpty())
+        return {};
+    return QStringLiteral(
+        "the compositing manager paints the desktop's background, and began after the capture "
+        "was prepared");
 }
 
 } // namespace
@@ -74,10 +83,7 @@ X11Scene composeScene(X11CaptureServer& server, const QRect& area, const X11Scen
         return scene;
     }
     connection.discardEvents();
-    if (!draw(server, sources, scene.pixels->id(), area, scene.notes))
-        scene.obstacle =
-            QStringLiteral("the compositing manager paints the desktop's background, and began after "
-                           "the capture was prepared");
+    scene.obstacle = draw(server, sources, scene.pixels->id(), area, scene.notes);
     // Requests that draw are not answered; what went wrong with them arrives before the next answer. Such a
     // picture has holes, or shows windows that were no longer redirected.
     connection.sync();
