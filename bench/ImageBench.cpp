@@ -83,6 +83,11 @@ void compare(benchmark::State& state, const char* what, const Encoder& ours, con
                 const QByteArray bytes = encode(image);
                 const std::chrono::duration<double, std::milli> time =
                     std::chrono::steady_clock::now() - begin;
+                if (bytes.isEmpty()) {
+                    state.SkipWithError("a picture was not encoded");
+                    Limits::shared().fail("a picture was not encoded");
+                    return;
+                }
                 Limits::shared().note(key(what, picture) + side, time.count());
                 Limits::shared().note(key(what, picture) + side + "/bytes",
                                       static_cast<double>(bytes.size()));
