@@ -8,7 +8,7 @@ namespace velmo {
 /// An environment variable for the length of a test; what it was before comes back.
 class EnvironmentVariable {
 public:
-    explicit EnvironmentVariable(const char* name, std::optional<QByteArray> value = std::nullopt)
+    explicit EnvironmentVariable(const char* name, const std::optional<QByteArray>& value = std::nullopt)
         : name_(name)
     {
         if (qEnvironmentVariableIsSet(name))
