@@ -42,7 +42,9 @@ protected:
     void showEvent(QShowEvent* event) override
     {
         isPlaced_ = false;
-        windows_.showOnEveryDesktop(*this);
+        // A window that only comes back from being minimised has its state from the window manager.
+        if (!event->spontaneous())
+            windows_.showOnEveryDesktop(*this);
         QWidget::showEvent(event);
     }
 
