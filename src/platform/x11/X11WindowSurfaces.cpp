@@ -64,6 +64,15 @@ std::vector<xcb_window_t> shownOwnWindows(xcb_connection_t* connection, xcb_wind
     return stack;
 }
 
+/// Nothing where nobody has used the property's name: then nobody would read it either.
+void setKnownProperty(xcb_connection_t* connection, const QWidget& widget, const char* name, xcb_atom_t type,
+                      uint32_t value)
+{
+    if (const xcb_atom_t property = existingAtom(connection, name); property != XCB_NONE)
+        xcb_change_property(connection, XCB_PROP_MODE_REPLACE, windowOf(widget), property, type, 32, 1,
+                            &value);
+}
+
 } // namespace
 
 X11WindowSurfaces::X11WindowSurfaces()
@@ -152,17 +161,11 @@ void X11WindowSurfaces::showOnEveryDesktop(QWidget& widget)
     xcb_connection_t* connection = toolkitConnection();
     if (connection == nullptr)
         return;
-    // A window manager that knows desktops has used these names before us.
     constexpr uint32_t kEveryDesktop = 0xffffffff;
-    if (const xcb_atom_t property = existingAtom(connection, "_NET_WM_DESKTOP"); property != XCB_NONE)
-        xcb_change_property(connection, XCB_PROP_MODE_REPLACE, windowOf(widget), property, XCB_ATOM_CARDINAL,
-                            32, 1, &kEveryDesktop);
-    const xcb_atom_t state = existingAtom(connection, "_NET_WM_STATE");
-    const xcb_atom_t sticky = existingAtom(connection, "_NET_WM_STATE_STICKY");
+    setKnownProperty(connection, widget, "_NET_WM_DESKTOP", XCB_ATOM_CARDINAL, kEveryDesktop);
     // The toolkit keeps what it finds there and adds its own.
-    if (state != XCB_NONE && sticky != XCB_NONE)
-        xcb_change_property(connection, XCB_PROP_MODE_REPLACE, windowOf(widget), state, XCB_ATOM_ATOM, 32, 1,
-                            &sticky);
+    if (const xcb_atom_t sticky = existingAtom(connection, "_NET_WM_STATE_STICKY"); sticky != XCB_NONE)
+        setKnownProperty(connection, widget, "_NET_WM_STATE", XCB_ATOM_ATOM, sticky);
 }
 
 void X11WindowSurfaces::omitShadow(QWidget& widget)
@@ -170,11 +173,8 @@ void X11WindowSurfaces::omitShadow(QWidget& widget)
     xcb_connection_t* connection = toolkitConnection();
     if (connection == nullptr)
         return;
-    // Only a compositor that draws shadows by itself has ever used the name.
     constexpr uint32_t kNone = 0;
-    if (const xcb_atom_t property = existingAtom(connection, "_COMPTON_SHADOW"); property != XCB_NONE)
-        xcb_change_property(connection, XCB_PROP_MODE_REPLACE, windowOf(widget), property, XCB_ATOM_CARDINAL,
-                            32, 1, &kNone);
+    setKnownProperty(connection, widget, "_COMPTON_SHADOW", XCB_ATOM_CARDINAL, kNone);
 }
 
 void X11WindowSurfaces::bringManagedToTop(QWidget& widget)
