@@ -1,6 +1,7 @@
 #include "e2e/ProgramDesk.h"
 #include "overlay/HintCapsuleController.h"
 #include "panel/QueryInputPanel.h"
+#include "support/widgets/ShownWidgets.h"
 
 #include <QScreen>
 
@@ -25,13 +26,7 @@ protected:
     void holdChord() { input_.hold({"Alt_L", "Super_L"}); }
     void releaseChord() { input_.letGo({"Alt_L", "Super_L"}); }
 
-    [[nodiscard]] static bool hintIsUp()
-    {
-        const auto widgets = QApplication::allWidgets();
-        return std::ranges::any_of(widgets, [](const QWidget* widget) {
-            return dynamic_cast<const HintCapsuleView*>(widget) != nullptr && widget->isVisible();
-        });
-    }
+    [[nodiscard]] static bool hintIsUp() { return !shownWidgets<HintCapsuleView>().empty(); }
 
     [[nodiscard]] static QImage screenNow()
     {

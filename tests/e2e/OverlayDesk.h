@@ -5,6 +5,7 @@
 #include "platform/x11/X11Platform.h"
 #include "platform/x11/X11ReadablePixmap.h"
 #include "support/core/SessionTest.h"
+#include "support/widgets/ShownWidgets.h"
 #include "support/x11/Await.h"
 #include "support/x11/InputDriver.h"
 #include "support/x11/VirtualDisplay.h"
@@ -57,21 +58,10 @@ protected:
         }));
     }
 
-    template <typename Widget>
-    [[nodiscard]] static std::vector<Widget*> shown()
-    {
-        std::vector<Widget*> result;
-        const auto widgets = QApplication::allWidgets();
-        for (QWidget* widget : widgets) {
-            if (auto* match = dynamic_cast<Widget*>(widget); match && match->isVisible())
-                result.push_back(match);
-        }
-        return result;
-    }
-    [[nodiscard]] static std::vector<OverlaySurface*> surfaces() { return shown<OverlaySurface>(); }
+    [[nodiscard]] static std::vector<OverlaySurface*> surfaces() { return shownWidgets<OverlaySurface>(); }
     [[nodiscard]] static QWidget* toolbar()
     {
-        const auto found = shown<DrawingToolbarContentView>();
+        const auto found = shownWidgets<DrawingToolbarContentView>();
         return found.empty() ? nullptr : found.front()->window();
     }
     [[nodiscard]] static xcb_window_t idOf(const QWidget* widget)

@@ -204,7 +204,7 @@ TEST_P(ScaledOverlay, TheHintStandsOnTheScreenOfThePointer)
         const double scale = isWest ? west().scale : east().scale;
         input_.moveTo(monitor.center().x(), monitor.top());
         hint.show();
-        const QWidget* capsule = shown<HintCapsuleView>().at(0)->window();
+        const QWidget* capsule = shownWidgets<HintCapsuleView>().at(0)->window();
         const auto stands = [&] {
             const QRect place = nativeGeometry(capsule);
             return std::abs(place.center().x() - monitor.center().x()) <= 2 &&
