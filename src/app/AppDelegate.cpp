@@ -8,6 +8,8 @@
 #include "providers/OpenAIProvider.h"
 
 #include <QCoreApplication>
+#include <QDesktopServices>
+#include <QUrl>
 #include <utility>
 
 namespace velmo {
@@ -56,8 +58,7 @@ SessionCollaborators AppDelegate::collaborators()
         },
         .makePanel = [this](AnnotationSession& session,
                             const std::optional<Screen>& screen) -> std::unique_ptr<QuestionPanel> {
-            return std::make_unique<QueryPanelController>(session, screen, *desktop_.screens,
-                                                          *desktop_.windowSurfaces);
+            return std::make_unique<QueryPanelController>(session, screen, panelDesktop());
         },
         .capture = capture_,
         .focus = *desktop_.windowFocus,
@@ -66,6 +67,17 @@ SessionCollaborators AppDelegate::collaborators()
             -> std::unique_ptr<LLMProvider> { return std::make_unique<AnthropicProvider>(apiKey, model); },
         .makeOpenAIProvider = [](const QString& apiKey, const QString& model)
             -> std::unique_ptr<LLMProvider> { return std::make_unique<OpenAIProvider>(apiKey, model); },
+    };
+}
+
+PanelDesktop AppDelegate::panelDesktop()
+{
+    return {
+        .screens = *desktop_.screens,
+        .windows = *desktop_.windowSurfaces,
+        .openSettingsWindow = {},
+        .openAddress = [](const QUrl& address) { QDesktopServices::openUrl(address); },
+        .makeTranscriptionService = {},
     };
 }
 

@@ -5,6 +5,7 @@
 #include "core/AnnotationSession.h"
 #include "input/HotkeyMonitor.h"
 #include "overlay/HintCapsuleController.h"
+#include "panel/PanelDesktop.h"
 #include "platform/linux/JsonFileDefaults.h"
 
 #include <QTimer>
@@ -44,6 +45,7 @@ public:
 
 private:
     [[nodiscard]] SessionCollaborators collaborators();
+    [[nodiscard]] PanelDesktop panelDesktop();
     [[nodiscard]] QStringList missingPermissions();
     void followSessionState(SessionState next);
     void logDesktopDiagnostics();

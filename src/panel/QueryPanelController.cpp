@@ -34,10 +34,10 @@ std::optional<Screen> chooseScreen(const std::optional<Screen>& given, const Scr
 } // namespace
 
 QueryPanelController::QueryPanelController(AnnotationSession& session, const std::optional<Screen>& screen,
-                                           const Screens& screens, WindowSurfaces& windows)
-    : windows_(windows)
+                                           const PanelDesktop& desktop)
+    : desktop_(desktop)
 {
-    const Screen chosen = chooseScreen(screen, screens).value_or(Screen{});
+    const Screen chosen = chooseScreen(screen, desktop.screens).value_or(Screen{});
     const ScreenRect visible = chosen.visibleFrame;
     log(QStringLiteral("screen=") + describe(chosen.frame) + QStringLiteral(" visibleFrame=") +
         describe(visible));
@@ -49,7 +49,7 @@ QueryPanelController::QueryPanelController(AnnotationSession& session, const std
         whole(visible.minY()) + QStringLiteral(" gap=") + whole(origin.y - visible.minY()) +
         QStringLiteral("pt"));
 
-    auto* panel = new QueryInputPanel(toolkitSpace().toQt(origin).toPoint(), windows);
+    auto* panel = new QueryInputPanel(toolkitSpace().toQt(origin).toPoint(), desktop.windows);
     panel->onEscape = [&session] { session.cancel(); };
     // The content lives inside the panel, so it never calls one that is gone.
     auto* content = new QueryPanelContentView(session, [panel](int height) { panel->animateHeight(height); });
@@ -70,9 +70,9 @@ void QueryPanelController::showWindow()
         return;
     // The content is the panel's, so it is there whenever the panel has come in.
     panel->enter([view = contentViewBridge_.data()] { view->focusField(); });
-    windows_.keepManagedOnTop();
+    desktop_.windows.keepManagedOnTop();
     // At once and not after the entrance: what is typed meanwhile belongs to the question.
-    windows_.focusWindow(*panel);
+    desktop_.windows.focusWindow(*panel);
     focusInput();
 }
 
@@ -105,8 +105,8 @@ void QueryPanelController::bringToFront()
         return;
     panel->show();
     panel->raise();
-    windows_.keepManagedOnTop();
-    windows_.focusWindow(*panel);
+    desktop_.windows.keepManagedOnTop();
+    desktop_.windows.focusWindow(*panel);
 }
 
 bool QueryPanelController::isWindowVisible() const

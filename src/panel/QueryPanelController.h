@@ -1,7 +1,7 @@
 #pragma once
 
 #include "core/AnnotationSession.h"
-#include "platform/WindowSurfaces.h"
+#include "panel/PanelDesktop.h"
 
 #include <QPointer>
 
@@ -13,9 +13,9 @@ class QueryPanelContentView;
 /// Owns the window of question and answer: places it, animates it, and gives it the keyboard. Main thread.
 class QueryPanelController final : public QuestionPanel {
 public:
-    /// Without a screen the main one is used, else the first. Session, screens and window system outlive it.
+    /// Without a screen the main one is used, else the first. The session outlives it.
     QueryPanelController(AnnotationSession& session, const std::optional<Screen>& screen,
-                         const Screens& screens, WindowSurfaces& windows);
+                         const PanelDesktop& desktop);
     ~QueryPanelController() override;
 
     void showWindow() override;
@@ -26,7 +26,7 @@ public:
     [[nodiscard]] bool isWindowVisible() const override;
 
 private:
-    WindowSurfaces& windows_;
+    PanelDesktop desktop_;
     QPointer<QueryInputPanel> panel_;
     QPointer<QueryPanelContentView> contentViewBridge_;
 };
