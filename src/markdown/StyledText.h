@@ -22,4 +22,16 @@ struct StyledText {
 /// The whole text in the base style.
 [[nodiscard]] StyledText plain(std::u16string_view source);
 
+/// Units of the same style that follow one another, as many as there are.
+struct Run {
+    std::size_t begin = 0;
+    std::size_t end = 0; ///< The first unit behind it.
+    Style style = Style::Base;
+
+    friend bool operator==(const Run&, const Run&) = default;
+};
+
+/// What the text consists of from the given unit on.
+[[nodiscard]] std::vector<Run> runs(const StyledText& text, std::size_t from = 0);
+
 } // namespace velmo::markdown
