@@ -9,5 +9,6 @@ void checkCaptureLimits();
 void checkImageLimits();
 void checkDrawLimits();
 void checkOverlayLimits();
+void checkMarkdownLimits();
 
 } // namespace velmo::bench

@@ -109,7 +109,7 @@ TEST(IncrementalRenderer, DoesNotPointIntoASurrogatePairThatAPieceCompletes)
     EXPECT_EQ(renderer.rendering().text, u"a" + smile);
 }
 
-TEST(IncrementalRenderer, DoesNotPointIntoASurrogatePairThatAPieceTakesApart)
+TEST(IncrementalRenderer, DoesNotPointIntoASurrogatePairThatAPieceJoins)
 {
     // The markers go and leave two halves together: one was before them, the other is bold.
     IncrementalRenderer renderer;
