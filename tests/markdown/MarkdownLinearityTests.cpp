@@ -11,7 +11,7 @@ using namespace std::chrono_literals;
 
 // Generous: each takes a fraction of a second, and applied literally it would take hours.
 constexpr auto kGuard = 10s;
-constexpr std::size_t kMegabyte = 1024 * 1024;
+constexpr std::size_t kMegabyte = std::size_t(1024) * 1024;
 
 std::u16string repeated(std::u16string_view part, std::size_t units)
 {
