@@ -1,15 +1,10 @@
 #pragma once
 
-#include <QColor>
+#include "widgets/Colors.h"
 
 /// The colours of the overlay's controls. They are dark whatever the desktop's scheme.
 namespace velmo::OverlayTheme {
 
-/// White at an opacity.
-inline QColor white(float alpha)
-{
-    return QColor::fromRgbF(1, 1, 1, alpha);
-}
 inline QColor toolbar()
 {
     return QColor::fromRgbF(32 / 255.F, 32 / 255.F, 37 / 255.F, 0.92F);

@@ -1,6 +1,7 @@
 #include "overlay/ToolbarButtons.h"
 
 #include "overlay/OverlayTheme.h"
+#include "widgets/Colors.h"
 #include "widgets/SymbolIcon.h"
 #include "widgets/SystemFont.h"
 
@@ -10,17 +11,17 @@ namespace velmo {
 
 namespace {
 
-constexpr int kFadeMilliseconds = 80;
 constexpr double kCornerRadius = 6;
 constexpr int kSwatchSize = 20;
 constexpr QSize kDoneSize(65, 28);
 constexpr int kDoneTextSize = 13;
 
-QColor blended(const QColor& from, const QColor& to, double progress)
+/// The toolbar never takes the keyboard.
+void makeToolbarControl(QWidget& control, QSize size)
 {
-    const auto mix = [progress](float a, float b) { return a + (b - a) * static_cast<float>(progress); };
-    return QColor::fromRgbF(mix(from.redF(), to.redF()), mix(from.greenF(), to.greenF()),
-                            mix(from.blueF(), to.blueF()), mix(from.alphaF(), to.alphaF()));
+    control.setFixedSize(size);
+    control.setFocusPolicy(Qt::NoFocus);
+    control.setCursor(Qt::ArrowCursor);
 }
 
 void paintGround(QPainter& painter, const QRectF& bounds, const QColor& color)
@@ -33,45 +34,11 @@ void paintGround(QPainter& painter, const QRectF& bounds, const QColor& color)
 
 } // namespace
 
-ToolbarButton::ToolbarButton(QSize size)
-{
-    setFixedSize(size);
-    setFocusPolicy(Qt::NoFocus);
-    setCursor(Qt::ArrowCursor);
-    for (QVariantAnimation* progress : {&hover_, &press_}) {
-        progress->setDuration(kFadeMilliseconds);
-        progress->setStartValue(0.0);
-        progress->setEndValue(0.0);
-        connect(progress, &QVariantAnimation::valueChanged, this, [this] { update(); });
-    }
-    connect(this, &QAbstractButton::pressed, this, [this] { fadeTo(press_, 1); });
-    connect(this, &QAbstractButton::released, this, [this] { fadeTo(press_, 0); });
-}
-
-void ToolbarButton::fadeTo(QVariantAnimation& progress, double end)
-{
-    const double now = progress.currentValue().toDouble();
-    progress.stop();
-    progress.setStartValue(now);
-    progress.setEndValue(end);
-    progress.start();
-}
-
-void ToolbarButton::enterEvent(QEnterEvent*)
-{
-    fadeTo(hover_, 1);
-}
-
-void ToolbarButton::leaveEvent(QEvent*)
-{
-    fadeTo(hover_, 0);
-}
-
 SymbolButton::SymbolButton(const QString& symbol, const QString& description, int size, int symbolSize)
-    : ToolbarButton(QSize(size, size))
-    , symbol_(symbol)
+    : symbol_(symbol)
     , symbolSize_(symbolSize)
 {
+    makeToolbarControl(*this, QSize(size, size));
     setAccessibleName(description);
 }
 
@@ -84,7 +51,7 @@ void SymbolButton::setSelected(bool selected)
 void SymbolButton::paintEvent(QPaintEvent*)
 {
     QPainter painter(this);
-    const QColor rest = isSelected_ ? OverlayTheme::selectedTool() : OverlayTheme::white(0);
+    const QColor rest = isSelected_ ? OverlayTheme::selectedTool() : white(0);
     const QColor hovered = isSelected_ ? OverlayTheme::selectedTool() : OverlayTheme::hoveredControl();
     paintGround(painter, rect(),
                 blended(blended(rest, hovered, hover()), OverlayTheme::selectedTool(), press()));
@@ -93,9 +60,9 @@ void SymbolButton::paintEvent(QPaintEvent*)
 }
 
 ColorSwatchButton::ColorSwatchButton(const QColor& swatchColor, const QString& description)
-    : ToolbarButton(QSize(kSwatchSize, kSwatchSize))
-    , swatchColor_(swatchColor)
+    : swatchColor_(swatchColor)
 {
+    makeToolbarControl(*this, QSize(kSwatchSize, kSwatchSize));
     setAccessibleName(description);
 }
 
@@ -131,15 +98,15 @@ void ColorSwatchButton::paintEvent(QPaintEvent*)
     const float outline = swatchColor_ == QColor(Qt::black) ? kHairline : 0;
     const auto alpha = static_cast<float>(outline + (0.5F - outline) * static_cast<float>(hover()));
     if (alpha > 0) {
-        painter.setPen(QPen(OverlayTheme::white(alpha), 1));
+        painter.setPen(QPen(white(alpha), 1));
         painter.setBrush(Qt::NoBrush);
         painter.drawEllipse(circle.adjusted(0.5, 0.5, -0.5, -0.5));
     }
 }
 
 DoneButton::DoneButton()
-    : ToolbarButton(kDoneSize)
 {
+    makeToolbarControl(*this, kDoneSize);
     setText(QStringLiteral("Done →"));
     setFont(systemFont(kDoneTextSize, QFont::DemiBold));
 }

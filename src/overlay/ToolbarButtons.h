@@ -1,33 +1,11 @@
 #pragma once
 
-#include <QAbstractButton>
-#include <QVariantAnimation>
+#include "widgets/FadingButton.h"
 
 namespace velmo {
 
-/// A control of the toolbar: it never takes the keyboard, and its ground changes softly under the pointer and
-/// under a press. Main thread.
-class ToolbarButton : public QAbstractButton {
-protected:
-    explicit ToolbarButton(QSize size);
-
-    /// From 0, away from the pointer, to 1.
-    [[nodiscard]] double hover() const { return hover_.currentValue().toDouble(); }
-    /// From 0, let go, to 1.
-    [[nodiscard]] double press() const { return press_.currentValue().toDouble(); }
-
-    void enterEvent(QEnterEvent* event) override;
-    void leaveEvent(QEvent* event) override;
-
-private:
-    void fadeTo(QVariantAnimation& progress, double end);
-
-    QVariantAnimation hover_;
-    QVariantAnimation press_;
-};
-
 /// A symbol on a ground that shows whether the tool is selected.
-class SymbolButton final : public ToolbarButton {
+class SymbolButton final : public FadingButton {
 public:
     SymbolButton(const QString& symbol, const QString& description, int size, int symbolSize);
 
@@ -44,7 +22,7 @@ private:
 };
 
 /// A disc in a stroke colour, ringed when selected.
-class ColorSwatchButton final : public ToolbarButton {
+class ColorSwatchButton final : public FadingButton {
 public:
     ColorSwatchButton(const QColor& swatchColor, const QString& description);
 
@@ -61,7 +39,7 @@ private:
 };
 
 /// "Done →".
-class DoneButton final : public ToolbarButton {
+class DoneButton final : public FadingButton {
 public:
     DoneButton();
 

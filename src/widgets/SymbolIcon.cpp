@@ -3,6 +3,7 @@
 #include "widgets/DevicePixels.h"
 
 #include <QPainter>
+#include <QPixmapCache>
 #include <QSvgRenderer>
 #include <cmath>
 
@@ -16,9 +17,13 @@ namespace velmo {
 
 namespace {
 
-/// The symbol in pixels of the size.
+/// The symbol in pixels of the size. Kept for a while, since a control paints its own again and again.
 QPixmap symbolPixmap(const QString& name, const QColor& color, int pixels)
 {
+    const QString key = name + u'/' + color.name(QColor::HexArgb) + u'/' + QString::number(pixels);
+    QPixmap kept;
+    if (QPixmapCache::find(key, &kept))
+        return kept;
     registerIcons();
     QSvgRenderer renderer(QStringLiteral(":/velmo/icons/") + name + QStringLiteral(".svg"));
     QPixmap pixmap(pixels, pixels);
@@ -28,6 +33,8 @@ QPixmap symbolPixmap(const QString& name, const QColor& color, int pixels)
     // The drawing gives the shape alone.
     painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
     painter.fillRect(pixmap.rect(), color);
+    painter.end();
+    QPixmapCache::insert(key, pixmap);
     return pixmap;
 }
 
