@@ -5,27 +5,44 @@
 #include <QWidget>
 #include <functional>
 
-class QLabel;
-
 namespace velmo {
 
-/// One row of the transcript. It keeps its widgets and is updated as its message changes. Main thread.
+class AttachmentThumbnailButton;
+class AutoSizingTextView;
+class MessageTextView;
+class RoundedBackgroundView;
+
+/// One row of the transcript. It is kept, and follows its message as that changes. Main thread.
 class QueryChatMessageView final : public QWidget {
 public:
-    /// onRemove is called for a message that only carries an attachment.
-    QueryChatMessageView(const ChatMessage& message, std::function<void(const QUuid&)> onRemove,
-                         QWidget* parent = nullptr);
+    /// An empty onRemoveAttachment means that the attachment cannot be removed.
+    QueryChatMessageView(const ChatMessage& message, int width, std::function<void()> onOpenAttachment,
+                         std::function<void()> onRemoveAttachment, QWidget* parent = nullptr);
 
-    /// Shows the message as it is now.
-    void update(const ChatMessage& message);
+    /// Shows the message as it is now; isExtension, if its text only goes on from the one shown.
+    void refresh(const ChatMessage& message, bool isExtension);
+
+    /// Whether the user may take it back: it only carries an attachment.
+    [[nodiscard]] static bool isRemovable(const ChatMessage& message);
+
+    std::function<void()> onHeightChange; ///< On a later turn than the call that caused it.
+    [[nodiscard]] int fittingHeight() const { return fittingHeight_; }
+    [[nodiscard]] AutoSizingTextView& textView() const;
 
 private:
-    void buildUserRow(const ChatMessage& message, std::function<void(const QUuid&)> onRemove);
-    void buildAssistantRow();
-    void showText(const QString& text, bool dimmed);
+    void addThumbnail(const QByteArray& imageData, std::function<void()> onOpen,
+                      std::function<void()> onRemove);
+    void showText(const ChatMessage& message, bool isExtension);
+    void layOut();
+    void layOutUserRow();
 
-    QLabel* textLabel_ = nullptr;
-    QWidget* bubble_ = nullptr; ///< Only for users' messages.
+    ChatMessageRole role_;
+    int width_;
+    int fittingHeight_ = 0;
+    bool isPlaceholder_ = false;
+    AttachmentThumbnailButton* thumbnail_ = nullptr;
+    RoundedBackgroundView* bubble_ = nullptr; ///< Of a question.
+    MessageTextView* text_ = nullptr;
 };
 
 } // namespace velmo

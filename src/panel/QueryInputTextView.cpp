@@ -3,8 +3,7 @@
 #include "panel/QueryPanelTheme.h"
 #include "widgets/SystemFont.h"
 
-#include <QKeyEvent>
-#include <QMimeData>
+#include <QAbstractTextDocumentLayout>
 #include <algorithm>
 #include <cmath>
 
@@ -13,78 +12,113 @@ namespace velmo {
 namespace {
 
 constexpr int kVerticalInset = 3;
-constexpr int kMinimumHeight = 28;
-constexpr int kMaximumHeight = 92;
 constexpr int kFontSize = 13;
+constexpr double kIgnoredHeightChange = 0.5;
+constexpr float kReadOnlyAlpha = 0.72F;
+
+QColor paler(QColor color)
+{
+    color.setAlphaF(color.alphaF() * kReadOnlyAlpha);
+    return color;
+}
 
 } // namespace
 
 QueryInputTextView::QueryInputTextView(QWidget* parent)
-    : QTextEdit(parent)
+    : QWidget(parent)
+    , textView_(new QueryTextView(this))
+    , placeholderField_(new QLabel(this))
 {
-    setAcceptRichText(false);
-    setFrameShape(QFrame::NoFrame);
-    setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    setTabChangesFocus(true);
-    setFont(systemFont(kFontSize));
-    setPalette(QueryPanelTheme::palette(QueryPanelTheme::text()));
-    document()->setDocumentMargin(0);
-    setViewportMargins(0, kVerticalInset, 0, kVerticalInset);
-    setPlaceholderText(QStringLiteral("Ask anything about the annotated area…"));
-    setAccessibleName(QStringLiteral("Question"));
-    setFixedHeight(kMinimumHeight);
-    connect(this, &QTextEdit::textChanged, this, [this] {
-        recalculateHeight();
-        if (onChange)
-            onChange();
+    setFocusProxy(textView_);
+    textView_->setFont(systemFont(kFontSize));
+    placeholderField_->setFont(systemFont(kFontSize));
+    placeholderField_->setAttribute(Qt::WA_TransparentForMouseEvents);
+    placeholderField_->setTextFormat(Qt::PlainText);
+    placeholderField_->setAlignment(Qt::AlignLeft | Qt::AlignTop);
+    temporaryPlaceholder_.setSingleShot(true);
+    temporaryPlaceholder_.callOnTimeout([this] {
+        temporaryPlaceholderText_.reset();
+        updatePlaceholder();
     });
+    const auto forward = [](const std::function<void()>& callback) {
+        if (callback)
+            callback();
+    };
+    connect(textView_, &QTextEdit::textChanged, this, [this, forward] {
+        updatePlaceholder();
+        recalculateHeight();
+        forward(onChange);
+    });
+    textView_->onSubmit = [this, forward] { forward(onSubmit); };
+    textView_->onCancel = [this, forward] { forward(onCancel); };
+    textView_->onCompositionChange = [this] { updatePlaceholder(); };
+    textView_->onEmptyEnterPressBegan = [this, forward] { forward(onEmptyEnterPressBegan); };
+    textView_->onEmptyEnterPressEnded = [this, forward] { forward(onEmptyEnterPressEnded); };
+    resize(width(), kMinimumHeight);
 }
 
-void QueryInputTextView::keyPressEvent(QKeyEvent* event)
+void QueryInputTextView::configure(const QString& placeholder, const QColor& textColor,
+                                   const QColor& placeholderColor)
 {
-    const bool isReturn = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
-    if (isReturn && (event->modifiers() & (Qt::ShiftModifier | Qt::AltModifier)) != 0) {
-        textCursor().insertText(QStringLiteral("\n"));
-        ensureCursorVisible();
-        return;
-    }
-    if (isReturn) {
-        if (!trimmedText().isEmpty() && onSubmit)
-            onSubmit();
-        return;
-    }
-    if (event->key() == Qt::Key_Escape) {
-        // Held from an earlier moment it repeats; only a press of its own is meant for the panel.
-        if (onCancel && !event->isAutoRepeat())
-            onCancel();
-        return;
-    }
-    QTextEdit::keyPressEvent(event);
+    defaultPlaceholder_ = placeholder;
+    textColor_ = textColor;
+    placeholderColor_ = placeholderColor;
+    applyColors();
+    updatePlaceholder();
 }
 
-void QueryInputTextView::insertFromMimeData(const QMimeData* source)
+void QueryInputTextView::applyColors()
 {
-    textCursor().insertText(source->text());
-    ensureCursorVisible();
+    textView_->setPalette(QueryPanelTheme::palette(isEditable_ ? textColor_ : paler(textColor_)));
+    placeholderField_->setPalette(
+        QueryPanelTheme::palette(isEditable_ ? placeholderColor_ : paler(placeholderColor_)));
 }
 
-void QueryInputTextView::resizeEvent(QResizeEvent* event)
+void QueryInputTextView::setEditable(bool editable)
 {
-    QTextEdit::resizeEvent(event);
-    recalculateHeight();
+    if (isEditable_ == editable)
+        return;
+    isEditable_ = editable;
+    // Not disabled: it would lose the keyboard, and with it Escape and the end of a press.
+    textView_->setReadOnly(!editable);
+    textView_->setTextInteractionFlags(editable ? Qt::TextEditorInteraction : Qt::NoTextInteraction);
+    applyColors();
+}
+
+void QueryInputTextView::showTemporaryPlaceholder(const QString& text, std::chrono::milliseconds duration)
+{
+    temporaryPlaceholderText_ = text;
+    updatePlaceholder();
+    temporaryPlaceholder_.start(duration);
+}
+
+void QueryInputTextView::updatePlaceholder()
+{
+    const QString text = temporaryPlaceholderText_.value_or(defaultPlaceholder_);
+    placeholderField_->setText(text);
+    placeholderField_->setVisible(textView_->document()->isEmpty() && !textView_->isComposing());
+    textView_->setPlaceholderText(QString());
+    textView_->setAccessibleDescription(text);
 }
 
 void QueryInputTextView::recalculateHeight()
 {
-    const int content = static_cast<int>(std::ceil(document()->size().height())) + 2 * kVerticalInset;
-    const int height = std::clamp(content, kMinimumHeight, kMaximumHeight);
-    if (height == desiredHeight_)
+    const double used = std::ceil(textView_->document()->documentLayout()->documentSize().height());
+    const double height = std::clamp<double>(used + 2 * kVerticalInset, kMinimumHeight, kMaximumHeight);
+    if (std::abs(height - currentIntrinsicHeight_) <= kIgnoredHeightChange)
         return;
-    desiredHeight_ = height;
-    setFixedHeight(height);
+    currentIntrinsicHeight_ = static_cast<int>(height);
+    updateGeometry();
     if (onHeightChange)
         onHeightChange();
+}
+
+void QueryInputTextView::resizeEvent(QResizeEvent*)
+{
+    const QRect inside = rect().adjusted(0, kVerticalInset, 0, -kVerticalInset);
+    textView_->setGeometry(inside);
+    placeholderField_->setGeometry(inside);
+    recalculateHeight();
 }
 
 } // namespace velmo

@@ -2,73 +2,182 @@
 
 #include "core/DebugLog.h"
 #include "core/Text.h"
-#include "panel/ModelNames.h"
-#include "panel/QueryChatMessageView.h"
+#include "core/async/WorkerPool.h"
+#include "overlay/ImagePreviewWindowController.h"
+#include "panel/FocusRing.h"
+#include "panel/KeyBadgeView.h"
+#include "panel/ModelPillButton.h"
+#include "panel/PanelMenu.h"
+#include "panel/PanelToolTip.h"
+#include "panel/QueryInputTextView.h"
 #include "panel/QueryPanelTheme.h"
-#include "widgets/SymbolIcon.h"
+#include "panel/RoundedBackgroundView.h"
+#include "panel/SpinnerView.h"
+#include "panel/TranscriptScrollView.h"
 #include "widgets/SystemFont.h"
 
-#include <QEvent>
-#include <QHBoxLayout>
+#include <QApplication>
+#include <QHelpEvent>
+#include <QKeyEvent>
 #include <QLabel>
-#include <QPushButton>
-#include <QScrollArea>
-#include <QScrollBar>
-#include <QToolButton>
-#include <QVBoxLayout>
 #include <algorithm>
 
 namespace velmo {
 
 namespace {
 
-constexpr int kTextColumn = 24;
-constexpr int kTranscriptInset = 14;
-constexpr int kRowSpacing = 12;
+constexpr int kPanelWidth = 620;
+constexpr double kRadius = 18;
 constexpr int kMaximumTranscriptHeight = 456;
 constexpr int kMinimumInputHeight = 88;
 constexpr int kFooterHeight = 42;
 constexpr int kMaximumHeight = 720;
-constexpr double kCardRadius = 18;
-constexpr int kSendSize = 22;
 
-QLabel* makeLabel(const QString& text, int size, QFont::Weight weight, const QColor& color)
+constexpr int kRowInsetX = 24;
+constexpr int kRowInsetY = 8;
+constexpr int kMinimumContainerHeight = 72;
+constexpr int kFieldInsetX = 14;
+constexpr int kFieldInsetTop = 10;
+constexpr int kFieldToBar = 4;
+constexpr int kBarInsetX = 10;
+constexpr int kBarInsetBottom = 6;
+constexpr int kBarHeight = 24;
+constexpr int kBarSpacing = 6;
+constexpr int kAroundField = kFieldInsetTop + kFieldToBar + kBarHeight + kBarInsetBottom;
+
+constexpr int kFooterInsetX = 14;
+constexpr int kCancelSpacing = 6;
+constexpr int kStatusSpacing = 5;
+constexpr int kFooterFontSize = 11;
+constexpr std::chrono::milliseconds kFirstFocusDelay{320};
+
+QLabel* makeStatusLabel(const QString& text, QWidget* parent)
 {
-    auto* label = new QLabel(text);
-    label->setFont(systemFont(size, weight));
-    label->setPalette(QueryPanelTheme::palette(color));
+    auto* label = new QLabel(text, parent);
+    label->setFont(systemFont(kFooterFontSize));
+    label->setPalette(QueryPanelTheme::palette(QueryPanelTheme::dimText()));
     return label;
+}
+
+/// Puts the widget at its preferred size into a row, in the middle of its height.
+void centreAt(QWidget& widget, const QRect& row, int left)
+{
+    const QSize size = widget.sizeHint().expandedTo(widget.minimumSize());
+    widget.setGeometry(left, row.top() + (row.height() - size.height()) / 2, size.width(), size.height());
 }
 
 } // namespace
 
-QueryPanelContentView::QueryPanelContentView(AnnotationSession& session,
+QueryPanelContentView::QueryPanelContentView(AnnotationSession& session, const PanelDesktop& desktop,
+                                             std::shared_ptr<ReplicateWhisperService> transcriptionService,
                                              std::function<void(int)> onHeightChange)
     : session_(session)
+    , desktop_(desktop)
+    , transcriptionService_(std::move(transcriptionService))
     , onHeightChange_(std::move(onHeightChange))
-    , refreshTranscript_(this, [this] { updateTranscript(); })
+    , cardView_(
+          new RoundedBackgroundView(kRadius, QueryPanelTheme::background(), QueryPanelTheme::border(), this))
+    , toolTip_(std::make_unique<PanelToolTip>(desktop.windows.isComposited()))
+    , refreshTranscript_([this] { updateTranscript(); })
     , refreshState_(this, [this] { updateState(); })
+    , refreshModel_(this, [this] { updateModelButtonTitle(); })
 {
-    auto* card = new RoundedBackgroundView(kCardRadius, QueryPanelTheme::background(),
-                                           QueryPanelTheme::border(), this);
-    auto* fill = new QVBoxLayout(this);
-    fill->setContentsMargins(0, 0, 0, 0);
-    fill->addWidget(card);
-    auto* column = new QVBoxLayout(card);
-    column->setContentsMargins(0, 0, 0, 0);
-    column->setSpacing(0);
-    column->addWidget(buildTranscript());
-    column->addWidget(transcriptDivider_);
-    column->addWidget(buildInputRow());
-    column->addWidget(buildFooter());
-
-    subscriptions_.push_back(
-        session.chatMessages().subscribe([this](const TranscriptChange& change) { noteChange(change); }));
-    subscriptions_.push_back(session.state().subscribe([this](SessionState) { refreshState_.request(); }));
-    subscriptions_.push_back(
-        session.isPreparingCapture().subscribe([this](bool) { refreshState_.request(); }));
+    resize(kPanelWidth, kMinimumInputHeight + kFooterHeight);
+    buildTranscript();
+    buildInputRow();
+    buildFooter();
+    arrangeFocus();
+    subscribe();
     updateTranscript();
     updateState();
+    updateModelButtonTitle();
+    firstFocus_.setSingleShot(true);
+    firstFocus_.callOnTimeout([this] {
+        if (isVisible())
+            focusField();
+    });
+    firstFocus_.start(kFirstFocusDelay);
+}
+
+QueryPanelContentView::~QueryPanelContentView() = default;
+
+void QueryPanelContentView::buildTranscript()
+{
+    transcriptScrollView_ = new TranscriptScrollView(
+        kPanelWidth,
+        {
+            .openAttachment = [this](const ChatAttachment& attachment) { openAttachment(attachment); },
+            .removeAttachment = [this](const QUuid& id) { session_.removeAttachmentMessage(id); },
+            .openLink =
+                [this](const QUrl& address) {
+                    if (desktop_.openAddress)
+                        desktop_.openAddress(address);
+                },
+            .makeMenu = [this](QWidget* parent) -> QMenu* { return makeMenu(parent); },
+            .heightChanged = [this] { updateContentHeight(); },
+        },
+        this);
+}
+
+void QueryPanelContentView::buildInputRow()
+{
+    inputContainer_ = new RoundedBackgroundView(kRadius, QueryPanelTheme::inputBackground(),
+                                                QueryPanelTheme::subtleBorder(), this);
+    queryField_ = new QueryInputTextView(inputContainer_);
+    queryField_->configure(QStringLiteral("Ask anything about the annotated area…"), QueryPanelTheme::text(),
+                           QueryPanelTheme::dimText());
+    queryField_->onChange = [this] { updateSendButton(); };
+    queryField_->onSubmit = [this] { submit(); };
+    queryField_->onCancel = [this] { session_.cancel(); };
+    queryField_->onHeightChange = [this] { updateContentHeight(); };
+    queryField_->textView().makeMenu = [this](QWidget* parent) -> QMenu* { return makeMenu(parent); };
+    modelButton_ = new ModelPillButton(*this);
+    modelButton_->setParent(inputContainer_);
+    micButton_ = new HoldToRecordButton(inputContainer_);
+    micButton_->setVisible(transcriptionService_ != nullptr);
+    sendButton_ = new SendButton(inputContainer_);
+    connect(sendButton_, &QAbstractButton::clicked, this, [this] { submit(); });
+}
+
+void QueryPanelContentView::buildFooter()
+{
+    cancelButton_ = new TextButton(QStringLiteral("Cancel"), this);
+    connect(cancelButton_, &QAbstractButton::clicked, this, [this] { session_.cancel(); });
+    escapeBadge_ = new KeyBadgeView(QStringLiteral("esc"), this);
+    preparingSpinner_ = new SpinnerView(this);
+    preparingLabel_ = makeStatusLabel(QStringLiteral("Preparing screenshot…"), this);
+    transcribingSpinner_ = new SpinnerView(this);
+    transcribingLabel_ = makeStatusLabel(QStringLiteral("Transcribing…"), this);
+}
+
+/// Tab goes from the transcript, oldest message first, over the question and its controls to the footer.
+void QueryPanelContentView::arrangeFocus()
+{
+    const QWidgetList order{transcriptScrollView_, &queryField_->textView(),
+                            modelButton_,          micButton_,
+                            sendButton_,           cancelButton_};
+    for (qsizetype next = 1; next < order.size(); ++next)
+        setTabOrder(order.at(next - 1), order.at(next));
+    focusRing_ = new FocusRing(*this);
+    focusRing_->addScrolledArea(transcriptScrollView_->documentView());
+    connect(qApp, &QApplication::focusChanged, this, [this] { updateInputBorder(); });
+}
+
+void QueryPanelContentView::subscribe()
+{
+    subscriptions_.push_back(session_.chatMessages().subscribe([this](const TranscriptChange& change) {
+        transcriptScrollView_->note(change);
+        refreshTranscript_.request();
+    }));
+    subscriptions_.push_back(session_.state().subscribe([this](SessionState) { refreshState_.request(); }));
+    subscriptions_.push_back(
+        session_.isPreparingCapture().subscribe([this](bool) { refreshState_.request(); }));
+    const auto settings = session_.settings();
+    if (!settings)
+        return;
+    for (const Setting<QString>* setting :
+         {&settings->selectedProvider, &settings->anthropicModel, &settings->openAIModel})
+        subscriptions_.push_back(setting->subscribe([this](const QString&) { refreshModel_.request(); }));
 }
 
 void QueryPanelContentView::detach()
@@ -76,191 +185,130 @@ void QueryPanelContentView::detach()
     subscriptions_.clear();
     refreshTranscript_.cancel();
     refreshState_.cancel();
-}
-
-QWidget* QueryPanelContentView::buildTranscript()
-{
-    transcriptDocumentView_ = new QWidget;
-    transcriptDocumentView_->setAutoFillBackground(false);
-    transcriptStack_ = new QVBoxLayout(transcriptDocumentView_);
-    transcriptStack_->setContentsMargins(kTextColumn, kTranscriptInset, kTextColumn, kTranscriptInset);
-    transcriptStack_->setSpacing(kRowSpacing);
-    transcriptScrollView_ = new QScrollArea;
-    transcriptScrollView_->setFrameShape(QFrame::NoFrame);
-    transcriptScrollView_->setWidgetResizable(true);
-    transcriptScrollView_->setFocusPolicy(Qt::NoFocus);
-    transcriptScrollView_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    transcriptScrollView_->setPalette(QueryPanelTheme::palette(QueryPanelTheme::text()));
-    transcriptScrollView_->verticalScrollBar()->setStyleSheet(QStringLiteral(
-        "QScrollBar:vertical { background: transparent; width: 8px; margin: 4px 1px; }"
-        "QScrollBar::handle:vertical { background: rgba(255,255,255,71); border-radius: 3px; min-height: "
-        "24px; }"
-        "QScrollBar::add-line:vertical, QScrollBar::sub-line:vertical { height: 0; }"
-        "QScrollBar::add-page:vertical, QScrollBar::sub-page:vertical { background: transparent; }"));
-    transcriptScrollView_->setWidget(transcriptDocumentView_);
-    transcriptDivider_ = new QWidget;
-    transcriptDivider_->setFixedHeight(1);
-    transcriptDivider_->setAutoFillBackground(true);
-    QPalette line;
-    line.setColor(QPalette::Window, QueryPanelTheme::faintBorder());
-    transcriptDivider_->setPalette(line);
-    return transcriptScrollView_;
-}
-
-QWidget* QueryPanelContentView::buildInputRow()
-{
-    auto* row = new QWidget;
-    auto* rowLayout = new QHBoxLayout(row);
-    rowLayout->setContentsMargins(kTextColumn, 8, kTextColumn, 8);
-    inputContainer_ = new RoundedBackgroundView(kCardRadius, QueryPanelTheme::inputBackground(),
-                                                QueryPanelTheme::subtleBorder());
-    inputContainer_->setMinimumHeight(72);
-    rowLayout->addWidget(inputContainer_);
-
-    auto* column = new QVBoxLayout(inputContainer_);
-    column->setContentsMargins(0, 10, 0, 6);
-    column->setSpacing(4);
-    queryField_ = new QueryInputTextView;
-    queryField_->onChange = [this] { updateSendButton(); };
-    queryField_->onSubmit = [this] { submit(); };
-    queryField_->onCancel = [this] { session_.cancel(); };
-    queryField_->onHeightChange = [this] { updateHeight(); };
-    queryField_->installEventFilter(this);
-    auto* fieldRow = new QHBoxLayout;
-    fieldRow->setContentsMargins(14, 0, 14, 0);
-    fieldRow->addWidget(queryField_);
-    column->addLayout(fieldRow);
-
-    auto* bar = new QHBoxLayout;
-    bar->setContentsMargins(10, 0, 10, 0);
-    bar->setSpacing(6);
-    const auto settings = session_.settings();
-    auto* model = makeLabel(settings ? modelPillTitle(*settings) : QString(), 10, QFont::Normal,
-                            QColor::fromRgbF(1, 1, 1, 0.65F));
-    model->setTextFormat(Qt::PlainText);
-    model->setFixedHeight(22);
-    model->setStyleSheet(QStringLiteral("QLabel { background: rgba(255,255,255,18); border: 1px solid "
-                                        "rgba(255,255,255,41); border-radius: 11px; padding: 0 11px; }"));
-    bar->addWidget(model);
-    bar->addStretch();
-    sendButton_ = new QToolButton;
-    sendButton_->setAutoRaise(true);
-    sendButton_->setFixedSize(kSendSize, kSendSize);
-    sendButton_->setIconSize(QSize(kSendSize, kSendSize));
-    sendButton_->setStyleSheet(
-        QStringLiteral("QToolButton { border: none; background: transparent; padding: 0; }"));
-    sendButton_->setAccessibleName(QStringLiteral("Send"));
-    connect(sendButton_, &QToolButton::clicked, this, [this] { submit(); });
-    bar->addWidget(sendButton_);
-    column->addLayout(bar);
-    return row;
-}
-
-QWidget* QueryPanelContentView::buildFooter()
-{
-    auto* footer = new QWidget;
-    footer->setFixedHeight(kFooterHeight);
-    auto* row = new QHBoxLayout(footer);
-    row->setContentsMargins(14, 11, 14, 11);
-    row->setSpacing(6);
-    auto* cancelButton = new QPushButton(QStringLiteral("Cancel"));
-    cancelButton->setFlat(true);
-    cancelButton->setFont(systemFont(11, QFont::Medium));
-    cancelButton->setStyleSheet(
-        QStringLiteral("QPushButton { color: rgba(255,255,255,102); border: none; background: transparent; }"
-                       "QPushButton:hover { color: rgba(255,255,255,191); }"));
-    connect(cancelButton, &QPushButton::clicked, this, [this] { session_.cancel(); });
-    row->addWidget(cancelButton);
-    auto* badge = makeLabel(QStringLiteral("esc"), 10, QFont::Medium, QColor::fromRgbF(1, 1, 1, 0.65F));
-    badge->setStyleSheet(QStringLiteral(
-        "QLabel { border: 1px solid rgba(255,255,255,26); border-radius: 4px; padding: 2px 4px; }"));
-    row->addWidget(badge);
-    row->addStretch();
-    preparingLabel_ =
-        makeLabel(QStringLiteral("Preparing screenshot…"), 11, QFont::Normal, QueryPanelTheme::dimText());
-    row->addWidget(preparingLabel_);
-    return footer;
+    refreshModel_.cancel();
+    firstFocus_.stop();
+    imagePreviewController_.reset();
+    toolTip_->hide();
 }
 
 void QueryPanelContentView::focusField()
 {
-    queryField_->setFocus(Qt::ActiveWindowFocusReason);
+    queryField_->textView().setFocus(Qt::OtherFocusReason);
 }
 
-void QueryPanelContentView::noteChange(const TranscriptChange& change)
+void QueryPanelContentView::resizeEvent(QResizeEvent*)
 {
-    changedRows_.insert(change.id);
-    refreshTranscript_.request();
+    layOut();
 }
 
-void QueryPanelContentView::updateTranscript()
+void QueryPanelContentView::layOut()
 {
-    QScrollBar* bar = transcriptScrollView_->verticalScrollBar();
-    constexpr int kAlmostAtBottom = 4;
-    const bool wasAtBottom = bar->value() >= bar->maximum() - kAlmostAtBottom;
-    const Transcript& transcript = session_.chatMessages();
-    for (const QUuid& id : rows_.keys()) {
-        if (!transcript.find(id))
-            delete rows_.take(id);
+    cardView_->setGeometry(rect());
+    const QRect footer(0, height() - kFooterHeight, width(), kFooterHeight);
+    const QRect input(0, footer.top() - inputHeight(), width(), inputHeight());
+    // While the card grows, the transcript gets what is left, and the field's first line stays in view.
+    const int transcriptBottom = std::clamp(input.top(), 0, std::max(height(), 0));
+    layOutFooter(footer);
+    layOutInputRow(QRect(QPoint(0, transcriptBottom), QPoint(width() - 1, footer.top() - 1)));
+    transcriptScrollView_->setVisible(!transcriptScrollView_->isEmpty());
+    transcriptScrollView_->setGeometry(0, 0, width(), transcriptBottom);
+}
+
+void QueryPanelContentView::layOutInputRow(const QRect& row)
+{
+    inputContainer_->setGeometry(row.adjusted(kRowInsetX, kRowInsetY, -kRowInsetX, -kRowInsetY));
+    const QSize inside = inputContainer_->size();
+    queryField_->setGeometry(
+        kFieldInsetX, kFieldInsetTop, inside.width() - 2 * kFieldInsetX,
+        std::min(queryField_->currentIntrinsicHeight(), std::max(inside.height() - kAroundField, 0)));
+    const QRect bar(kBarInsetX, inside.height() - kBarInsetBottom - kBarHeight,
+                    inside.width() - 2 * kBarInsetX, kBarHeight);
+    centreAt(*modelButton_, bar, bar.left());
+    int right = bar.right() + 1 - sendButton_->width();
+    centreAt(*sendButton_, bar, right);
+    right -= kBarSpacing + micButton_->width();
+    centreAt(*micButton_, bar, right);
+}
+
+void QueryPanelContentView::layOutFooter(const QRect& row)
+{
+    centreAt(*cancelButton_, row, kFooterInsetX);
+    centreAt(*escapeBadge_, row, cancelButton_->geometry().right() + 1 + kCancelSpacing);
+    int right = row.right() + 1 - kFooterInsetX;
+    for (QWidget* status :
+         {static_cast<QWidget*>(transcribingLabel_), static_cast<QWidget*>(transcribingSpinner_),
+          static_cast<QWidget*>(preparingLabel_), static_cast<QWidget*>(preparingSpinner_)}) {
+        if (status->isHidden())
+            continue;
+        right -= status->sizeHint().expandedTo(status->minimumSize()).width();
+        centreAt(*status, row, right);
+        right -= kStatusSpacing;
     }
-    for (const ChatMessage& message : transcript.messages()) {
-        QueryChatMessageView*& row = rows_[message.id];
-        if (!row) {
-            row = new QueryChatMessageView(message,
-                                           [this](const QUuid& id) { session_.removeAttachmentMessage(id); });
-            transcriptStack_->addWidget(row);
-        } else if (changedRows_.contains(message.id)) {
-            row->update(message);
-        }
-    }
-    changedRows_.clear();
-    updateHeight();
-    if (wasAtBottom) {
-        transcriptDocumentView_->adjustSize();
-        bar->setValue(bar->maximum());
-    }
+}
+
+int QueryPanelContentView::inputHeight() const
+{
+    const int container =
+        std::max(queryField_->currentIntrinsicHeight() + kAroundField, kMinimumContainerHeight);
+    return std::max(container + 2 * kRowInsetY, kMinimumInputHeight);
 }
 
 int QueryPanelContentView::desiredHeight() const
 {
-    constexpr int kContainerWithoutField = 10 + 4 + 24 + 6;
-    constexpr int kRowMargins = 16;
-    const int input =
-        std::max(queryField_->desiredHeight() + kContainerWithoutField + kRowMargins, kMinimumInputHeight);
-    const int transcript = rows_.isEmpty() ? 0 : transcriptScrollView_->minimumHeight();
-    return std::min(input + transcript + kFooterHeight, kMaximumHeight);
+    return std::min(inputHeight() + transcriptHeight_ + kFooterHeight, kMaximumHeight);
 }
 
-void QueryPanelContentView::updateHeight()
+void QueryPanelContentView::updateContentHeight()
 {
-    const bool empty = rows_.isEmpty();
-    transcriptScrollView_->setVisible(!empty);
-    transcriptDivider_->setVisible(!empty);
-    constexpr int kPanelWidth = 620;
-    // Rows of pictures alone have one height at any width.
-    const int content = transcriptStack_->hasHeightForWidth()
-                            ? transcriptStack_->totalHeightForWidth(kPanelWidth)
-                            : transcriptStack_->totalSizeHint().height();
-    transcriptScrollView_->setFixedHeight(empty ? 0 : std::min(content, kMaximumTranscriptHeight));
+    transcriptHeight_ = transcriptScrollView_->isEmpty()
+                            ? 0
+                            : std::min(transcriptScrollView_->fittingHeight(), kMaximumTranscriptHeight);
+    layOut();
     onHeightChange_(desiredHeight());
+}
+
+void QueryPanelContentView::updateTranscript()
+{
+    transcriptScrollView_->refresh(session_.chatMessages());
+    updateContentHeight();
 }
 
 void QueryPanelContentView::updateState()
 {
-    const bool editable = session_.state().value() != SessionState::Streaming;
-    queryField_->setReadOnly(!editable);
-    preparingLabel_->setVisible(session_.isPreparingCapture().value());
+    const bool isEditable =
+        session_.state().value() != SessionState::Streaming && !isRecording_ && !isTranscribing_;
+    queryField_->setEditable(isEditable);
     updateSendButton();
+    updateInputBorder();
+    updateMicrophone();
+    const auto show = [](SpinnerView& spinner, QLabel& label, bool isUnderWay) {
+        if (isUnderWay)
+            spinner.startAnimating();
+        else
+            spinner.stopAnimating();
+        label.setVisible(isUnderWay);
+    };
+    show(*preparingSpinner_, *preparingLabel_, session_.isPreparingCapture().value());
+    show(*transcribingSpinner_, *transcribingLabel_, isTranscribing_);
+    layOut();
 }
 
 void QueryPanelContentView::updateSendButton()
 {
-    const bool enabled = !queryField_->trimmedText().isEmpty() && !session_.isPreparingCapture().value() &&
-                         session_.state().value() != SessionState::Streaming;
-    sendButton_->setEnabled(enabled);
-    sendButton_->setIcon(symbolIcon(QStringLiteral("arrow.up.circle.fill"),
-                                    enabled ? QueryPanelTheme::accent() : QueryPanelTheme::dimText(),
-                                    kSendSize));
+    sendButton_->setCanSend(queryField_->hasContent() &&
+                            session_.state().value() != SessionState::Streaming &&
+                            !session_.isPreparingCapture().value() && !isRecording_ && !isTranscribing_);
+}
+
+void QueryPanelContentView::updateInputBorder()
+{
+    inputContainer_->setBorderColor(queryField_->textView().hasFocus() ? QueryPanelTheme::focusedBorder()
+                                                                       : QueryPanelTheme::subtleBorder());
+}
+
+void QueryPanelContentView::updateMicrophone()
+{
+    micButton_->setEnabled(transcriptionService_ != nullptr);
 }
 
 void QueryPanelContentView::submit()
@@ -269,20 +317,61 @@ void QueryPanelContentView::submit()
     if (query.isEmpty())
         return;
     queryField_->clear();
+    queryField_->updatePlaceholder();
+    queryField_->recalculateHeight();
+    updateSendButton();
     session_.submit(query);
     DebugLog::log(QStringLiteral("QueryPanel"),
                   QStringLiteral("Submit triggered queryLength=") + QString::number(characterCount(query)));
 }
 
-bool QueryPanelContentView::eventFilter(QObject* watched, QEvent* event)
+void QueryPanelContentView::openAttachment(const ChatAttachment& attachment)
 {
-    if (watched == queryField_ && (event->type() == QEvent::FocusIn || event->type() == QEvent::FocusOut)) {
-        QColor focused = QueryPanelTheme::accent();
-        focused.setAlphaF(0.5F);
-        inputContainer_->setBorderColor(event->type() == QEvent::FocusIn ? focused
-                                                                         : QueryPanelTheme::subtleBorder());
+    tasks_.start(showPreview(attachment));
+}
+
+async::Task<> QueryPanelContentView::showPreview(ChatAttachment attachment)
+{
+    auto decode = [data = attachment.imageData] { return QImage::fromData(data); };
+    const QImage image = co_await async::onWorker(std::move(decode));
+    if (image.isNull())
+        co_return;
+    imagePreviewController_ = std::make_unique<ImagePreviewWindowController>(
+        image, attachment.title, desktop_.screens, desktop_.windows);
+    imagePreviewController_->showWindow();
+}
+
+/// What is typed while a control or an answer has the keyboard is meant for the question.
+void QueryPanelContentView::keyPressEvent(QKeyEvent* event)
+{
+    const QString text = event->text();
+    const bool isTyped =
+        !text.isEmpty() && text.front().isPrint() &&
+        (event->modifiers() & (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier)) == 0;
+    if (!isTyped || queryField_->textView().hasFocus()) {
+        QWidget::keyPressEvent(event);
+        return;
     }
-    return QWidget::eventFilter(watched, event);
+    focusField();
+    QCoreApplication::sendEvent(&queryField_->textView(), event);
+}
+
+bool QueryPanelContentView::event(QEvent* event)
+{
+    if (event->type() == QEvent::ToolTip) {
+        showToolTip(static_cast<const QHelpEvent*>(event)->globalPos());
+        return true;
+    }
+    return QWidget::event(event);
+}
+
+void QueryPanelContentView::showToolTip(QPoint at)
+{
+    const QWidget* under = QApplication::widgetAt(at);
+    while (under != nullptr && under != this && under->toolTip().isEmpty())
+        under = under->parentWidget();
+    if (under != nullptr && !under->toolTip().isEmpty())
+        toolTip_->showText(at, under->toolTip());
 }
 
 } // namespace velmo

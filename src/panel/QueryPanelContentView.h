@@ -1,65 +1,118 @@
 #pragma once
 
 #include "core/AnnotationSession.h"
-#include "panel/QueryInputTextView.h"
-#include "panel/RoundedBackgroundView.h"
+#include "core/async/TaskScope.h"
+#include "panel/FrameRefresh.h"
+#include "panel/PanelDesktop.h"
 
-#include <QHash>
-#include <QSet>
+#include <QTimer>
 #include <QWidget>
 #include <functional>
+#include <memory>
 
 class QLabel;
-class QScrollArea;
-class QToolButton;
-class QVBoxLayout;
 
 namespace velmo {
 
-class QueryChatMessageView;
+class FocusRing;
+class HoldToRecordButton;
+class ImagePreviewWindowController;
+class KeyBadgeView;
+class ModelPillButton;
+class PanelMenu;
+class PanelToolTip;
+class QueryInputTextView;
+class RoundedBackgroundView;
+class SendButton;
+class SpinnerView;
+class TextButton;
+class TranscriptScrollView;
 
-/// Everything inside the query panel: the transcript, the question field, and the footer. Main thread.
+/// Everything inside the query panel: the transcript, the question field, and the footer. It fills its card
+/// from the bottom up, so that what is at the bottom stays in its place while the card grows. Main thread.
 class QueryPanelContentView final : public QWidget {
 public:
-    /// The session outlives it. onHeightChange is told the height that the content wants.
-    QueryPanelContentView(AnnotationSession& session, std::function<void(int)> onHeightChange);
+    /// The session outlives it. Without a transcription service there is no microphone. onHeightChange is
+    /// told the height that the content wants, in points.
+    QueryPanelContentView(AnnotationSession& session, const PanelDesktop& desktop,
+                          std::shared_ptr<ReplicateWhisperService> transcriptionService,
+                          std::function<void(int)> onHeightChange);
+    ~QueryPanelContentView() override;
 
     void focusField();
-
     /// Follows the session no longer. The session may end while the view is still there, hidden.
     void detach();
+
     [[nodiscard]] int desiredHeight() const;
 
+    /// The models to choose from, or the settings for a user without any key.
+    void showModelMenu();
+    /// A provider's identifier, a colon, and a model's.
+    void selectModel(const QString& value);
+
 protected:
-    bool eventFilter(QObject* watched, QEvent* event) override;
+    bool event(QEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
 
 private:
-    QWidget* buildTranscript();
-    QWidget* buildInputRow();
-    QWidget* buildFooter();
-    void noteChange(const TranscriptChange& change);
+    void buildTranscript();
+    void buildInputRow();
+    void buildFooter();
+    void arrangeFocus();
+    void subscribe();
+
+    void layOut();
+    void layOutInputRow(const QRect& row);
+    void layOutFooter(const QRect& row);
+    [[nodiscard]] int inputHeight() const;
+    void updateContentHeight();
+
     void updateTranscript();
     void updateState();
     void updateSendButton();
-    void updateHeight();
+    void updateInputBorder();
+    void updateMicrophone();
+    void updateModelButtonTitle();
+
     void submit();
+    void openAttachment(const ChatAttachment& attachment);
+    async::Task<> showPreview(ChatAttachment attachment);
+    void showToolTip(QPoint at);
+    [[nodiscard]] PanelMenu* makeMenu(QWidget* parent) const;
 
     AnnotationSession& session_;
+    PanelDesktop desktop_;
+    std::shared_ptr<ReplicateWhisperService> transcriptionService_;
     std::function<void(int)> onHeightChange_;
-    QScrollArea* transcriptScrollView_ = nullptr;
-    QWidget* transcriptDocumentView_ = nullptr;
-    QVBoxLayout* transcriptStack_ = nullptr;
-    QWidget* transcriptDivider_ = nullptr;
+    std::unique_ptr<ImagePreviewWindowController> imagePreviewController_;
+
+    RoundedBackgroundView* cardView_;
+    TranscriptScrollView* transcriptScrollView_ = nullptr;
+    int transcriptHeight_ = 0;
     RoundedBackgroundView* inputContainer_ = nullptr;
     QueryInputTextView* queryField_ = nullptr;
-    QToolButton* sendButton_ = nullptr;
+    ModelPillButton* modelButton_ = nullptr;
+    HoldToRecordButton* micButton_ = nullptr;
+    SendButton* sendButton_ = nullptr;
+    TextButton* cancelButton_ = nullptr;
+    KeyBadgeView* escapeBadge_ = nullptr;
+    SpinnerView* preparingSpinner_ = nullptr;
     QLabel* preparingLabel_ = nullptr;
+    SpinnerView* transcribingSpinner_ = nullptr;
+    QLabel* transcribingLabel_ = nullptr;
+    FocusRing* focusRing_ = nullptr;
+    std::unique_ptr<PanelToolTip> toolTip_;
 
-    QHash<QUuid, QueryChatMessageView*> rows_;
-    QSet<QUuid> changedRows_;
-    LaterRefresh refreshTranscript_;
+    bool isRecording_ = false;
+    bool isTranscribing_ = false;
+
+    QTimer firstFocus_;
+    FrameRefresh refreshTranscript_;
     LaterRefresh refreshState_;
+    LaterRefresh refreshModel_;
     std::vector<Subscription> subscriptions_;
+    async::TaskScope tasks_;
 };
 
 } // namespace velmo

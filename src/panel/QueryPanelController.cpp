@@ -52,7 +52,8 @@ QueryPanelController::QueryPanelController(AnnotationSession& session, const std
     auto* panel = new QueryInputPanel(toolkitSpace().toQt(origin).toPoint(), desktop.windows);
     panel->onEscape = [&session] { session.cancel(); };
     // The content lives inside the panel, so it never calls one that is gone.
-    auto* content = new QueryPanelContentView(session, [panel](int height) { panel->animateHeight(height); });
+    auto* content = new QueryPanelContentView(session, desktop, nullptr,
+                                              [panel](int height) { panel->animateHeight(height); });
     panel->setCard(content);
     panel_ = panel;
     contentViewBridge_ = content;

@@ -1,30 +1,58 @@
 #include "panel/RoundedBackgroundView.h"
 
+#include <QPaintEvent>
 #include <QPainter>
+#include <cmath>
 
 namespace velmo {
 
-RoundedBackgroundView::RoundedBackgroundView(double cornerRadius, const QColor& background,
-                                             const QColor& border, QWidget* parent)
+RoundedBackgroundView::RoundedBackgroundView(double cornerRadius, const QColor& backgroundColor,
+                                             const QColor& borderColor, QWidget* parent)
     : QWidget(parent)
     , cornerRadius_(cornerRadius)
-    , background_(background)
-    , border_(border)
+    , backgroundColor_(backgroundColor)
+    , borderColor_(borderColor)
 {}
 
-void RoundedBackgroundView::setBorderColor(const QColor& color)
+void RoundedBackgroundView::setBackgroundColor(const QColor& color)
 {
-    border_ = color;
+    backgroundColor_ = color;
     update();
 }
 
-void RoundedBackgroundView::paintEvent(QPaintEvent*)
+void RoundedBackgroundView::setBorderColor(const QColor& color)
+{
+    borderColor_ = color;
+    update();
+}
+
+void RoundedBackgroundView::setBorderWidth(double width)
+{
+    borderWidth_ = width;
+    update();
+}
+
+void RoundedBackgroundView::paintEvent(QPaintEvent* event)
 {
     QPainter painter(this);
+    // Most of what is painted again is text somewhere in the middle.
+    const int corner = static_cast<int>(std::ceil(cornerRadius_));
+    const int edge = static_cast<int>(std::ceil(borderWidth_));
+    const bool isInside = rect().adjusted(edge, corner, -edge, -corner).contains(event->rect()) ||
+                          rect().adjusted(corner, edge, -corner, -edge).contains(event->rect());
+    if (isInside) {
+        painter.fillRect(event->rect(), backgroundColor_);
+        return;
+    }
     painter.setRenderHint(QPainter::Antialiasing);
-    painter.setBrush(background_);
-    painter.setPen(QPen(border_, 1));
-    painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), cornerRadius_, cornerRadius_);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(backgroundColor_);
+    painter.drawRoundedRect(QRectF(rect()), cornerRadius_, cornerRadius_);
+    painter.setBrush(Qt::NoBrush);
+    painter.setPen(QPen(borderColor_, borderWidth_));
+    const double half = borderWidth_ / 2;
+    painter.drawRoundedRect(QRectF(rect()).adjusted(half, half, -half, -half), cornerRadius_ - half,
+                            cornerRadius_ - half);
 }
 
 } // namespace velmo

@@ -1,0 +1,91 @@
+#include "panel/FocusRing.h"
+
+#include "panel/QueryPanelTheme.h"
+
+#include <QApplication>
+#include <QFocusEvent>
+#include <QPainter>
+#include <cmath>
+
+namespace velmo {
+
+namespace {
+
+constexpr double kWidth = 2;
+
+bool cameByKeyboard(Qt::FocusReason reason)
+{
+    return reason == Qt::TabFocusReason || reason == Qt::BacktabFocusReason ||
+           reason == Qt::ShortcutFocusReason;
+}
+
+} // namespace
+
+FocusRing::FocusRing(QWidget& panel)
+    : QWidget(&panel)
+    , panel_(panel)
+{
+    setAttribute(Qt::WA_TransparentForMouseEvents);
+    setAttribute(Qt::WA_NoSystemBackground);
+    setFocusPolicy(Qt::NoFocus);
+    hide();
+    qApp->installEventFilter(this);
+}
+
+bool FocusRing::eventFilter(QObject* watched, QEvent* event)
+{
+    if (event->type() == QEvent::FocusIn && watched->isWidgetType()) {
+        auto* widget = static_cast<QWidget*>(watched);
+        const auto reason = static_cast<QFocusEvent*>(event)->reason();
+        // A window that becomes active again gives the focus back to who had it, ring and all.
+        if (reason != Qt::ActiveWindowFocusReason && reason != Qt::PopupFocusReason)
+            follow(cameByKeyboard(reason) && panel_.isAncestorOf(widget) ? widget : nullptr);
+    } else if (watched == target_) {
+        if (event->type() == QEvent::Move || event->type() == QEvent::Resize)
+            place();
+        else if (event->type() == QEvent::Hide || event->type() == QEvent::FocusOut)
+            setVisible(event->type() == QEvent::FocusOut && isVisible() &&
+                       static_cast<QFocusEvent*>(event)->reason() == Qt::PopupFocusReason);
+    }
+    return false;
+}
+
+void FocusRing::follow(QWidget* focused)
+{
+    target_ = nullptr;
+    hide();
+    const auto* ringed = dynamic_cast<const FocusRingTarget*>(focused);
+    if (focused == nullptr || ringed == nullptr)
+        return;
+    target_ = focused;
+    shape_ = ringed->focusRingShape();
+    QWidget* document = document_.data();
+    const bool isScrolled = document != nullptr && document->isAncestorOf(focused);
+    setParent(isScrolled ? document : &panel_);
+    place();
+    show();
+    raise();
+}
+
+void FocusRing::place()
+{
+    const QWidget* target = target_.data();
+    const QWidget* parent = parentWidget();
+    if (target == nullptr || parent == nullptr)
+        return;
+    const int reach = static_cast<int>(std::ceil(shape_.gap + kWidth));
+    const QRect bounds(target->mapTo(parent, QPoint()), target->size());
+    setGeometry(bounds.adjusted(-reach, -reach, reach, reach));
+}
+
+void FocusRing::paintEvent(QPaintEvent*)
+{
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(QPen(QueryPanelTheme::focusRing(), kWidth));
+    constexpr double kHalf = kWidth / 2;
+    painter.drawRoundedRect(QRectF(rect()).adjusted(kHalf, kHalf, -kHalf, -kHalf), shape_.radius + shape_.gap,
+                            shape_.radius + shape_.gap);
+}
+
+} // namespace velmo

@@ -1,0 +1,75 @@
+#include "panel/ModelPillButton.h"
+
+#include "panel/PanelMenu.h"
+#include "panel/QueryPanelContentView.h"
+#include "panel/QueryPanelTheme.h"
+#include "widgets/SystemFont.h"
+
+#include <QPainter>
+
+namespace velmo {
+
+namespace {
+
+constexpr int kHeight = 22;
+constexpr double kRadius = 11;
+constexpr int kFontSize = 10;
+/// What a button leaves beside its title, and what the pill adds for its round ends.
+constexpr int kButtonInset = 8;
+constexpr int kPillWidening = 14;
+constexpr double kBorderWidth = 0.5;
+
+} // namespace
+
+ModelPillButton::ModelPillButton(QueryPanelContentView& content)
+    : PanelButton({0, kRadius}, &content)
+    , contentViewBridge_(&content)
+{
+    setFont(systemFont(kFontSize));
+    setAccessibleDescription(QStringLiteral("Model"));
+    connect(this, &QAbstractButton::clicked, this, [this] {
+        if (contentViewBridge_)
+            contentViewBridge_->showModelMenu();
+    });
+}
+
+void ModelPillButton::setTitle(const QString& title)
+{
+    setText(title);
+    setAccessibleName(title);
+    updateGeometry();
+    update();
+}
+
+void ModelPillButton::followMenu(PanelMenu& menu)
+{
+    fadePress(true);
+    connect(&menu, &QMenu::aboutToHide, this, [this] { fadePress(false); });
+}
+
+QSize ModelPillButton::sizeHint() const
+{
+    return {fontMetrics().horizontalAdvance(text()) + kButtonInset + kPillWidening, kHeight};
+}
+
+void ModelPillButton::paintEvent(QPaintEvent*)
+{
+    constexpr float kFill = 0.07F;
+    constexpr float kHoveredFill = 0.11F;
+    constexpr float kPressedFill = 0.14F;
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(
+        blended(blended(white(kFill), white(kHoveredFill), hover()), white(kPressedFill), press()));
+    painter.drawRoundedRect(QRectF(rect()), kRadius, kRadius);
+    painter.setBrush(Qt::NoBrush);
+    painter.setPen(QPen(white(0.16F), kBorderWidth));
+    constexpr double kHalf = kBorderWidth / 2;
+    painter.drawRoundedRect(QRectF(rect()).adjusted(kHalf, kHalf, -kHalf, -kHalf), kRadius - kHalf,
+                            kRadius - kHalf);
+    painter.setPen(blended(QueryPanelTheme::label(), white(0.9F), std::max(hover(), press())));
+    painter.drawText(rect(), Qt::AlignCenter | Qt::TextSingleLine, text());
+}
+
+} // namespace velmo
