@@ -9,6 +9,7 @@ void checkCaptureLimits();
 void checkImageLimits();
 void checkDrawLimits();
 void checkOverlayLimits();
+void checkPanelLimits();
 void checkMarkdownLimits();
 
 } // namespace velmo::bench

@@ -43,6 +43,7 @@ int main(int argc, char** argv)
     bench::checkImageLimits();
     bench::checkDrawLimits();
     bench::checkOverlayLimits();
+    bench::checkPanelLimits();
     bench::checkMarkdownLimits();
     DebugLog::flush();
     return bench::Limits::shared().allKept() ? 0 : 1;

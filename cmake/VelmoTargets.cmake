@@ -18,7 +18,8 @@ if(VELMO_SANITIZE)
 endif()
 if(VELMO_SANITIZE OR VELMO_COVERAGE OR VELMO_FUZZ)
     # Inlining differs under instrumentation, and these warnings then see what is not there.
-    target_compile_options(velmo_flags INTERFACE -Wno-null-dereference -Wno-maybe-uninitialized)
+    target_compile_options(velmo_flags INTERFACE
+        -Wno-null-dereference $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
 endif()
 if(VELMO_COVERAGE)
     target_compile_options(velmo_flags INTERFACE --coverage)

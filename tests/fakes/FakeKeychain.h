@@ -15,9 +15,9 @@ public:
         calls.append(QStringLiteral("read ") + name(service, account));
         if (!isAvailable)
             return {Status::Unavailable, {}};
-        const auto item = items.constFind(name(service, account));
-        return item == items.cend() ? ReadResult{Status::ItemNotFound, {}}
-                                    : ReadResult{Status::Success, *item};
+        const QString item = name(service, account);
+        return items.contains(item) ? ReadResult{Status::Success, items.value(item)}
+                                    : ReadResult{Status::ItemNotFound, {}};
     }
     Status update(const QString& service, const QString& account, const QByteArray& data) override
     {

@@ -1,4 +1,4 @@
-// Draws the overlay's views for the documentation and for comparing them with their design: one file a view,
+// Draws the views for the documentation and for comparing them with their design: one file a view,
 // with every state it has. Usage: velmo-pictures FOLDER
 
 #include "fakes/FakeCapture.h"
@@ -12,6 +12,7 @@
 #include "overlay/HintCapsuleController.h"
 #include "overlay/ImagePreviewWindowController.h"
 #include "overlay/PenCursor.h"
+#include "support/pictures/PanelPictures.h"
 
 #include <QApplication>
 #include <QDir>
@@ -39,7 +40,9 @@ public:
     {
         return drawToolbars(SubmitMode::SingleStroke, QStringLiteral("toolbar-single-stroke")) &&
                drawToolbars(SubmitMode::ManualSubmit, QStringLiteral("toolbar-manual-submit")) &&
-               drawHint() && drawPen() && drawStrokes() && drawPreview();
+               drawHint() && drawPen() && drawStrokes() && drawPreview() &&
+               drawPanels(
+                   [this](const QPixmap& picture, const QString& name) { return save(picture, name); });
     }
 
 private:
