@@ -270,9 +270,9 @@ void AutoSizingTextView::mousePressEvent(QMouseEvent* event)
     if (onSelect)
         onSelect();
     const QStringView text = layout_.textView();
-    const auto sinceDoubleClick = event->timestamp() - std::exchange(doubleClickedAt_, 0);
-    const bool isThird =
-        sinceDoubleClick < static_cast<quint64>(QGuiApplication::styleHints()->mouseDoubleClickInterval());
+    const auto doubleClick = std::exchange(doubleClickedAt_, std::nullopt);
+    const auto interval = static_cast<quint64>(QGuiApplication::styleHints()->mouseDoubleClickInterval());
+    const bool isThird = doubleClick && event->timestamp() - *doubleClick < interval;
     if (event->modifiers().testFlag(Qt::ShiftModifier))
         select(selection_.anchor(), positionAt(pressedAt_));
     else

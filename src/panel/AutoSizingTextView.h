@@ -8,6 +8,7 @@
 #include <QUrl>
 #include <QWidget>
 #include <functional>
+#include <optional>
 
 class QMenu;
 
@@ -28,6 +29,7 @@ public:
     /// For a whole text: what it has in common with the one shown stays as it is.
     void setText(const markdown::StyledText& whole);
     void setTextColor(const QColor& color);
+    [[nodiscard]] const QColor& textColor() const { return textColor_; }
     /// Whether more is to come: then an address at the end may not be complete, and is no link yet.
     void setGrowing(bool growing);
 
@@ -90,7 +92,7 @@ private:
     bool isSelecting_ = false;
     QUrl pressedLink_;
     QPointF pressedAt_;
-    quint64 doubleClickedAt_ = 0; ///< By the time stamps of events, in milliseconds.
+    std::optional<quint64> doubleClickedAt_; ///< By the time stamps of events, in milliseconds.
 };
 
 } // namespace velmo

@@ -51,6 +51,8 @@ public:
     /// Lays out what is not laid out yet, one stretch at least; false if the deadline came first.
     bool layOut(QDeadlineTimer deadline = QDeadlineTimer(QDeadlineTimer::Forever));
 
+    [[nodiscard]] bool isLaidOut() const { return laidOutEnd() == size(); }
+
     [[nodiscard]] double width() const { return width_; }
     /// Of the lines so far, without a line that a final line end would begin.
     [[nodiscard]] double height() const;
