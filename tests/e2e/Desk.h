@@ -44,6 +44,13 @@ public:
             [this, text] { return program_.lines().contains(QStringLiteral("text ") + text); });
     }
 
+    /// How many letters its field got.
+    [[nodiscard]] int letters()
+    {
+        const QStringList texts = program_.lines().filter(QStringLiteral("text "));
+        return texts.isEmpty() ? 0 : static_cast<int>(texts.last().size()) - 5;
+    }
+
     [[nodiscard]] bool receivedAnyText()
     {
         const QStringList all = program_.lines();

@@ -131,7 +131,7 @@ protected:
 
     [[nodiscard]] static bool awaitQuestionField()
     {
-        return awaitCondition([] { return dynamic_cast<QueryInputTextView*>(QApplication::focusWidget()); });
+        return awaitCondition([] { return dynamic_cast<QueryTextView*>(QApplication::focusWidget()); });
     }
 
     /// The first question of a chat, or one more, up to its whole answer.
