@@ -1,11 +1,14 @@
 #include "panel/QueryInputPanel.h"
 
+#include "core/Published.h"
+#include "panel/CardShape.h"
 #include "widgets/Easing.h"
 
-#include <QBitmap>
+#include <QGuiApplication>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QMouseEvent>
+#include <QScreen>
 #include <algorithm>
 #include <cmath>
 #include <utility>
@@ -16,22 +19,31 @@ namespace {
 
 /// How far below its place the card comes in.
 constexpr int kEntranceOffset = 18;
+constexpr int kWindowHeight = QueryInputPanel::kMaximumHeight + kEntranceOffset;
 constexpr int kEntranceMilliseconds = 260;
 constexpr int kResizeMilliseconds = 320;
 constexpr int kExitMilliseconds = 150;
 constexpr double kIgnoredHeightChange = 1;
+constexpr double kCornerRadius = 18;
+/// What stays on a screen of a panel that is dragged away, each way.
+constexpr int kGraspable = 40;
 
 } // namespace
 
 QueryInputPanel::QueryInputPanel(QPoint cardBottomLeft, WindowSurfaces& windows)
-    : QWidget(nullptr,
-              Qt::Window | Qt::FramelessWindowHint | Qt::BypassWindowManagerHint | Qt::WindowStaysOnTopHint)
+    : QWidget(nullptr, Qt::Window | Qt::FramelessWindowHint | Qt::BypassWindowManagerHint |
+                           Qt::WindowStaysOnTopHint | Qt::NoDropShadowWindowHint)
     , windows_(windows)
 {
     setAttribute(Qt::WA_TranslucentBackground);
-    const int height = kMaximumHeight + kEntranceOffset;
-    setGeometry(cardBottomLeft.x(), cardBottomLeft.y() + kEntranceOffset - height, kWidth, height);
+    setGeometry(cardBottomLeft.x(), cardBottomLeft.y() - kMaximumHeight, kWidth, kWindowHeight);
+    windows_.omitShadow(*this);
+    buildAnimations();
+    watchScreens();
+}
 
+void QueryInputPanel::buildAnimations()
+{
     entrance_.setDuration(kEntranceMilliseconds);
     entrance_.setEasingCurve(easeOut());
     entrance_.setStartValue(0.0);
@@ -49,14 +61,21 @@ QueryInputPanel::QueryInputPanel(QPoint cardBottomLeft, WindowSurfaces& windows)
         layOutCard();
     });
 
-    exit_.setDuration(kExitMilliseconds);
     exit_.setEndValue(0.0);
     connect(&exit_, &QVariantAnimation::valueChanged, this,
             [this](const QVariant& value) { setWindowOpacity(value.toDouble()); });
-    connect(&exit_, &QVariantAnimation::finished, this, [this] {
-        hide();
-        deleteLater();
-    });
+    connect(&exit_, &QVariantAnimation::finished, this, [this] { orderOut(); });
+}
+
+/// A screen that is unplugged, or becomes smaller, must not take the panel with it.
+void QueryInputPanel::watchScreens()
+{
+    const LaterRefresh refresh(this, [this] { move(reachable(pos())); });
+    const auto changed = [refresh] { refresh.request(); };
+    connect(qApp, &QGuiApplication::screenRemoved, this, changed);
+    const auto screens = QGuiApplication::screens();
+    for (const QScreen* screen : screens)
+        connect(screen, &QScreen::geometryChanged, this, changed);
 }
 
 void QueryInputPanel::setCard(QWidget* card)
@@ -70,11 +89,43 @@ void QueryInputPanel::enter(std::function<void()> onShown)
 {
     entranceOffset_ = kEntranceOffset;
     setWindowOpacity(0);
-    layOutCard();
     connect(&entrance_, &QVariantAnimation::finished, this, std::move(onShown));
+    order();
+    entrance_.start();
+}
+
+/// Raised only here: later a panel on top would bury the candidates of an input method.
+void QueryInputPanel::order()
+{
+    isComposited_ = windows_.isComposited();
+    layOutCard();
+    // The first picture takes longer than a frame, so it is made before anything is seen.
+    if (!isVisible())
+        static_cast<void>(grab());
     show();
     raise();
-    entrance_.start();
+}
+
+void QueryInputPanel::takeKeyboard()
+{
+    if (!isVisible())
+        return;
+    if (focus_)
+        focus_->take();
+    else
+        focus_ = windows_.keepFocus(*this);
+}
+
+void QueryInputPanel::stepAside()
+{
+    if (const auto focus = std::exchange(focus_, nullptr))
+        focus->giveBack();
+    hide();
+}
+
+void QueryInputPanel::comeBack()
+{
+    order();
 }
 
 void QueryInputPanel::leaveAndDelete()
@@ -82,14 +133,21 @@ void QueryInputPanel::leaveAndDelete()
     if (exit_.state() == QAbstractAnimation::Running)
         return;
     entrance_.stop();
+    resize_.stop();
+    dragHold_.reset();
     onEscape = {};
-    if (!isVisible()) {
-        deleteLater();
-        return;
-    }
-    freezeCard();
+    if (isVisible() && isComposited_)
+        freezeCard();
     exit_.setStartValue(windowOpacity());
+    // Without a compositor there is no opacity, and a fade would only be a delay.
+    exit_.setDuration(isVisible() && isComposited_ ? kExitMilliseconds : 0);
     exit_.start();
+}
+
+void QueryInputPanel::orderOut()
+{
+    stepAside();
+    deleteLater();
 }
 
 /// What fades away is a picture: the session that the card shows begins anew, or ends, meanwhile.
@@ -97,7 +155,6 @@ void QueryInputPanel::freezeCard()
 {
     if (!card_)
         return;
-    resize_.stop();
     auto* picture = new QLabel(this);
     picture->setPixmap(card_->grab());
     picture->show();
@@ -125,20 +182,39 @@ void QueryInputPanel::animateHeight(int height)
     }
 }
 
+QRect QueryInputPanel::cardFrame() const
+{
+    const int height = static_cast<int>(std::lround(cardHeight_));
+    const int bottom = kMaximumHeight + static_cast<int>(std::lround(entranceOffset_));
+    return {0, bottom - height, kWidth, height};
+}
+
 void QueryInputPanel::layOutCard()
 {
     if (!card_)
         return;
-    const int cardHeight = static_cast<int>(std::lround(cardHeight_));
-    const int bottom = height() - kEntranceOffset + static_cast<int>(std::lround(entranceOffset_));
-    const QRect frame(0, bottom - cardHeight, kWidth, cardHeight);
-    card_->setGeometry(frame);
-    setMask(QRegion(frame));
+    card_->setGeometry(cardFrame());
+    const double scale = devicePixelRatioF();
+    const QRect pixels = coveredPixels(cardFrame(), scale);
+    // Transparent corners need a compositor.
+    windows_.setShape(*this, isComposited_ ? QRegion(pixels) : roundedRegion(pixels, kCornerRadius * scale));
+    // What the shape has just uncovered is painted before anybody sees it.
+    if (isVisible())
+        repaint();
+}
+
+bool QueryInputPanel::event(QEvent* event)
+{
+    const bool result = QWidget::event(event);
+    // Another screen may have another scale, which the shape depends on.
+    if (event->type() == QEvent::ScreenChangeInternal)
+        layOutCard();
+    return result;
 }
 
 void QueryInputPanel::keyPressEvent(QKeyEvent* event)
 {
-    if (event->key() == Qt::Key_Escape && onEscape) {
+    if ((event->key() == Qt::Key_Escape || event->matches(QKeySequence::Cancel)) && onEscape) {
         if (!event->isAutoRepeat())
             onEscape();
         return;
@@ -148,16 +224,40 @@ void QueryInputPanel::keyPressEvent(QKeyEvent* event)
 
 void QueryInputPanel::mousePressEvent(QMouseEvent* event)
 {
-    // No window manager focuses a window like this one on a click.
-    windows_.focusWindow(*this);
-    if (event->button() == Qt::LeftButton)
-        dragStart_ = event->globalPosition().toPoint() - pos();
+    // Controls and texts keep their presses, but for disabled ones.
+    const QWidget* below = childAt(event->position().toPoint());
+    if (event->button() == Qt::LeftButton && (!below || below->isEnabled()))
+        dragHold_ = event->globalPosition().toPoint() - pos();
 }
 
 void QueryInputPanel::mouseMoveEvent(QMouseEvent* event)
 {
-    if ((event->buttons() & Qt::LeftButton) != 0)
-        move(event->globalPosition().toPoint() - dragStart_);
+    if (dragHold_)
+        move(reachable(event->globalPosition().toPoint() - *dragHold_));
+}
+
+void QueryInputPanel::mouseReleaseEvent(QMouseEvent* event)
+{
+    if (event->button() == Qt::LeftButton)
+        dragHold_.reset();
+}
+
+/// The nearest position of the window where even the smallest card could be grasped on some screen.
+QPoint QueryInputPanel::reachable(QPoint position) const
+{
+    const QPoint toCard(0, kMaximumHeight - kMinimumHeight);
+    const QPoint wanted = position + toCard;
+    std::optional<QPoint> nearest;
+    const auto screens = QGuiApplication::screens();
+    for (const QScreen* screen : screens) {
+        const QRect area = screen->geometry();
+        const QPoint place(
+            std::clamp(wanted.x(), area.left() + kGraspable - kWidth, area.right() + 1 - kGraspable),
+            std::clamp(wanted.y(), area.top() + kGraspable - kMinimumHeight, area.bottom() + 1 - kGraspable));
+        if (!nearest || (place - wanted).manhattanLength() < (*nearest - wanted).manhattanLength())
+            nearest = place;
+    }
+    return nearest.value_or(wanted) - toCard;
 }
 
 } // namespace velmo

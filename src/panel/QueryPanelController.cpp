@@ -31,6 +31,18 @@ std::optional<Screen> chooseScreen(const std::optional<Screen>& given, const Scr
     return all.empty() ? std::nullopt : std::optional(all.front());
 }
 
+/// Nothing for users without a key for it.
+std::shared_ptr<ReplicateWhisperService> makeTranscriptionService(const AnnotationSession& session,
+                                                                  const PanelDesktop& desktop)
+{
+    const auto settings = session.settings();
+    if (!settings || !desktop.makeTranscriptionService)
+        return nullptr;
+    const QString key = settings->effectiveKey(KeychainAccount::Replicate).value_or(QString());
+    return key.isEmpty() ? nullptr
+                         : desktop.makeTranscriptionService(key, settings->replicateModelVersion.value());
+}
+
 } // namespace
 
 QueryPanelController::QueryPanelController(AnnotationSession& session, const std::optional<Screen>& screen,
@@ -51,6 +63,7 @@ QueryPanelController::QueryPanelController(AnnotationSession& session, const std
 
     auto* panel = new QueryInputPanel(toolkitSpace().toQt(origin).toPoint(), desktop.windows);
     panel->onEscape = [&session] { session.cancel(); };
+    transcriptionService_ = makeTranscriptionService(session, desktop);
     // The content lives inside the panel, so it never calls one that is gone.
     auto* content = new QueryPanelContentView(session, desktop, nullptr,
                                               [panel](int height) { panel->animateHeight(height); });
@@ -70,11 +83,15 @@ void QueryPanelController::showWindow()
     if (!panel)
         return;
     // The content is the panel's, so it is there whenever the panel has come in.
-    panel->enter([view = contentViewBridge_.data()] { view->focusField(); });
+    panel->enter([panel, view = contentViewBridge_.data()] {
+        panel->takeKeyboard();
+        view->focusField();
+    });
     desktop_.windows.keepManagedOnTop();
-    // At once and not after the entrance: what is typed meanwhile belongs to the question.
-    desktop_.windows.focusWindow(*panel);
+    // At once and not after the entrance: what is typed meanwhile belongs to the question. The field comes
+    // first, so that it has the very first key.
     focusInput();
+    panel->takeKeyboard();
 }
 
 void QueryPanelController::close()
@@ -96,7 +113,7 @@ void QueryPanelController::focusInput()
 void QueryPanelController::hideWindow()
 {
     if (QueryInputPanel* panel = panel_.data())
-        panel->hide();
+        panel->stepAside();
 }
 
 void QueryPanelController::bringToFront()
@@ -104,10 +121,9 @@ void QueryPanelController::bringToFront()
     QueryInputPanel* panel = panel_.data();
     if (!panel)
         return;
-    panel->show();
-    panel->raise();
+    panel->comeBack();
     desktop_.windows.keepManagedOnTop();
-    desktop_.windows.focusWindow(*panel);
+    panel->takeKeyboard();
 }
 
 bool QueryPanelController::isWindowVisible() const

@@ -10,7 +10,8 @@ namespace velmo {
 class QueryInputPanel;
 class QueryPanelContentView;
 
-/// Owns the window of question and answer: places it, animates it, and gives it the keyboard. Main thread.
+/// Runs the window of question and answer: places it, shows it, and gives it the keyboard. The window lives
+/// on for the moment in which it fades away. Main thread.
 class QueryPanelController final : public QuestionPanel {
 public:
     /// Without a screen the main one is used, else the first. The session outlives it.
@@ -25,8 +26,15 @@ public:
     void bringToFront() override;
     [[nodiscard]] bool isWindowVisible() const override;
 
+    /// Turns speech into text for the panel's content. Null for users who have no key for it.
+    [[nodiscard]] const std::shared_ptr<ReplicateWhisperService>& transcriptionService() const
+    {
+        return transcriptionService_;
+    }
+
 private:
     PanelDesktop desktop_;
+    std::shared_ptr<ReplicateWhisperService> transcriptionService_;
     QPointer<QueryInputPanel> panel_;
     QPointer<QueryPanelContentView> contentViewBridge_;
 };

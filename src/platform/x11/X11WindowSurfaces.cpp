@@ -1,6 +1,8 @@
 #include "platform/x11/X11WindowSurfaces.h"
 
 #include "platform/x11/X11Connection.h"
+#include "platform/x11/X11KeptFocus.h"
+#include "platform/x11/X11KeyboardFocus.h"
 #include "platform/x11/X11Toolkit.h"
 
 #include <QApplication>
@@ -11,6 +13,7 @@
 #include <unordered_set>
 #include <utility>
 #include <vector>
+#include <xcb/shape.h>
 
 namespace velmo {
 namespace {
@@ -76,69 +79,44 @@ void setKnownProperty(xcb_connection_t* connection, const QWidget& widget, const
 } // namespace
 
 X11WindowSurfaces::X11WindowSurfaces()
-    : clock_(X11Connection::open())
+    : keyboard_(std::make_shared<X11KeyboardFocus>())
 {}
-X11WindowSurfaces::~X11WindowSurfaces() = default;
+
+X11WindowSurfaces::~X11WindowSurfaces()
+{
+    // A window that fades away keeps its focus a little longer than this, and who listens goes as well.
+    keyboard_->setObserver({});
+}
 
 void X11WindowSurfaces::setKeyboardObserver(std::function<void(bool)> observer)
 {
-    keyboardObserver_ = std::move(observer);
+    keyboard_->setObserver(std::move(observer));
 }
 
 bool X11WindowSurfaces::isComposited() const
 {
-    return clock_ && clock_->compositingManager() != XCB_NONE;
+    X11Connection* connection = keyboard_->connection();
+    return connection != nullptr && connection->compositingManager() != XCB_NONE;
 }
 
 bool X11WindowSurfaces::grabKeyboard(QWidget& widget)
 {
-    xcb_connection_t* connection = toolkitConnection();
-    if (connection == nullptr)
-        return false;
-    // The toolkit grabs as well, but does not tell whether it could.
-    const auto reply = awaitReply(connection, xcb_grab_keyboard_reply,
-                                  xcb_grab_keyboard(connection, 0, windowOf(widget), XCB_CURRENT_TIME,
-                                                    XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
-    if (!reply || reply->status != XCB_GRAB_STATUS_SUCCESS)
-        return false;
-    widget.grabKeyboard();
-    keyboardHolder_ = &widget;
-    if (keyboardObserver_)
-        keyboardObserver_(true);
-    return true;
+    return keyboard_->grab(widget);
 }
 
 void X11WindowSurfaces::releaseKeyboard(QWidget& widget)
 {
-    if (keyboardHolder_ != &widget)
-        return;
-    keyboardHolder_ = nullptr;
-    widget.releaseKeyboard();
-    if (xcb_connection_t* connection = toolkitConnection(); connection != nullptr) {
-        xcb_ungrab_keyboard(connection, XCB_CURRENT_TIME);
-        xcb_flush(connection);
-    }
-    if (keyboardObserver_)
-        keyboardObserver_(false);
+    keyboard_->release(widget);
 }
 
 void X11WindowSurfaces::focusWindow(QWidget& widget)
 {
-    xcb_connection_t* connection = toolkitConnection();
-    if (connection == nullptr || !clock_)
-        return;
-    // A window that is not shown yet refuses; checking here keeps the refusal out of the toolkit's messages.
-    const XcbPointer<xcb_generic_error_t> refusal(
-        xcb_request_check(connection, xcb_set_input_focus_checked(connection, XCB_INPUT_FOCUS_PARENT,
-                                                                  windowOf(widget), clock_->serverTime())));
-    if (refusal)
-        return;
-    // The toolkit overlooks a focus that comes back to a window that it has hidden just before.
-    if (QApplication::activeWindow() != widget.window())
-        QApplication::setActiveWindow(widget.window());
-    // Only now: released before the focus has moved, keys would reach the application below for a moment.
-    if (QWidget* holder = keyboardHolder_.data(); holder != nullptr && holder != &widget)
-        releaseKeyboard(*holder);
+    keyboard_->moveTo(widget);
+}
+
+std::unique_ptr<KeptFocus> X11WindowSurfaces::keepFocus(QWidget& widget)
+{
+    return std::make_unique<X11KeptFocus>(keyboard_, widget);
 }
 
 void X11WindowSurfaces::setNativeGeometry(QWidget& widget, const PixelRect& geometry)
@@ -153,6 +131,20 @@ void X11WindowSurfaces::setNativeGeometry(QWidget& widget, const PixelRect& geom
                          XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y | XCB_CONFIG_WINDOW_WIDTH |
                              XCB_CONFIG_WINDOW_HEIGHT,
                          values.data());
+    xcb_flush(connection);
+}
+
+void X11WindowSurfaces::setShape(QWidget& widget, const QRegion& pixels)
+{
+    xcb_connection_t* connection = toolkitConnection();
+    if (connection == nullptr)
+        return;
+    std::vector<xcb_rectangle_t> parts;
+    for (const QRect& part : pixels)
+        parts.push_back({static_cast<int16_t>(part.x()), static_cast<int16_t>(part.y()),
+                         static_cast<uint16_t>(part.width()), static_cast<uint16_t>(part.height())});
+    xcb_shape_rectangles(connection, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING, XCB_CLIP_ORDERING_YX_BANDED,
+                         windowOf(widget), 0, 0, static_cast<uint32_t>(parts.size()), parts.data());
     xcb_flush(connection);
 }
 
@@ -181,7 +173,7 @@ void X11WindowSurfaces::bringManagedToTop(QWidget& widget)
 {
     if (managedTop_ != &widget) {
         managedTop_ = &widget;
-        displacedHolder_ = keyboardHolder_;
+        displacedHolder_ = keyboard_->holder();
         QWidget* active = QApplication::activeWindow();
         displacedFocus_ = active != nullptr && active->windowFlags().testFlag(Qt::BypassWindowManagerHint)
                               ? active

@@ -9,7 +9,7 @@
 
 namespace velmo {
 
-class X11Connection;
+class X11KeyboardFocus;
 
 /// Our own windows on an X server. Requests about a window go over the toolkit's connection, so that they
 /// keep their order with what the toolkit asks for. Needs a QGuiApplication on the xcb platform.
@@ -27,7 +27,9 @@ public:
     bool grabKeyboard(QWidget& widget) override;
     void releaseKeyboard(QWidget& widget) override;
     void focusWindow(QWidget& widget) override;
+    [[nodiscard]] std::unique_ptr<KeptFocus> keepFocus(QWidget& widget) override;
     void setNativeGeometry(QWidget& widget, const PixelRect& geometry) override;
+    void setShape(QWidget& widget, const QRegion& pixels) override;
     void showOnEveryDesktop(QWidget& widget) override;
     void omitShadow(QWidget& widget) override;
     void bringManagedToTop(QWidget& widget) override;
@@ -35,9 +37,7 @@ public:
     void releaseTop(QWidget& widget) override;
 
 private:
-    std::unique_ptr<X11Connection> clock_; ///< Makes time stamps. Null without a display.
-    std::function<void(bool)> keyboardObserver_;
-    QPointer<QWidget> keyboardHolder_;
+    std::shared_ptr<X11KeyboardFocus> keyboard_;
     QPointer<QWidget> managedTop_;
     QPointer<QWidget> displacedHolder_; ///< Held the keyboard when the managed window took it.
     QPointer<QWidget> displacedFocus_;  ///< Had the input focus then.

@@ -1,0 +1,139 @@
+#include "platform/x11/X11KeptFocus.h"
+
+#include "platform/x11/X11Connection.h"
+#include "platform/x11/X11KeyboardFocus.h"
+
+#include <QApplication>
+#include <QEvent>
+#include <QTimer>
+#include <QWindow>
+#include <algorithm>
+
+namespace velmo {
+namespace {
+
+using std::chrono::milliseconds;
+
+/// So long after a disturbance a loss of the focus is still its doing.
+constexpr milliseconds kReach{400};
+/// Some window managers move the focus before they tell of the other desktop.
+constexpr milliseconds kReachBackwards{150};
+constexpr milliseconds kChecks[]{milliseconds{20}, milliseconds{80}, milliseconds{200}};
+
+/// Grabs of the keyboard come and go without the focus moving, and for its other details the focus only moves
+/// inside the window or follows the pointer through it.
+bool movesFocus(const xcb_focus_in_event_t& event)
+{
+    const bool isReal = event.mode == XCB_NOTIFY_MODE_NORMAL || event.mode == XCB_NOTIFY_MODE_WHILE_GRABBED;
+    return isReal && event.detail != XCB_NOTIFY_DETAIL_INFERIOR && event.detail < XCB_NOTIFY_DETAIL_POINTER;
+}
+
+} // namespace
+
+X11KeptFocus::X11KeptFocus(std::shared_ptr<X11KeyboardFocus> keyboard, QWidget& window)
+    : keyboard_(std::move(keyboard))
+    , window_(window)
+{
+    if (X11Connection* connection = keyboard_->connection(); connection != nullptr)
+        currentDesktop_ = connection->atom("_NET_CURRENT_DESKTOP");
+    qApp->installEventFilter(this);
+    qApp->installNativeEventFilter(this);
+    take();
+}
+
+void X11KeptFocus::take()
+{
+    const xcb_window_t owner = keyboard_->owner();
+    if (owner != XCB_NONE && owner != window_.winId()) {
+        std::erase(former_, owner);
+        former_.push_back(owner);
+    }
+    keyboard_->moveTo(window_);
+}
+
+void X11KeptFocus::giveBack()
+{
+    if (!hasFocus())
+        return;
+    // A window may have gone meanwhile; then the keyboard was somewhere else before.
+    static_cast<void>(std::any_of(former_.rbegin(), former_.rend(),
+                                  [this](xcb_window_t window) { return keyboard_->handTo(window); }));
+}
+
+bool X11KeptFocus::hasFocus() const
+{
+    return keyboard_->owner() == window_.winId();
+}
+
+bool X11KeptFocus::eventFilter(QObject* watched, QEvent* event)
+{
+    if (event->type() == QEvent::MouseButtonPress) {
+        // The window's press comes before those of the widgets in it, which keep theirs for themselves.
+        if (watched == window_.windowHandle() && !hasFocus())
+            take();
+    } else if (event->type() == QEvent::Hide && watched->isWidgetType() && watched != &window_) {
+        const auto* widget = static_cast<const QWidget*>(watched);
+        if (widget->isWindow() && widget->windowFlags().testFlag(Qt::BypassWindowManagerHint))
+            noteDisturbance();
+    }
+    return false;
+}
+
+bool X11KeptFocus::nativeEventFilter(const QByteArray& /*kind*/, void* message, qintptr* /*result*/)
+{
+    const auto* event = static_cast<const xcb_generic_event_t*>(message);
+    switch (event->response_type & 0x7f) {
+    case XCB_PROPERTY_NOTIFY:
+        if (reinterpret_cast<const xcb_property_notify_event_t*>(event)->atom == currentDesktop_)
+            noteDisturbance();
+        break;
+    case XCB_FOCUS_OUT: {
+        const auto* focus = reinterpret_cast<const xcb_focus_out_event_t*>(event);
+        if (focus->event == window_.winId() && movesFocus(*focus))
+            noteLoss();
+        break;
+    }
+    default:
+        break;
+    }
+    return false;
+}
+
+void X11KeptFocus::noteDisturbance()
+{
+    disturbance_ = Clock::now();
+    if (disturbance_ - loss_ < kReachBackwards)
+        scheduleChecks();
+}
+
+void X11KeptFocus::noteLoss()
+{
+    // Whoever clicks somewhere else wants the keyboard there.
+    if (keyboard_->isButtonDown()) {
+        loss_ = {};
+        disturbance_ = {};
+        return;
+    }
+    loss_ = Clock::now();
+    if (loss_ - disturbance_ < kReach)
+        scheduleChecks();
+}
+
+void X11KeptFocus::scheduleChecks()
+{
+    for (const milliseconds delay : kChecks)
+        QTimer::singleShot(delay, Qt::PreciseTimer, this, [this] { takeBack(); });
+}
+
+void X11KeptFocus::takeBack()
+{
+    // A press since then was the user's, and ended it.
+    if (disturbance_ == Clock::time_point{} || !window_.isVisible() || hasFocus())
+        return;
+    if (keyboard_->isButtonDown())
+        disturbance_ = {};
+    else
+        keyboard_->moveTo(window_);
+}
+
+} // namespace velmo

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "platform/WindowSurfaces.h"
+#include "platform/x11/XcbSupport.h"
+
+#include <QAbstractNativeEventFilter>
+#include <QObject>
+#include <QWidget>
+#include <chrono>
+#include <memory>
+#include <vector>
+
+namespace velmo {
+
+class X11KeyboardFocus;
+
+/// The input focus in a window that no window manager handles.
+///
+/// Window managers move the focus where they see fit when a window vanishes from under the pointer or another
+/// desktop is shown, and they know nothing of this one. Nobody meant that, so it is taken back: several
+/// times, because they do it in steps. They also give no such window the focus when it is clicked.
+class X11KeptFocus final : public QObject, public KeptFocus, private QAbstractNativeEventFilter {
+public:
+    X11KeptFocus(std::shared_ptr<X11KeyboardFocus> keyboard, QWidget& window);
+
+    void take() override;
+    void giveBack() override;
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    bool eventFilter(QObject* watched, QEvent* event) override;
+    bool nativeEventFilter(const QByteArray& kind, void* message, qintptr* result) override;
+    void noteDisturbance();
+    void noteLoss();
+    void scheduleChecks();
+    void takeBack();
+    [[nodiscard]] bool hasFocus() const;
+
+    std::shared_ptr<X11KeyboardFocus> keyboard_;
+    QWidget& window_;
+    xcb_atom_t currentDesktop_ = XCB_NONE;
+    std::vector<xcb_window_t> former_; ///< Who had the focus when it was taken, the latest last.
+    Clock::time_point disturbance_;    ///< A window of ours vanished, or the desktop changed.
+    Clock::time_point loss_;           ///< The focus went, and no button was down.
+};
+
+} // namespace velmo

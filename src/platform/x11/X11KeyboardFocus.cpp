@@ -1,0 +1,153 @@
+#include "platform/x11/X11KeyboardFocus.h"
+
+#include "platform/x11/X11Connection.h"
+#include "platform/x11/X11Toolkit.h"
+
+#include <QApplication>
+#include <QEvent>
+#include <QWindow>
+#include <utility>
+
+namespace velmo {
+namespace {
+
+xcb_window_t windowOf(const QWidget& widget)
+{
+    return static_cast<xcb_window_t>(widget.window()->winId());
+}
+
+} // namespace
+
+/// Keys that were pressed before a grab was given back, and read after it. They would be lost on a window
+/// that nobody types into any more.
+class X11KeyboardFocus::LateKeys : public QObject {
+public:
+    void pass(const QWidget* from, QWidget& to)
+    {
+        stop();
+        from_ = from->window()->windowHandle();
+        to_ = to.window();
+        if (from_)
+            from_->installEventFilter(this);
+    }
+
+    void stop()
+    {
+        if (from_)
+            from_->removeEventFilter(this);
+        from_ = nullptr;
+    }
+
+private:
+    bool eventFilter(QObject* /*watched*/, QEvent* event) override
+    {
+        const bool isKey = event->type() == QEvent::KeyPress || event->type() == QEvent::KeyRelease;
+        const QWidget* to = to_.data();
+        if (!isKey || to == nullptr || !to->isVisible())
+            return false;
+        QCoreApplication::sendEvent(to->windowHandle(), event);
+        return true;
+    }
+
+    QPointer<QWindow> from_;
+    QPointer<QWidget> to_;
+};
+
+X11KeyboardFocus::X11KeyboardFocus()
+    : connection_(X11Connection::open())
+    , lateKeys_(std::make_unique<LateKeys>())
+{}
+
+X11KeyboardFocus::~X11KeyboardFocus() = default;
+
+void X11KeyboardFocus::setObserver(std::function<void(bool)> observer)
+{
+    observer_ = std::move(observer);
+}
+
+bool X11KeyboardFocus::grab(QWidget& widget)
+{
+    xcb_connection_t* toolkit = toolkitConnection();
+    if (toolkit == nullptr)
+        return false;
+    // The toolkit grabs as well, but does not tell whether it could.
+    const auto reply = awaitReply(toolkit, xcb_grab_keyboard_reply,
+                                  xcb_grab_keyboard(toolkit, 0, windowOf(widget), XCB_CURRENT_TIME,
+                                                    XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
+    if (!reply || reply->status != XCB_GRAB_STATUS_SUCCESS)
+        return false;
+    lateKeys_->stop();
+    widget.grabKeyboard();
+    holder_ = &widget;
+    if (observer_)
+        observer_(true);
+    return true;
+}
+
+void X11KeyboardFocus::release(QWidget& widget)
+{
+    if (holder_ != &widget)
+        return;
+    holder_ = nullptr;
+    widget.releaseKeyboard();
+    if (xcb_connection_t* toolkit = toolkitConnection(); toolkit != nullptr) {
+        xcb_ungrab_keyboard(toolkit, XCB_CURRENT_TIME);
+        xcb_flush(toolkit);
+    }
+    if (observer_)
+        observer_(false);
+}
+
+void X11KeyboardFocus::moveTo(QWidget& widget)
+{
+    xcb_connection_t* toolkit = toolkitConnection();
+    if (toolkit == nullptr || !connection_)
+        return;
+    // A window that is not shown yet refuses; checking here keeps the refusal out of the toolkit's messages.
+    const XcbPointer<xcb_generic_error_t> refusal(
+        xcb_request_check(toolkit, xcb_set_input_focus_checked(toolkit, XCB_INPUT_FOCUS_PARENT,
+                                                               windowOf(widget), connection_->serverTime())));
+    if (refusal)
+        return;
+    // The toolkit overlooks a focus that comes back to a window that it has hidden just before.
+    if (QApplication::activeWindow() != widget.window())
+        QApplication::setActiveWindow(widget.window());
+    // Only now: released before the focus has moved, keys would reach the application below for a moment.
+    if (QWidget* holder = holder_.data(); holder != nullptr && holder != &widget) {
+        release(*holder);
+        lateKeys_->pass(holder, widget);
+    }
+}
+
+xcb_window_t X11KeyboardFocus::owner() const
+{
+    xcb_connection_t* toolkit = toolkitConnection();
+    if (toolkit == nullptr)
+        return XCB_NONE;
+    const auto reply = awaitReply(toolkit, xcb_get_input_focus_reply, xcb_get_input_focus(toolkit));
+    return reply ? reply->focus : xcb_window_t{XCB_NONE};
+}
+
+bool X11KeyboardFocus::handTo(xcb_window_t window)
+{
+    xcb_connection_t* toolkit = toolkitConnection();
+    if (toolkit == nullptr || !connection_)
+        return false;
+    const XcbPointer<xcb_generic_error_t> refusal(
+        xcb_request_check(toolkit, xcb_set_input_focus_checked(toolkit, XCB_INPUT_FOCUS_POINTER_ROOT, window,
+                                                               connection_->serverTime())));
+    return !refusal;
+}
+
+bool X11KeyboardFocus::isButtonDown() const
+{
+    xcb_connection_t* toolkit = toolkitConnection();
+    if (toolkit == nullptr)
+        return false;
+    const auto pointer =
+        awaitReply(toolkit, xcb_query_pointer_reply, xcb_query_pointer(toolkit, toolkitScreen(toolkit).root));
+    constexpr uint32_t kButtons = XCB_BUTTON_MASK_1 | XCB_BUTTON_MASK_2 | XCB_BUTTON_MASK_3;
+    return pointer && (pointer->mask & kButtons) != 0;
+}
+
+} // namespace velmo

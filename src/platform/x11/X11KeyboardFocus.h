@@ -1,0 +1,57 @@
+#pragma once
+
+#include "platform/x11/XcbSupport.h"
+
+#include <QPointer>
+#include <QWidget>
+#include <functional>
+#include <memory>
+
+namespace velmo {
+
+class X11Connection;
+
+/// Which of our windows gets the keys: by a grab of the keyboard, or by the input focus. Requests go over the
+/// toolkit's connection, so that they keep their order with what the toolkit asks for. Main thread.
+class X11KeyboardFocus {
+public:
+    X11KeyboardFocus();
+    X11KeyboardFocus(const X11KeyboardFocus&) = delete;
+    X11KeyboardFocus& operator=(const X11KeyboardFocus&) = delete;
+    ~X11KeyboardFocus();
+
+    /// Null without a display.
+    [[nodiscard]] X11Connection* connection() const { return connection_.get(); }
+
+    /// Told whenever one of our windows takes or gives back the keyboard.
+    void setObserver(std::function<void(bool held)> observer);
+
+    /// False while another program holds the keyboard, and for a window that the server does not show yet.
+    bool grab(QWidget& widget);
+    /// Nothing if the window does not hold the keyboard.
+    void release(QWidget& widget);
+    [[nodiscard]] QWidget* holder() const { return holder_; }
+
+    /// Moves the input focus to our window with a fresh time stamp; a window of ours that holds the keyboard
+    /// gives it back after that, and what the server sent it before goes to the new one. Nothing where the
+    /// server refuses.
+    void moveTo(QWidget& widget);
+
+    /// The window with the input focus; XCB_NONE or XCB_INPUT_FOCUS_POINTER_ROOT where no window has it.
+    [[nodiscard]] xcb_window_t owner() const;
+
+    /// Moves the input focus to another program's window. False for one that is gone or cannot be seen.
+    bool handTo(xcb_window_t window);
+
+    [[nodiscard]] bool isButtonDown() const;
+
+private:
+    class LateKeys;
+
+    std::unique_ptr<X11Connection> connection_; ///< Makes time stamps.
+    std::unique_ptr<LateKeys> lateKeys_;
+    std::function<void(bool)> observer_;
+    QPointer<QWidget> holder_;
+};
+
+} // namespace velmo
