@@ -136,6 +136,9 @@ void QueryInputPanel::leaveAndDelete()
     resize_.stop();
     dragHold_.reset();
     onEscape = {};
+    // Keys that are still under way mean nothing any more to what the card shows.
+    if (QWidget* field = focusWidget())
+        field->clearFocus();
     if (isVisible() && isComposited_)
         freezeCard();
     exit_.setStartValue(windowOpacity());
