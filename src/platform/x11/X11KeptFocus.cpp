@@ -2,6 +2,7 @@
 
 #include "platform/x11/X11Connection.h"
 #include "platform/x11/X11KeyboardFocus.h"
+#include "platform/x11/X11PressWatch.h"
 
 #include <QApplication>
 #include <QEvent>
@@ -34,12 +35,16 @@ X11KeptFocus::X11KeptFocus(std::shared_ptr<X11KeyboardFocus> keyboard, QWidget& 
     : keyboard_(std::move(keyboard))
     , window_(window)
 {
-    if (X11Connection* connection = keyboard_->connection(); connection != nullptr)
+    if (X11Connection* connection = keyboard_->connection(); connection != nullptr) {
         currentDesktop_ = connection->atom("_NET_CURRENT_DESKTOP");
+        presses_ = std::make_unique<X11PressWatch>(*connection);
+    }
     qApp->installEventFilter(this);
     qApp->installNativeEventFilter(this);
     take();
 }
+
+X11KeptFocus::~X11KeptFocus() = default;
 
 void X11KeptFocus::take()
 {
@@ -99,8 +104,16 @@ bool X11KeptFocus::nativeEventFilter(const QByteArray& /*kind*/, void* message, 
     return false;
 }
 
+/// Whoever has pressed a button since the disturbance wants the keyboard where it went.
+bool X11KeptFocus::isUsersDoing()
+{
+    return (presses_ && presses_->sawPress()) || keyboard_->isButtonDown();
+}
+
 void X11KeptFocus::noteDisturbance()
 {
+    if (presses_)
+        static_cast<void>(presses_->sawPress());
     disturbance_ = Clock::now();
     if (disturbance_ - loss_ < kReachBackwards)
         scheduleChecks();
@@ -108,8 +121,7 @@ void X11KeptFocus::noteDisturbance()
 
 void X11KeptFocus::noteLoss()
 {
-    // Whoever clicks somewhere else wants the keyboard there.
-    if (keyboard_->isButtonDown()) {
+    if (isUsersDoing()) {
         loss_ = {};
         disturbance_ = {};
         return;
@@ -127,10 +139,10 @@ void X11KeptFocus::scheduleChecks()
 
 void X11KeptFocus::takeBack()
 {
-    // A press since then was the user's, and ended it.
+    // A press since then ended it.
     if (disturbance_ == Clock::time_point{} || !window_.isVisible() || hasFocus())
         return;
-    if (keyboard_->isButtonDown())
+    if (isUsersDoing())
         disturbance_ = {};
     else
         keyboard_->moveTo(window_);

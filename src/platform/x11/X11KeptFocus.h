@@ -13,6 +13,7 @@
 namespace velmo {
 
 class X11KeyboardFocus;
+class X11PressWatch;
 
 /// The input focus in a window that no window manager handles.
 ///
@@ -22,6 +23,9 @@ class X11KeyboardFocus;
 class X11KeptFocus final : public QObject, public KeptFocus, private QAbstractNativeEventFilter {
 public:
     X11KeptFocus(std::shared_ptr<X11KeyboardFocus> keyboard, QWidget& window);
+    X11KeptFocus(const X11KeptFocus&) = delete;
+    X11KeptFocus& operator=(const X11KeptFocus&) = delete;
+    ~X11KeptFocus() override;
 
     void take() override;
     void giveBack() override;
@@ -31,6 +35,7 @@ private:
 
     bool eventFilter(QObject* watched, QEvent* event) override;
     bool nativeEventFilter(const QByteArray& kind, void* message, qintptr* result) override;
+    [[nodiscard]] bool isUsersDoing();
     void noteDisturbance();
     void noteLoss();
     void scheduleChecks();
@@ -39,10 +44,11 @@ private:
 
     std::shared_ptr<X11KeyboardFocus> keyboard_;
     QWidget& window_;
+    std::unique_ptr<X11PressWatch> presses_; ///< Null without a display.
     xcb_atom_t currentDesktop_ = XCB_NONE;
     std::vector<xcb_window_t> former_; ///< Who had the focus when it was taken, the latest last.
     Clock::time_point disturbance_;    ///< A window of ours vanished, or the desktop changed.
-    Clock::time_point loss_;           ///< The focus went, and no button was down.
+    Clock::time_point loss_;           ///< The focus went, and not by a press.
 };
 
 } // namespace velmo

@@ -4,9 +4,10 @@
 #include "platform/x11/X11Toolkit.h"
 
 #include <QApplication>
-#include <QEvent>
+#include <QKeyEvent>
 #include <QWindow>
 #include <utility>
+#include <vector>
 
 namespace velmo {
 namespace {
@@ -18,39 +19,65 @@ xcb_window_t windowOf(const QWidget& widget)
 
 } // namespace
 
-/// Keys that were pressed before a grab was given back, and read after it. They would be lost on a window
-/// that nobody types into any more.
+/// Keys for whoever is next. Between the end of a drawing, which a mouse button's release is, and the moment
+/// in which the next window can be typed into, keys still go to the holder of the grab; and what the server
+/// has sent there is read even later. All of them are meant for that next window.
 class X11KeyboardFocus::LateKeys : public QObject {
 public:
-    void pass(const QWidget* from, QWidget& to)
+    void collect(const QWidget& holder)
     {
         stop();
-        from_ = from->window()->windowHandle();
-        to_ = to.window();
-        if (from_)
-            from_->installEventFilter(this);
+        from_ = holder.window()->windowHandle();
+        qApp->installEventFilter(this);
+    }
+
+    void passTo(const QWidget& next)
+    {
+        to_ = next.window()->windowHandle();
+        for (const auto& key : std::exchange(keys_, {}))
+            QCoreApplication::sendEvent(to_, key.get());
     }
 
     void stop()
     {
-        if (from_)
-            from_->removeEventFilter(this);
+        qApp->removeEventFilter(this);
         from_ = nullptr;
+        to_ = nullptr;
+        keys_.clear();
     }
 
 private:
-    bool eventFilter(QObject* /*watched*/, QEvent* event) override
+    bool eventFilter(QObject* watched, QEvent* event) override
     {
-        const bool isKey = event->type() == QEvent::KeyPress || event->type() == QEvent::KeyRelease;
-        const QWidget* to = to_.data();
-        if (!isKey || to == nullptr || !to->isVisible())
+        if (!watched->isWindowType())
             return false;
-        QCoreApplication::sendEvent(to->windowHandle(), event);
-        return true;
+        const bool isKey = event->type() == QEvent::KeyPress || event->type() == QEvent::KeyRelease;
+        if (isKey && watched == from_)
+            return keep(static_cast<QKeyEvent&>(*event));
+        if (event->type() == QEvent::MouseButtonRelease)
+            keys_.clear();
+        return false;
+    }
+
+    bool keep(QKeyEvent& event)
+    {
+        if (QWindow* next = to_.data(); next != nullptr) {
+            if (!next->isVisible())
+                return false;
+            QCoreApplication::sendEvent(next, &event);
+            return true;
+        }
+        // These mean something to a drawing.
+        const bool isForHolder =
+            event.key() == Qt::Key_Escape || event.key() == Qt::Key_Return || event.key() == Qt::Key_Enter;
+        if (event.type() == QEvent::KeyPress && !isForHolder)
+            keys_.emplace_back(event.clone());
+        return false;
     }
 
     QPointer<QWindow> from_;
-    QPointer<QWidget> to_;
+    QPointer<QWindow> to_; ///< Null until it is known.
+    std::vector<std::unique_ptr<QKeyEvent>> keys_;
 };
 
 X11KeyboardFocus::X11KeyboardFocus()
@@ -76,9 +103,9 @@ bool X11KeyboardFocus::grab(QWidget& widget)
                                                     XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
     if (!reply || reply->status != XCB_GRAB_STATUS_SUCCESS)
         return false;
-    lateKeys_->stop();
     widget.grabKeyboard();
     holder_ = &widget;
+    lateKeys_->collect(widget);
     if (observer_)
         observer_(true);
     return true;
@@ -89,6 +116,12 @@ void X11KeyboardFocus::release(QWidget& widget)
     if (holder_ != &widget)
         return;
     holder_ = nullptr;
+    lateKeys_->stop();
+    giveUpGrab(widget);
+}
+
+void X11KeyboardFocus::giveUpGrab(QWidget& widget)
+{
     widget.releaseKeyboard();
     if (xcb_connection_t* toolkit = toolkitConnection(); toolkit != nullptr) {
         xcb_ungrab_keyboard(toolkit, XCB_CURRENT_TIME);
@@ -114,8 +147,12 @@ void X11KeyboardFocus::moveTo(QWidget& widget)
         QApplication::setActiveWindow(widget.window());
     // Only now: released before the focus has moved, keys would reach the application below for a moment.
     if (QWidget* holder = holder_.data(); holder != nullptr && holder != &widget) {
-        release(*holder);
-        lateKeys_->pass(holder, widget);
+        holder_ = nullptr;
+        giveUpGrab(*holder);
+        if (widget.windowFlags().testFlag(Qt::BypassWindowManagerHint))
+            lateKeys_->passTo(widget);
+        else
+            lateKeys_->stop();
     }
 }
 

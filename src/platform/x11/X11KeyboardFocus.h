@@ -33,8 +33,8 @@ public:
     [[nodiscard]] QWidget* holder() const { return holder_; }
 
     /// Moves the input focus to our window with a fresh time stamp; a window of ours that holds the keyboard
-    /// gives it back after that, and what the server sent it before goes to the new one. Nothing where the
-    /// server refuses.
+    /// gives it back after that, and keys that came to it since a mouse button was last released go to the
+    /// new one, if that is as unmanaged. Nothing where the server refuses.
     void moveTo(QWidget& widget);
 
     /// The window with the input focus; XCB_NONE or XCB_INPUT_FOCUS_POINTER_ROOT where no window has it.
@@ -47,6 +47,8 @@ public:
 
 private:
     class LateKeys;
+
+    void giveUpGrab(QWidget& widget);
 
     std::unique_ptr<X11Connection> connection_; ///< Makes time stamps.
     std::unique_ptr<LateKeys> lateKeys_;

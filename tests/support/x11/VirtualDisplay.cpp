@@ -165,6 +165,36 @@ bool VirtualDisplay::startWindowManager(const QString& configuration)
     if (!configuration.isEmpty())
         words << "--config-file" << configuration.toUtf8();
     windowManager_ = ChildProcess(words);
+    return awaitWindowManager();
+}
+
+bool VirtualDisplay::startWindowManager(const QString& name, FocusPolicy policy)
+{
+    const WindowManagerStart start = prepareWindowManager(name, policy);
+    if (start.command.isEmpty() || (start.needsBus && !startBus()))
+        return false;
+    QList<QByteArray> words = start.command;
+    if (start.needsBus)
+        words = QList<QByteArray>{"env", "DBUS_SESSION_BUS_ADDRESS=" + busAddress()} + words;
+    windowManager_ = ChildProcess(words);
+    return awaitWindowManager();
+}
+
+QByteArray VirtualDisplay::busAddress() const
+{
+    return "unix:path=" + folder_.filePath(QStringLiteral("window-manager-bus")).toUtf8();
+}
+
+/// For the window manager alone, which may start its services there; they end with the bus.
+bool VirtualDisplay::startBus()
+{
+    bus_ = ChildProcess({"dbus-daemon", "--session", "--nofork", "--nopidfile", "--address=" + busAddress()});
+    return awaitCondition(
+        [this] { return QFile::exists(folder_.filePath(QStringLiteral("window-manager-bus"))); });
+}
+
+bool VirtualDisplay::awaitWindowManager()
+{
     const auto connection = X11Connection::open();
     return connection && awaitCondition([&] { return isManaged(*connection); }) && showsWindows(*connection);
 }
@@ -172,6 +202,8 @@ bool VirtualDisplay::startWindowManager(const QString& configuration)
 void VirtualDisplay::stopWindowManager()
 {
     windowManager_.stop();
+    bus_.stop();
+    QFile::remove(folder_.filePath(QStringLiteral("window-manager-bus")));
 }
 
 bool VirtualDisplay::startCompositor()

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "support/x11/ChildProcess.h"
+#include "support/x11/WindowManagers.h"
 
 #include <QByteArray>
 #include <QList>
@@ -39,6 +40,8 @@ public:
 
     /// True when it manages windows. The window manager's own configuration is used unless a file is given.
     [[nodiscard]] bool startWindowManager(const QString& configuration = {});
+    /// Another one, by its name.
+    [[nodiscard]] bool startWindowManager(const QString& name, FocusPolicy policy);
     void stopWindowManager();
 
     /// True when it composites.
@@ -52,12 +55,16 @@ private:
         bool wasSet;
     };
     void setVariable(const QByteArray& name, const QByteArray& value);
+    [[nodiscard]] bool awaitWindowManager();
+    [[nodiscard]] bool startBus();
+    [[nodiscard]] QByteArray busAddress() const;
     [[nodiscard]] QList<QByteArray> command(const Options& options) const;
 
     QTemporaryDir folder_;
     QList<SavedVariable> saved_;
     QByteArray name_;
     ChildProcess server_;
+    ChildProcess bus_;
     ChildProcess windowManager_;
     ChildProcess compositor_;
 };

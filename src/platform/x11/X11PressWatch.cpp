@@ -1,0 +1,54 @@
+#include "platform/x11/X11PressWatch.h"
+
+#include "platform/x11/X11InputExtensions.h"
+
+#include <xcb/xinput.h>
+
+namespace velmo {
+namespace {
+
+constexpr uint32_t kLastButtonOfHands = 3; ///< The next ones are the wheels.
+
+} // namespace
+
+X11PressWatch::X11PressWatch(X11Connection& connection)
+    : connection_(connection)
+    , inputOpcode_(X11InputExtensions::probe(connection).inputOpcode)
+{
+    select(XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_PRESS);
+}
+
+X11PressWatch::~X11PressWatch()
+{
+    select(0);
+    connection_.discardEvents();
+}
+
+void X11PressWatch::select(quint32 events) const
+{
+    if (inputOpcode_ == 0)
+        return;
+    struct {
+        xcb_input_event_mask_t head;
+        uint32_t mask;
+    } selection{{XCB_INPUT_DEVICE_ALL_MASTER, 1}, events};
+    xcb_input_xi_select_events(connection_.get(), connection_.root(), 1, &selection.head);
+    connection_.sync();
+}
+
+bool X11PressWatch::sawPress()
+{
+    connection_.sync();
+    bool saw = false;
+    while (const auto event = connection_.nextEvent()) {
+        const auto* input = reinterpret_cast<const xcb_ge_generic_event_t*>(event.get());
+        if ((input->response_type & 0x7f) != XCB_GE_GENERIC || input->extension != inputOpcode_ ||
+            input->event_type != XCB_INPUT_RAW_BUTTON_PRESS)
+            continue;
+        const auto* press = reinterpret_cast<const xcb_input_raw_button_press_event_t*>(input);
+        saw = saw || press->detail <= kLastButtonOfHands;
+    }
+    return saw;
+}
+
+} // namespace velmo

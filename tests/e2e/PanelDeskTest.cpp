@@ -1,0 +1,221 @@
+#include "e2e/PanelDesk.h"
+
+#include <QImage>
+
+namespace velmo::test {
+namespace {
+
+TEST_P(PanelDesk, KeysTypedAcrossTheChangeFromOverlayToPanelAllArriveInOrder)
+{
+    constexpr int kLetters = 250;
+    startDesktop(FocusPolicy::Click);
+    begin(true);
+    input_.moveTo(300, 300);
+    input_.pressButton(1);
+    input_.moveTo(400, 350);
+    const Typist typist(kLetters, [](InputDriver& hand) { hand.releaseButton(1); });
+    EXPECT_TRUE(awaitCondition([&] { return typist.isDone() && typedText().size() >= kLetters; }));
+    QString expected;
+    for (int letter = 0; letter < kLetters; ++letter)
+        expected += QLatin1Char(Typist::letterAt(letter));
+    EXPECT_EQ(typedText(), expected);
+    EXPECT_EQ(keysIn(*application_), 0);
+}
+
+TEST_P(PanelDesk, EscapeGivesTheFocusBackWhereverThePointerIs)
+{
+    startDesktop(FocusPolicy::Click);
+    openPanel(centreOf(*other_));
+    input_.tap("Escape");
+    EXPECT_TRUE(awaitCondition([] { return panel() == nullptr; }));
+    EXPECT_TRUE(focusSettlesIn(*application_));
+    input_.tap("b");
+    EXPECT_TRUE(awaitCondition([this] { return keysIn(*application_) == 1; }));
+}
+
+TEST_P(PanelDesk, KeysTypedAfterEscapeAreOnlyLostWhileThePanelFades)
+{
+    constexpr int kLetters = 250;
+    startDesktop(FocusPolicy::Click);
+    startCompositor();
+    openPanel(centreOf(*application_));
+    ASSERT_TRUE(focusSettlesInPanel());
+    const Typist typist(kLetters, [](InputDriver& hand) { hand.tap("Escape"); });
+    EXPECT_TRUE(awaitCondition([&] { return typist.isDone(); }));
+    EXPECT_TRUE(awaitCondition([] { return panel() == nullptr; }));
+    std::vector<int> received;
+    for (const auto& event : application_->events()) {
+        if (event.type == Type::KeyPress)
+            received.push_back(event.detail);
+    }
+    // From the first that arrived on, none is missing.
+    const int lost = kLetters - static_cast<int>(received.size());
+    ASSERT_LT(lost, kLetters);
+    for (int i = 0; i < static_cast<int>(received.size()); ++i)
+        ASSERT_EQ(received[static_cast<std::size_t>(i)],
+                  input_.keyCode(std::string(1, Typist::letterAt(lost + i)).c_str()))
+            << "letter " << lost + i;
+    RecordProperty("KeysTypedWhileFading", lost);
+    EXPECT_EQ(keysIn(*other_), 0);
+}
+
+TEST_P(PanelDesk, KeepsTheKeyboardWhenTheDesktopIsSwitched)
+{
+    startDesktop(FocusPolicy::Click);
+    openPanel(centreOf(*application_));
+    askAndAnswer();
+    switchDesktop(1);
+    EXPECT_TRUE(focusSettlesInPanel());
+    expectNextKeyInPanel("x");
+    switchDesktop(0);
+    EXPECT_TRUE(focusSettlesInPanel());
+    expectNextKeyInPanel("y");
+    EXPECT_EQ(keysIn(*application_), 0);
+}
+
+TEST_P(PanelDesk, KeepsTheKeyboardAtTheEndOfTheOverlayWhenFocusFollowsTheMouse)
+{
+    startDesktop(FocusPolicy::FollowsMouse);
+    // The pointer is over an application when the overlay between them goes.
+    openPanel(centreOf(*other_));
+    askAndAnswer();
+    EXPECT_TRUE(focusSettlesInPanel());
+    expectNextKeyInPanel("x");
+    EXPECT_EQ(keysIn(*other_) + keysIn(*application_), 0);
+}
+
+TEST_P(PanelDesk, LeavesTheKeyboardWhereTheUserClicksAndTakesItBackOnAClick)
+{
+    startDesktop(FocusPolicy::Click);
+    openPanel(centreOf(*application_));
+    askAndAnswer();
+    // Right after the overlay's end, when a loss would else be undone, and faster than anybody could look.
+    click(centreOf(*other_));
+    EXPECT_TRUE(focusSettlesIn(*other_));
+    input_.tap("o");
+    EXPECT_TRUE(awaitCondition([this] { return keysIn(*other_) == 1; }));
+
+    // The field takes the press for itself; the window must still learn of it.
+    click(field()->mapToGlobal(field()->rect().center()));
+    EXPECT_TRUE(focusSettlesInPanel());
+    expectNextKeyInPanel("p");
+    EXPECT_EQ(keysIn(*other_), 1);
+}
+
+TEST_P(PanelDesk, ClosingLeavesTheKeyboardWhereTheUserPutIt)
+{
+    startDesktop(FocusPolicy::Click);
+    openPanel(centreOf(*application_));
+    askAndAnswer();
+    click(centreOf(*other_));
+    ASSERT_TRUE(focusSettlesIn(*other_));
+    session->cancel();
+    EXPECT_TRUE(awaitCondition([] { return panel() == nullptr; }));
+    EXPECT_TRUE(focusSettlesIn(*other_));
+}
+
+TEST_P(PanelDesk, AHintBorrowsTheKeyboardForTheApplication)
+{
+    startDesktop(FocusPolicy::Click);
+    openPanel(centreOf(*other_));
+    askAndAnswer();
+    ASSERT_TRUE(focusSettlesInPanel());
+    session->hideChatForHint();
+    EXPECT_TRUE(awaitCondition([this] { return inputFocus() == application_->window(); }));
+    session->restoreChatAfterHint();
+    EXPECT_TRUE(focusSettlesInPanel());
+    expectNextKeyInPanel("h");
+}
+
+/// Pixels of the screen's middle column around the panel's bottom edge, taken as fast as the server gives
+/// them while something goes on.
+class EdgeSampler {
+public:
+    explicit EdgeSampler(QRect area)
+        : thread_([this, area] {
+            const auto connection = X11Connection::open();
+            while (!isOver_) {
+                const QImage now = readRootImage(*connection, area);
+                ++samples_;
+                if (reference_.isNull())
+                    reference_ = now;
+                else if (now != reference_)
+                    ++deviations_;
+            }
+        })
+    {}
+    EdgeSampler(const EdgeSampler&) = delete;
+    EdgeSampler& operator=(const EdgeSampler&) = delete;
+    ~EdgeSampler()
+    {
+        isOver_ = true;
+        if (thread_.joinable())
+            thread_.join();
+    }
+
+    void stop()
+    {
+        isOver_ = true;
+        thread_.join();
+    }
+    [[nodiscard]] int samples() const { return samples_; }
+    /// After stop().
+    [[nodiscard]] int deviations() const { return deviations_; }
+
+private:
+    std::atomic<bool> isOver_ = false;
+    std::atomic<int> samples_ = 0;
+    int deviations_ = 0;
+    QImage reference_;
+    std::thread thread_;
+};
+
+class GrowingPanel : public PanelDesk {
+protected:
+    void expectSteadyBottom()
+    {
+        openPanel(centreOf(*application_));
+        ASSERT_TRUE(settlesTrue([this] { return panelHasFocus() && panel()->windowOpacity() == 1; }));
+        const QRect frame = panel()->cardFrame().translated(panel()->pos());
+        const QRect edge(frame.center().x(), frame.bottom() - 5, 1, 12);
+        ASSERT_NE(readRootImage(*eye_, edge).pixel(0, 0), readRootImage(*eye_, edge).pixel(0, 11));
+        EdgeSampler sampler(edge);
+        ASSERT_TRUE(awaitCondition([&] { return sampler.samples() > 5; }));
+        panel()->animateHeight(700);
+        EXPECT_TRUE(awaitCondition([] { return panel()->cardFrame().height() == 700; }));
+        panel()->animateHeight(130);
+        EXPECT_TRUE(awaitCondition([] { return panel()->cardFrame().height() == 130; }));
+        const int grown = sampler.samples();
+        EXPECT_TRUE(awaitCondition([&] { return sampler.samples() > grown + 5; }));
+        sampler.stop();
+        EXPECT_GT(sampler.samples(), 50);
+        EXPECT_EQ(sampler.deviations(), 0) << "of " << sampler.samples();
+    }
+};
+
+TEST_P(GrowingPanel, NeverMovesItsBottomRowWithoutACompositor)
+{
+    startDesktop(FocusPolicy::Click);
+    expectSteadyBottom();
+}
+
+TEST_P(GrowingPanel, NeverMovesItsBottomRowWithACompositor)
+{
+    startDesktop(FocusPolicy::Click);
+    startCompositor();
+    expectSteadyBottom();
+}
+
+const auto kWindowManagers =
+    testing::ValuesIn(windowManagersToTest({QStringLiteral("openbox"), QStringLiteral("xfwm4")}));
+
+std::string windowManagerName(const testing::TestParamInfo<QString>& info)
+{
+    return info.param.toStdString();
+}
+
+INSTANTIATE_TEST_SUITE_P(WindowManagers, PanelDesk, kWindowManagers, windowManagerName);
+INSTANTIATE_TEST_SUITE_P(WindowManagers, GrowingPanel, kWindowManagers, windowManagerName);
+
+} // namespace
+} // namespace velmo::test
