@@ -1,5 +1,5 @@
 # Thin: each target calls a script, cmake or ctest.
-.PHONY: help deps build run test bench pictures lint format clean
+.PHONY: help deps build run test bench wm-matrix pictures lint format clean
 
 JOBS ?= $(shell nproc)
 
@@ -8,6 +8,7 @@ help:
 	@echo "make test              install, build, and run every test"
 	@echo "make build             build/release/velmo"
 	@echo "make bench             run the benchmarks"
+	@echo "make wm-matrix         try the panel on six window managers"
 	@echo "make pictures          make the pictures of docs/images anew"
 	@echo "make lint | format     check, or mend, the style of the code"
 	@echo "make clean             remove build/"
@@ -32,6 +33,12 @@ bench: deps
 	@cmake --preset bench
 	@cmake --build --preset bench --parallel $(JOBS) --target velmo_bench
 	@build/bench/bench/velmo_bench
+
+wm-matrix: deps
+	@scripts/install-packages scripts/packages-wm.txt
+	@cmake --preset dev
+	@cmake --build --preset dev --parallel $(JOBS) --target velmo_panel_desk_tests
+	@scripts/wm-matrix build/dev/tests/e2e/velmo_panel_desk_tests
 
 pictures: build
 	@cmake --build --preset release --parallel $(JOBS) --target velmo-pictures

@@ -76,6 +76,8 @@ TEST_P(PanelDesk, KeepsTheKeyboardWhenTheDesktopIsSwitched)
 TEST_P(PanelDesk, KeepsTheKeyboardAtTheEndOfTheOverlayWhenFocusFollowsTheMouse)
 {
     startDesktop(FocusPolicy::FollowsMouse);
+    hoverOver(*other_);
+    hoverOver(*application_);
     // The pointer is over an application when the overlay between them goes.
     openPanel(centreOf(*other_));
     askAndAnswer();

@@ -54,10 +54,10 @@ QList<QByteArray> withGnomeSettings(bool followsMouse, const QList<QByteArray>& 
 
 WindowManagerStart kwin(bool followsMouse)
 {
-    writeConfiguration(
-        QStringLiteral("kwinrc"),
-        QByteArray("[Desktops]\nNumber=2\nRows=1\n[Compositing]\nEnabled=false\n[Windows]\nFocusPolicy=") +
-            (followsMouse ? "FocusFollowsMouse\n" : "ClickToFocus\n"));
+    writeConfiguration(QStringLiteral("kwinrc"),
+                       QByteArray("[Desktops]\nNumber=2\nRows=1\n[Compositing]\nEnabled=false\n[Windows]"
+                                  "\nDelayFocusInterval=0\nFocusPolicy=") +
+                           (followsMouse ? "FocusFollowsMouse\n" : "ClickToFocus\n"));
     return {{"env", "KWIN_COMPOSE=N", "kwin_x11"}, true};
 }
 
