@@ -189,7 +189,9 @@ void AnnotationSession::end()
 async::Task<> AnnotationSession::restoreFocus(FocusRestorationTarget target)
 {
     co_await async::sleepFor(kFocusRestorationDelay);
-    target.restore(collaborators_.focus);
+    // A hurried user is already asking the next question.
+    if (!queryPanelController_ || !queryPanelController_->isWindowVisible())
+        target.restore(collaborators_.focus);
 }
 
 void AnnotationSession::startTrackingFocusChanges()

@@ -3,9 +3,7 @@
 #include "core/async/WorkerPool.h"
 #include "panel/QueryPanelTheme.h"
 
-#include <QImageReader>
 #include <QPainter>
-#include <QPainterPath>
 #include <algorithm>
 
 namespace velmo {

@@ -34,7 +34,7 @@ private:
         void paintEvent(QPaintEvent* event) override;
 
     private:
-        QPixmap picture_; ///< Rounded, and in pixels of the screen.
+        QPixmap picture_; ///< In pixels of the screen.
     };
 
     async::Task<> load(QByteArray imageData, QSize size, double pixelRatio);

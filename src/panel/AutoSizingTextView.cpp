@@ -1,5 +1,6 @@
 #include "panel/AutoSizingTextView.h"
 
+#include "panel/PanelMenu.h"
 #include "panel/QueryPanelTheme.h"
 #include "panel/TextViewAccessible.h"
 
@@ -8,7 +9,6 @@
 #include <QDeadlineTimer>
 #include <QGuiApplication>
 #include <QKeyEvent>
-#include <QMenu>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QStyleHints>
@@ -20,6 +20,7 @@ namespace {
 
 /// Half a frame: the rest of a very long text comes in the frames after this one.
 constexpr std::chrono::milliseconds kLayoutBudget{6};
+constexpr std::chrono::milliseconds kSelectionScroll{50};
 
 } // namespace
 
@@ -32,13 +33,15 @@ AutoSizingTextView::AutoSizingTextView(int verticalInset, QWidget* parent)
     setFocusPolicy(Qt::StrongFocus);
     setMouseTracking(true);
     setCursor(Qt::IBeamCursor);
+    selectionScroll_.setInterval(kSelectionScroll);
+    selectionScroll_.callOnTimeout([this] { extendSelectionTo(mapFromGlobal(QPointF(QCursor::pos()))); });
 }
 
 void AutoSizingTextView::replaceFrom(qsizetype position, const markdown::StyledText& whole)
 {
     const QString removed = QAccessible::isActive() ? layout_.textView().mid(position).toString() : QString();
     const double unchanged = layout_.replaceFrom(position, whole);
-    selection_.set(std::min(selection_.anchor(), position), std::min(selection_.cursor(), position));
+    selection_.trimTo(position);
     findLinks(position);
     layOutSome();
     announceChange(position, removed);
@@ -120,12 +123,16 @@ void AutoSizingTextView::announceChange(qsizetype position, const QString& remov
 
 void AutoSizingTextView::setTextColor(const QColor& color)
 {
+    if (textColor_ == color)
+        return;
     textColor_ = color;
     update();
 }
 
 void AutoSizingTextView::setGrowing(bool growing)
 {
+    if (isGrowing_ == growing)
+        return;
     isGrowing_ = growing;
     update();
 }
@@ -171,6 +178,19 @@ void AutoSizingTextView::select(qsizetype anchor, qsizetype cursor)
     }
 }
 
+void AutoSizingTextView::selectAll()
+{
+    beginSelecting();
+    select(0, layout_.size());
+    offerSelection();
+}
+
+void AutoSizingTextView::beginSelecting() const
+{
+    if (onSelect)
+        onSelect();
+}
+
 void AutoSizingTextView::copy() const
 {
     if (!selection_.isEmpty())
@@ -205,28 +225,29 @@ std::vector<QRectF> AutoSizingTextView::rectanglesOf(qsizetype begin, qsizetype 
 
 QUrl AutoSizingTextView::linkAt(QPointF point) const
 {
-    for (const WebLink& link : links_) {
-        if (isOpen(link))
-            continue;
-        const auto rectangles = rectanglesOf(link.begin, link.end);
-        if (std::ranges::any_of(rectangles, [point](const QRectF& line) { return line.contains(point); }))
-            return webAddress(layout_.textView().mid(link.begin, link.end - link.begin));
-    }
-    return {};
+    // The position is that of the nearest gap, which may be the one behind the link.
+    const qsizetype position = positionAt(point);
+    const auto link = std::ranges::lower_bound(links_, position, {}, &WebLink::end);
+    if (link == links_.end() || link->begin > position || isOpen(*link))
+        return {};
+    const auto rectangles = rectanglesOf(link->begin, link->end);
+    const bool isHit =
+        std::ranges::any_of(rectangles, [point](const QRectF& line) { return line.contains(point); });
+    return isHit ? webAddress(layout_.textView().mid(link->begin, link->end - link->begin)) : QUrl();
 }
 
 void AutoSizingTextView::paintEvent(QPaintEvent* event)
 {
     QPainter painter(this);
-    for (const QRectF& line : rectanglesOf(selection_.begin(), selection_.end()))
-        painter.fillRect(line, QueryPanelTheme::selection());
     const QRectF clip = QRectF(event->rect()).translated(0, -verticalInset_);
     painter.translate(0, verticalInset_);
+    const auto [firstShown, lastShown] = layout_.rangeBetween(clip.top(), clip.bottom());
+    for (const QRectF& line : layout_.rectanglesOf(std::max(selection_.begin(), firstShown),
+                                                   std::min(selection_.end(), lastShown)))
+        painter.fillRect(line, QueryPanelTheme::selection());
     painter.setPen(textColor_);
     layout_.draw(painter, clip);
     painter.setRenderHint(QPainter::Antialiasing, false);
-    const qsizetype firstShown = layout_.positionAt(clip.topLeft());
-    const qsizetype lastShown = layout_.positionAt(clip.bottomRight());
     for (const WebLink& link : links_) {
         if (link.end <= firstShown || link.begin > lastShown || isOpen(link))
             continue;
@@ -256,6 +277,8 @@ bool AutoSizingTextView::event(QEvent* event)
 void AutoSizingTextView::updatePointer(QPointF point)
 {
     const QUrl link = linkAt(point);
+    if (std::exchange(hoveredLink_, link) == link)
+        return;
     setCursor(link.isValid() ? Qt::PointingHandCursor : Qt::IBeamCursor);
     setToolTip(link.isValid() ? link.toDisplayString() : QString());
 }
@@ -264,19 +287,17 @@ void AutoSizingTextView::mousePressEvent(QMouseEvent* event)
 {
     if (event->button() != Qt::LeftButton)
         return;
-    pressedAt_ = event->position();
-    pressedLink_ = linkAt(pressedAt_);
+    pressedLink_ = linkAt(event->position());
     isSelecting_ = true;
-    if (onSelect)
-        onSelect();
+    beginSelecting();
     const QStringView text = layout_.textView();
     const auto doubleClick = std::exchange(doubleClickedAt_, std::nullopt);
     const auto interval = static_cast<quint64>(QGuiApplication::styleHints()->mouseDoubleClickInterval());
     const bool isThird = doubleClick && event->timestamp() - *doubleClick < interval;
     if (event->modifiers().testFlag(Qt::ShiftModifier))
-        select(selection_.anchor(), positionAt(pressedAt_));
+        selection_.extendTo(text, positionAt(event->position()));
     else
-        selection_.beginWith(text, positionAt(pressedAt_),
+        selection_.beginWith(text, positionAt(event->position()),
                              isThird ? TextSelection::Unit::Paragraph : TextSelection::Unit::Character);
     update();
 }
@@ -288,7 +309,9 @@ void AutoSizingTextView::mouseDoubleClickEvent(QMouseEvent* event)
     doubleClickedAt_ = event->timestamp();
     pressedLink_.clear();
     isSelecting_ = true;
-    selection_.beginWith(layout_.textView(), positionAt(event->position()), TextSelection::Unit::Word);
+    const qsizetype character =
+        layout_.positionAt(textPoint(event->position()), QTextLine::CursorOnCharacter);
+    selection_.beginWith(layout_.textView(), character, TextSelection::Unit::Word);
     update();
 }
 
@@ -303,6 +326,11 @@ void AutoSizingTextView::mouseMoveEvent(QMouseEvent* event)
 void AutoSizingTextView::extendSelectionTo(QPointF point)
 {
     selection_.extendTo(layout_.textView(), positionAt(point));
+    // A pointer that rests beyond what is shown goes on selecting.
+    if (!visibleRegion().boundingRect().contains(point.toPoint()))
+        selectionScroll_.start();
+    else
+        selectionScroll_.stop();
     update();
     if (onReveal)
         onReveal(QRectF(0, point.y(), 1, 1).toAlignedRect());
@@ -312,6 +340,8 @@ void AutoSizingTextView::mouseReleaseEvent(QMouseEvent* event)
 {
     if (event->button() != Qt::LeftButton || !std::exchange(isSelecting_, false))
         return;
+    selectionScroll_.stop();
+    select(selection_.anchor(), selection_.cursor());
     offerSelection();
     const QUrl link = std::exchange(pressedLink_, QUrl());
     if (link.isValid() && selection_.isEmpty() && linkAt(event->position()) == link && onOpenLink)
@@ -323,7 +353,7 @@ void AutoSizingTextView::keyPressEvent(QKeyEvent* event)
     if (event->matches(QKeySequence::Copy))
         copy();
     else if (event->matches(QKeySequence::SelectAll))
-        select(0, layout_.size());
+        selectAll();
     else if (!selectByKey(*event))
         event->ignore();
 }
@@ -347,10 +377,15 @@ bool AutoSizingTextView::selectByKey(const QKeyEvent& event)
         to = positionAt({line.left(), line.bottom() + line.height() / 2});
     else if (event.matches(QKeySequence::SelectPreviousLine))
         to = positionAt({line.left(), line.top() - line.height() / 2});
+    else if (event.matches(QKeySequence::SelectStartOfLine))
+        to = positionAt({-1, line.center().y()});
+    else if (event.matches(QKeySequence::SelectEndOfLine))
+        to = positionAt({layout_.width() + 1, line.center().y()});
     else if (event.matches(QKeySequence::SelectEndOfDocument))
         to = text.size();
     else if (!event.matches(QKeySequence::SelectStartOfDocument))
         return false;
+    beginSelecting();
     select(selection_.anchor(), to);
     offerSelection();
     if (onReveal)
@@ -360,13 +395,17 @@ bool AutoSizingTextView::selectByKey(const QKeyEvent& event)
 
 void AutoSizingTextView::focusInEvent(QFocusEvent* event)
 {
-    if (event->reason() != Qt::MouseFocusReason && onReveal)
+    // Whoever comes back from a menu or another window finds the text where it was.
+    const bool cameByKeyboard = event->reason() == Qt::TabFocusReason ||
+                                event->reason() == Qt::BacktabFocusReason ||
+                                event->reason() == Qt::ShortcutFocusReason;
+    if (cameByKeyboard && onReveal)
         onReveal(rect());
 }
 
 void AutoSizingTextView::contextMenuEvent(QContextMenuEvent* event)
 {
-    QMenu* menu = makeMenu ? makeMenu(this) : nullptr;
+    PanelMenu* menu = makeMenu ? makeMenu(this) : nullptr;
     if (menu == nullptr)
         return;
     const QUrl link = linkAt(event->pos());
@@ -375,13 +414,14 @@ void AutoSizingTextView::contextMenuEvent(QContextMenuEvent* event)
             if (onOpenLink)
                 onOpenLink(link);
         });
-        menu->addAction(QStringLiteral("Copy Link"), this,
-                        [link] { QGuiApplication::clipboard()->setText(link.toString()); });
+        menu->addAction(QStringLiteral("Copy Link"), this, [link] {
+            QGuiApplication::clipboard()->setText(QString::fromLatin1(link.toEncoded()));
+        });
         menu->addSeparator();
     }
     menu->addAction(QStringLiteral("Copy"), this, [this] { copy(); })->setEnabled(!selection_.isEmpty());
-    menu->addAction(QStringLiteral("Select All"), this, [this] { select(0, layout_.size()); });
-    menu->popup(event->globalPos());
+    menu->addAction(QStringLiteral("Select All"), this, [this] { selectAll(); });
+    menu->popupAt(QRect(event->globalPos(), QSize()), 0);
 }
 
 } // namespace velmo

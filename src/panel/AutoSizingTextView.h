@@ -5,14 +5,15 @@
 #include "panel/WebLinks.h"
 
 #include <QPoint>
+#include <QTimer>
 #include <QUrl>
 #include <QWidget>
 #include <functional>
 #include <optional>
 
-class QMenu;
-
 namespace velmo {
+
+class PanelMenu;
 
 /// A text that can be read, selected and copied, but not changed, and that is as high as its lines. Addresses
 /// of the web open on a click. A very long text is laid out over several turns of the main loop and grows
@@ -43,8 +44,8 @@ public:
     std::function<void()> onHeightChange; ///< On a later turn, when more has been laid out.
     std::function<void()> onSelect;       ///< The user begins to select here.
     std::function<void(const QUrl&)> onOpenLink;
-    std::function<QMenu*(QWidget*)> makeMenu;   ///< A menu that deletes itself when it closes.
-    std::function<void(const QRect&)> onReveal; ///< A part, in this view's coordinates, is to be seen.
+    std::function<PanelMenu*(QWidget*)> makeMenu; ///< A menu that deletes itself when it closes.
+    std::function<void(const QRect&)> onReveal;   ///< A part, in this view's coordinates, is to be seen.
 
     [[nodiscard]] const TextSelection& selection() const { return selection_; }
     [[nodiscard]] QString selectedText() const;
@@ -74,6 +75,8 @@ private:
     void findLinks(qsizetype changedFrom);
     [[nodiscard]] bool isOpen(const WebLink& link) const;
     void announceChange(qsizetype position, const QString& removed);
+    void selectAll();
+    void beginSelecting() const;
     void copy() const;
     void offerSelection() const;
     [[nodiscard]] QPointF textPoint(QPointF point) const { return point - QPointF(0, verticalInset_); }
@@ -90,8 +93,9 @@ private:
 
     TextSelection selection_;
     bool isSelecting_ = false;
+    QTimer selectionScroll_;
     QUrl pressedLink_;
-    QPointF pressedAt_;
+    QUrl hoveredLink_;
     std::optional<quint64> doubleClickedAt_; ///< By the time stamps of events, in milliseconds.
 };
 

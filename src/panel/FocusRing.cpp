@@ -19,6 +19,12 @@ bool cameByKeyboard(Qt::FocusReason reason)
            reason == Qt::ShortcutFocusReason;
 }
 
+/// The focus went with its window, or to a menu, and comes back.
+bool isOfWindows(Qt::FocusReason reason)
+{
+    return reason == Qt::ActiveWindowFocusReason || reason == Qt::PopupFocusReason;
+}
+
 } // namespace
 
 FocusRing::FocusRing(QWidget& panel)
@@ -38,16 +44,36 @@ bool FocusRing::eventFilter(QObject* watched, QEvent* event)
         auto* widget = static_cast<QWidget*>(watched);
         const auto reason = static_cast<QFocusEvent*>(event)->reason();
         // A window that becomes active again gives the focus back to who had it, ring and all.
-        if (reason != Qt::ActiveWindowFocusReason && reason != Qt::PopupFocusReason)
+        if (isOfWindows(reason))
+            setVisible(watched == target_);
+        else
             follow(cameByKeyboard(reason) && panel_.isAncestorOf(widget) ? widget : nullptr);
-    } else if (watched == target_) {
-        if (event->type() == QEvent::Move || event->type() == QEvent::Resize)
-            place();
-        else if (event->type() == QEvent::Hide || event->type() == QEvent::FocusOut)
-            setVisible(event->type() == QEvent::FocusOut && isVisible() &&
-                       static_cast<QFocusEvent*>(event)->reason() == Qt::PopupFocusReason);
+    } else if (target_ && watched->isWidgetType()) {
+        followTarget(*static_cast<QWidget*>(watched), *event);
     }
     return false;
+}
+
+void FocusRing::followTarget(const QWidget& changed, const QEvent& event)
+{
+    const bool isTarget = &changed == target_;
+    switch (event.type()) {
+    case QEvent::Move:
+    case QEvent::Resize:
+        if (isTarget || changed.isAncestorOf(target_))
+            place();
+        break;
+    case QEvent::FocusOut:
+        if (isTarget && static_cast<const QFocusEvent&>(event).reason() != Qt::PopupFocusReason)
+            hide();
+        break;
+    case QEvent::Hide:
+        if (isTarget)
+            follow(nullptr);
+        break;
+    default:
+        break;
+    }
 }
 
 void FocusRing::follow(QWidget* focused)

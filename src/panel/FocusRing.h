@@ -35,6 +35,7 @@ protected:
 
 private:
     void follow(QWidget* focused);
+    void followTarget(const QWidget& changed, const QEvent& event);
     void place();
 
     QWidget& panel_;

@@ -7,8 +7,6 @@ namespace velmo {
 /// The styled text of an answer. Main thread.
 class MarkdownMessageView final : public QWidget {
 public:
-    explicit MarkdownMessageView(QWidget* parent = nullptr);
-    /// Shows that text.
     explicit MarkdownMessageView(const markdown::StyledText& attributedText, QWidget* parent = nullptr);
 
     [[nodiscard]] AutoSizingTextView& textView() const { return *textView_; }

@@ -20,13 +20,9 @@ std::u16string_view view(QStringView text)
 
 } // namespace
 
-MarkdownMessageView::MarkdownMessageView(QWidget* parent)
+MarkdownMessageView::MarkdownMessageView(const markdown::StyledText& attributedText, QWidget* parent)
     : QWidget(parent)
     , textView_(new AutoSizingTextView(kAnswerInset, this))
-{}
-
-MarkdownMessageView::MarkdownMessageView(const markdown::StyledText& attributedText, QWidget* parent)
-    : MarkdownMessageView(parent)
 {
     textView_->setText(attributedText);
 }
@@ -42,7 +38,7 @@ MessageTextView::MessageTextView(const QString& text, ChatMessageRole role, bool
     , role_(role)
 {
     if (role == ChatMessageRole::Assistant) {
-        auto* markdown = new MarkdownMessageView(this);
+        auto* markdown = new MarkdownMessageView({}, this);
         shown_ = markdown;
         textView_ = &markdown->textView();
         textView_->setAccessibleName(QStringLiteral("Answer"));

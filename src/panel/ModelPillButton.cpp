@@ -6,6 +6,7 @@
 #include "widgets/SystemFont.h"
 
 #include <QPainter>
+#include <algorithm>
 
 namespace velmo {
 
@@ -17,6 +18,7 @@ constexpr int kFontSize = 10;
 /// What a button leaves beside its title, and what the pill adds for its round ends.
 constexpr int kButtonInset = 8;
 constexpr int kPillWidening = 14;
+constexpr int kWidest = 400; ///< Beside the other controls.
 constexpr double kBorderWidth = 0.5;
 
 } // namespace
@@ -49,7 +51,8 @@ void ModelPillButton::followMenu(PanelMenu& menu)
 
 QSize ModelPillButton::sizeHint() const
 {
-    return {fontMetrics().horizontalAdvance(text()) + kButtonInset + kPillWidening, kHeight};
+    return {std::min(fontMetrics().horizontalAdvance(text()) + kButtonInset + kPillWidening, kWidest),
+            kHeight};
 }
 
 void ModelPillButton::paintEvent(QPaintEvent*)
@@ -69,7 +72,8 @@ void ModelPillButton::paintEvent(QPaintEvent*)
     painter.drawRoundedRect(QRectF(rect()).adjusted(kHalf, kHalf, -kHalf, -kHalf), kRadius - kHalf,
                             kRadius - kHalf);
     painter.setPen(blended(QueryPanelTheme::label(), white(0.9F), std::max(hover(), press())));
-    painter.drawText(rect(), Qt::AlignCenter | Qt::TextSingleLine, text());
+    const QString title = fontMetrics().elidedText(text(), Qt::ElideMiddle, width() - kPillWidening);
+    painter.drawText(rect(), Qt::AlignCenter | Qt::TextSingleLine, title);
 }
 
 } // namespace velmo

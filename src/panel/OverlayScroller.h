@@ -1,10 +1,10 @@
 #pragma once
 
-#include <QPointer>
 #include <QScrollBar>
 #include <QTimer>
 #include <QVariantAnimation>
 #include <QWidget>
+#include <optional>
 
 namespace velmo {
 

@@ -7,6 +7,7 @@
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPainter>
+#include <algorithm>
 
 namespace velmo {
 
@@ -84,9 +85,6 @@ SendButton::SendButton(QWidget* parent)
 
 void SendButton::setCanSend(bool canSend)
 {
-    // A control that cannot be used any more would take the keyboard along into nowhere.
-    if (!canSend && hasFocus())
-        focusPreviousChild();
     setEnabled(canSend);
     if (canSend)
         setTint(QueryPanelTheme::accent(), lightAccent(), darkAccent());
@@ -99,7 +97,7 @@ HoldToRecordButton::HoldToRecordButton(QWidget* parent)
 {}
 
 TextButton::TextButton(const QString& title, QWidget* parent)
-    : PanelButton({4, 4}, parent)
+    : PanelButton({2, 4}, parent)
 {
     setText(title);
     setFont(systemFont(kTextButtonSize, QFont::Medium));
@@ -114,8 +112,8 @@ QSize TextButton::sizeHint() const
 void TextButton::paintEvent(QPaintEvent*)
 {
     QPainter painter(this);
-    painter.setPen(blended(blended(QueryPanelTheme::dimText(), QueryPanelTheme::hoveredText(), hover()),
-                           Qt::white, press()));
+    painter.setPen(
+        blended(QueryPanelTheme::dimText(), QueryPanelTheme::hoveredText(), std::max(hover(), press())));
     painter.drawText(rect(), Qt::AlignCenter | Qt::TextSingleLine, text());
 }
 

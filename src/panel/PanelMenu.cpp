@@ -4,6 +4,8 @@
 #include "widgets/SoftShadow.h"
 #include "widgets/SystemFont.h"
 
+#include <QGuiApplication>
+#include <QMouseEvent>
 #include <QPainter>
 #include <QPainterPath>
 #include <QProxyStyle>
@@ -25,7 +27,7 @@ constexpr int kHeaderHeight = 24;
 constexpr int kSeparatorHeight = 13;
 constexpr int kTextInset = 8;
 constexpr int kCheckWidth = 20;
-constexpr double kTextSize = 13;
+constexpr int kTextSize = 13;
 constexpr SoftShadow kShadow{10, 30, 0.45F};
 
 QColor ground()
@@ -136,7 +138,7 @@ private:
             painter.drawRoundedRect(row, kRowRadius, kRowRadius);
         }
         painter.setFont(item.font);
-        painter.setPen(isHeader(item) ? white(0.55F) : white(isEnabled ? 0.95F : 0.38F));
+        painter.setPen(isHeader(item) ? white(0.55F) : white(isEnabled ? 1.0F : 0.38F));
         const int indent =
             isHeader(item) || !item.menuHasCheckableItems ? kTextInset : kTextInset + kCheckWidth;
         painter.drawText(row.adjusted(indent, 0, -kTextInset, 0),
@@ -169,7 +171,7 @@ PanelMenu::PanelMenu(QWidget* parent, const WindowSurfaces& windows)
     auto* style = new PanelMenuStyle(shadowMargin_);
     style->setParent(this);
     setStyle(style);
-    setFont(systemFont(static_cast<int>(kTextSize)));
+    setFont(systemFont(kTextSize));
     setAttribute(Qt::WA_TranslucentBackground);
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowFlag(Qt::NoDropShadowWindowHint);
@@ -186,24 +188,36 @@ QAction* PanelMenu::addHeader(const QString& title)
 void PanelMenu::popupAt(const QRect& area, int gap)
 {
     const QSize size = sizeHint();
-    const QRect room = screen()->geometry();
+    const QScreen* under = QGuiApplication::screenAt(area.topLeft());
+    const QRect room = (under != nullptr ? under : screen())->geometry();
+    const int width = size.width() - 2 * shadowMargin_;
+    const int left = std::max(std::min(area.left(), room.right() + 1 - width), room.left());
     const int below = area.bottom() + 1 + gap;
     const int height = size.height() - 2 * shadowMargin_;
     const bool fitsBelow = below + height <= room.bottom() + 1;
     const int top = fitsBelow ? below : area.top() - gap - height;
-    popup(QPoint(area.left(), top) - QPoint(shadowMargin_, shadowMargin_));
+    const QPoint corner = QPoint(left, top) - QPoint(shadowMargin_, shadowMargin_);
+    popup(corner);
     // The toolkit moves a window that leaves the screen, although only its shadow does.
-    move(QPoint(area.left(), top) - QPoint(shadowMargin_, shadowMargin_));
+    move(corner);
+}
+
+void PanelMenu::mousePressEvent(QMouseEvent* event)
+{
+    const QRect frame = rect().adjusted(shadowMargin_, shadowMargin_, -shadowMargin_, -shadowMargin_);
+    // On the shadow it is one beside the menu.
+    if (frame.contains(event->position().toPoint()))
+        QMenu::mousePressEvent(event);
+    else
+        close();
 }
 
 void PanelMenu::resizeEvent(QResizeEvent* event)
 {
     QMenu::resizeEvent(event);
-    if (shadowMargin_ > 0) {
-        // A press on the shadow is one beside the menu.
-        setMask(QRegion());
+    if (shadowMargin_ > 0)
         return;
-    }
+    // There is no translucency: the corners are cut off.
     QPainterPath shape;
     shape.addRoundedRect(QRectF(rect()), kRadius, kRadius);
     setMask(QRegion(shape.toFillPolygon().toPolygon()));

@@ -18,11 +18,12 @@ public:
     QAction* addHeader(const QString& title);
 
     /// Opens with its frame below the area, or above it where there is no room, the gap in between; as far
-    /// left as the area. In the toolkit's global coordinates.
+    /// left as the area, where it fits on the screen. In the toolkit's global coordinates.
     void popupAt(const QRect& area, int gap);
 
 protected:
     void resizeEvent(QResizeEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
 
 private:
     int shadowMargin_;

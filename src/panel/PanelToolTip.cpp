@@ -69,6 +69,7 @@ bool PanelToolTip::eventFilter(QObject*, QEvent* event)
     case QEvent::Wheel:
     case QEvent::KeyPress:
     case QEvent::WindowDeactivate:
+    case QEvent::ToolTipChange: // What the pointer is on has changed inside the widget.
         hide();
         break;
     default:

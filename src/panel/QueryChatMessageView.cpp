@@ -140,7 +140,8 @@ void QueryChatMessageView::layOutUserRow()
         const int textWidth =
             std::clamp(text_->textView().usedWidth(), 1, widestBubble(width_) - 2 * kBubbleInsetX);
         // Lines that run from right to left stand at the right edge of what they were broken at.
-        if (text_->textView().layoutOfText().hasRightToLeft())
+        const StyledTextLayout& layout = text_->textView().layoutOfText();
+        if (layout.isLaidOut() && layout.hasRightToLeft())
             text_->setContainerWidth(textWidth);
         const int textHeight = text_->fittingHeight();
         const QSize size(textWidth + 2 * kBubbleInsetX, textHeight + 2 * kBubbleInsetY);

@@ -36,6 +36,7 @@ QueryInputTextView::QueryInputTextView(QWidget* parent)
     placeholderField_->setTextFormat(Qt::PlainText);
     placeholderField_->setAlignment(Qt::AlignLeft | Qt::AlignTop);
     temporaryPlaceholder_.setSingleShot(true);
+    temporaryPlaceholder_.setTimerType(Qt::PreciseTimer);
     temporaryPlaceholder_.callOnTimeout([this] {
         temporaryPlaceholderText_.reset();
         updatePlaceholder();
@@ -51,7 +52,10 @@ QueryInputTextView::QueryInputTextView(QWidget* parent)
     });
     textView_->onSubmit = [this, forward] { forward(onSubmit); };
     textView_->onCancel = [this, forward] { forward(onCancel); };
-    textView_->onCompositionChange = [this] { updatePlaceholder(); };
+    textView_->onCompositionChange = [this] {
+        updatePlaceholder();
+        recalculateHeight();
+    };
     textView_->onEmptyEnterPressBegan = [this, forward] { forward(onEmptyEnterPressBegan); };
     textView_->onEmptyEnterPressEnded = [this, forward] { forward(onEmptyEnterPressEnded); };
     resize(width(), kMinimumHeight);
@@ -97,7 +101,6 @@ void QueryInputTextView::updatePlaceholder()
     const QString text = temporaryPlaceholderText_.value_or(defaultPlaceholder_);
     placeholderField_->setText(text);
     placeholderField_->setVisible(textView_->document()->isEmpty() && !textView_->isComposing());
-    textView_->setPlaceholderText(QString());
     textView_->setAccessibleDescription(text);
 }
 

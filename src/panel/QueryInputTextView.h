@@ -5,6 +5,7 @@
 #include <QColor>
 #include <QLabel>
 #include <QTimer>
+#include <chrono>
 #include <functional>
 #include <optional>
 
@@ -34,8 +35,7 @@ public:
 
     /// The height that it wants, in points.
     [[nodiscard]] int currentIntrinsicHeight() const { return currentIntrinsicHeight_; }
-    /// Without white space and line breaks at its ends.
-    [[nodiscard]] QString trimmedText() const { return textView_->toPlainText().trimmed(); }
+    [[nodiscard]] QString trimmedText() const { return textView_->trimmedText(); }
     [[nodiscard]] bool hasContent() const { return textView_->hasContent(); }
     void clear() { textView_->clear(); }
     /// A field that cannot be edited is paler; it still takes keys.

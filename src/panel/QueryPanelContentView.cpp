@@ -59,6 +59,23 @@ QLabel* makeStatusLabel(const QString& text, QWidget* parent)
     return label;
 }
 
+/// Text, or what else a key does to a question.
+bool isForQuestion(const QKeyEvent& event)
+{
+    if (event.matches(QKeySequence::Paste))
+        return true;
+    if ((event.modifiers() & (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier)) != 0)
+        return false;
+    switch (event.key()) {
+    case Qt::Key_Return:
+    case Qt::Key_Enter:
+    case Qt::Key_Backspace:
+        return true;
+    default:
+        return !event.text().isEmpty() && event.text().front().category() != QChar::Other_Control;
+    }
+}
+
 /// Puts the widget at its preferred size into a row, in the middle of its height.
 void centreAt(QWidget& widget, const QRect& row, int left)
 {
@@ -99,7 +116,11 @@ QueryPanelContentView::QueryPanelContentView(AnnotationSession& session, const P
     firstFocus_.start(kFirstFocusDelay);
 }
 
-QueryPanelContentView::~QueryPanelContentView() = default;
+QueryPanelContentView::~QueryPanelContentView()
+{
+    // Children lose the focus while they go, and some of them are gone by then.
+    disconnect(qApp, nullptr, this, nullptr);
+}
 
 void QueryPanelContentView::buildTranscript()
 {
@@ -113,7 +134,7 @@ void QueryPanelContentView::buildTranscript()
                     if (desktop_.openAddress)
                         desktop_.openAddress(address);
                 },
-            .makeMenu = [this](QWidget* parent) -> QMenu* { return makeMenu(parent); },
+            .makeMenu = [this](QWidget* parent) { return makeMenu(parent); },
             .heightChanged = [this] { updateContentHeight(); },
         },
         this);
@@ -130,7 +151,7 @@ void QueryPanelContentView::buildInputRow()
     queryField_->onSubmit = [this] { submit(); };
     queryField_->onCancel = [this] { session_.cancel(); };
     queryField_->onHeightChange = [this] { updateContentHeight(); };
-    queryField_->textView().makeMenu = [this](QWidget* parent) -> QMenu* { return makeMenu(parent); };
+    queryField_->textView().makeMenu = [this](QWidget* parent) { return makeMenu(parent); };
     modelButton_ = new ModelPillButton(*this);
     modelButton_->setParent(inputContainer_);
     micButton_ = new HoldToRecordButton(inputContainer_);
@@ -187,6 +208,7 @@ void QueryPanelContentView::detach()
     refreshState_.cancel();
     refreshModel_.cancel();
     firstFocus_.stop();
+    preview_.cancel();
     imagePreviewController_.reset();
     toolTip_->hide();
 }
@@ -280,7 +302,6 @@ void QueryPanelContentView::updateState()
     queryField_->setEditable(isEditable);
     updateSendButton();
     updateInputBorder();
-    updateMicrophone();
     const auto show = [](SpinnerView& spinner, QLabel& label, bool isUnderWay) {
         if (isUnderWay)
             spinner.startAnimating();
@@ -295,20 +316,25 @@ void QueryPanelContentView::updateState()
 
 void QueryPanelContentView::updateSendButton()
 {
+    const bool hadFocus = sendButton_->hasFocus();
     sendButton_->setCanSend(queryField_->hasContent() &&
                             session_.state().value() != SessionState::Streaming &&
                             !session_.isPreparingCapture().value() && !isRecording_ && !isTranscribing_);
+    // A control that cannot be used any more would take the keyboard along into nowhere.
+    if (hadFocus && !sendButton_->isEnabled())
+        focusField();
+}
+
+/// Also while another window is the active one.
+bool QueryPanelContentView::isFieldFocused() const
+{
+    return window()->focusWidget() == &queryField_->textView();
 }
 
 void QueryPanelContentView::updateInputBorder()
 {
-    inputContainer_->setBorderColor(queryField_->textView().hasFocus() ? QueryPanelTheme::focusedBorder()
-                                                                       : QueryPanelTheme::subtleBorder());
-}
-
-void QueryPanelContentView::updateMicrophone()
-{
-    micButton_->setEnabled(transcriptionService_ != nullptr);
+    inputContainer_->setBorderColor(isFieldFocused() ? QueryPanelTheme::focusedBorder()
+                                                     : QueryPanelTheme::subtleBorder());
 }
 
 void QueryPanelContentView::submit()
@@ -327,7 +353,9 @@ void QueryPanelContentView::submit()
 
 void QueryPanelContentView::openAttachment(const ChatAttachment& attachment)
 {
-    tasks_.start(showPreview(attachment));
+    // The last click counts.
+    preview_.cancel();
+    preview_ = tasks_.start(showPreview(attachment));
 }
 
 async::Task<> QueryPanelContentView::showPreview(ChatAttachment attachment)
@@ -344,11 +372,8 @@ async::Task<> QueryPanelContentView::showPreview(ChatAttachment attachment)
 /// What is typed while a control or an answer has the keyboard is meant for the question.
 void QueryPanelContentView::keyPressEvent(QKeyEvent* event)
 {
-    const QString text = event->text();
-    const bool isTyped =
-        !text.isEmpty() && text.front().isPrint() &&
-        (event->modifiers() & (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier)) == 0;
-    if (!isTyped || queryField_->textView().hasFocus()) {
+    // What the field itself does not take comes back here.
+    if (!isForQuestion(*event) || isFieldFocused()) {
         QWidget::keyPressEvent(event);
         return;
     }

@@ -32,8 +32,8 @@ class TranscriptScrollView;
 /// from the bottom up, so that what is at the bottom stays in its place while the card grows. Main thread.
 class QueryPanelContentView final : public QWidget {
 public:
-    /// The session outlives it. Without a transcription service there is no microphone. onHeightChange is
-    /// told the height that the content wants, in points.
+    /// The session outlives it, or its detach() at least. Without a transcription service there is no
+    /// microphone. onHeightChange is told the height that the content wants, in points.
     QueryPanelContentView(AnnotationSession& session, const PanelDesktop& desktop,
                           std::shared_ptr<ReplicateWhisperService> transcriptionService,
                           std::function<void(int)> onHeightChange);
@@ -71,8 +71,8 @@ private:
     void updateTranscript();
     void updateState();
     void updateSendButton();
+    [[nodiscard]] bool isFieldFocused() const;
     void updateInputBorder();
-    void updateMicrophone();
     void updateModelButtonTitle();
 
     void submit();
@@ -112,6 +112,7 @@ private:
     LaterRefresh refreshState_;
     LaterRefresh refreshModel_;
     std::vector<Subscription> subscriptions_;
+    async::TaskHandle<> preview_; ///< Is being decoded.
     async::TaskScope tasks_;
 };
 

@@ -65,7 +65,7 @@ QueryPanelController::QueryPanelController(AnnotationSession& session, const std
     panel->onEscape = [&session] { session.cancel(); };
     transcriptionService_ = makeTranscriptionService(session, desktop);
     // The content lives inside the panel, so it never calls one that is gone.
-    auto* content = new QueryPanelContentView(session, desktop, nullptr,
+    auto* content = new QueryPanelContentView(session, desktop, transcriptionService_,
                                               [panel](int height) { panel->animateHeight(height); });
     panel->setCard(content);
     panel_ = panel;

@@ -4,7 +4,7 @@
 
 #include <QPalette>
 
-/// The query panel's colours and fonts. It is dark whatever the desktop's scheme.
+/// The query panel's colours. It is dark whatever the desktop's scheme.
 namespace velmo::QueryPanelTheme {
 
 inline QColor background()
@@ -92,7 +92,6 @@ inline QPalette palette(const QColor& textColor)
     palette.setColor(QPalette::WindowText, textColor);
     palette.setColor(QPalette::Text, textColor);
     palette.setColor(QPalette::ButtonText, textColor);
-    palette.setColor(QPalette::PlaceholderText, dimText());
     palette.setColor(QPalette::Highlight, QColor(69, 79, 168)); // The selection, on the input's ground.
     palette.setColor(QPalette::HighlightedText, Qt::white);
     palette.setColor(QPalette::Base, Qt::transparent);

@@ -1,10 +1,11 @@
 #include "panel/QueryTextView.h"
 
+#include "panel/PanelMenu.h"
+
 #include <QContextMenuEvent>
 #include <QGuiApplication>
 #include <QInputMethod>
 #include <QKeyEvent>
-#include <QMenu>
 #include <QMimeData>
 #include <QTextBlock>
 #include <QTextLayout>
@@ -46,6 +47,14 @@ bool QueryTextView::hasContent() const
             return true;
     }
     return false;
+}
+
+QString QueryTextView::trimmedText() const
+{
+    // toPlainText() makes spaces of those that do not break.
+    QString text = document()->toRawText();
+    text.replace(QChar::ParagraphSeparator, u'\n').replace(QChar::LineSeparator, u'\n');
+    return text.trimmed();
 }
 
 bool QueryTextView::isComposing() const
@@ -132,9 +141,16 @@ void QueryTextView::insertFromMimeData(const QMimeData* source)
     ensureCursorVisible();
 }
 
+void QueryTextView::wheelEvent(QWheelEvent* event)
+{
+    // With Control a text that cannot be edited would change its size.
+    if (!event->modifiers().testFlag(Qt::ControlModifier))
+        QTextEdit::wheelEvent(event);
+}
+
 void QueryTextView::contextMenuEvent(QContextMenuEvent* event)
 {
-    QMenu* menu = makeMenu ? makeMenu(this) : nullptr;
+    PanelMenu* menu = makeMenu ? makeMenu(this) : nullptr;
     if (menu == nullptr)
         return;
     const bool hasSelection = textCursor().hasSelection();
@@ -150,7 +166,7 @@ void QueryTextView::contextMenuEvent(QContextMenuEvent* event)
     add(QStringLiteral("Paste"), &QTextEdit::paste, canEdit && canPaste());
     menu->addSeparator();
     add(QStringLiteral("Select All"), &QTextEdit::selectAll, !document()->isEmpty());
-    menu->popup(event->globalPos());
+    menu->popupAt(QRect(event->globalPos(), QSize()), 0);
 }
 
 } // namespace velmo

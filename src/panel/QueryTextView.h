@@ -5,6 +5,8 @@
 
 namespace velmo {
 
+class PanelMenu;
+
 /// The editable text inside the question field: plain text, with the keys of a question. Main thread.
 class QueryTextView final : public QTextEdit {
 public:
@@ -16,9 +18,11 @@ public:
     /// neither, nor does the release of the press that has sent a question.
     std::function<void()> onEmptyEnterPressBegan;
     std::function<void()> onEmptyEnterPressEnded;
-    std::function<void()> onCompositionChange; ///< An input method has changed what it composes.
-    std::function<QMenu*(QWidget*)> makeMenu;  ///< A menu that deletes itself when it closes.
+    std::function<void()> onCompositionChange;    ///< An input method has changed what it composes.
+    std::function<PanelMenu*(QWidget*)> makeMenu; ///< A menu that deletes itself when it closes.
 
+    /// Without white space and line breaks at its ends; otherwise as it was typed.
+    [[nodiscard]] QString trimmedText() const;
     /// Whether there is anything but white space.
     [[nodiscard]] bool hasContent() const;
     /// An input method is composing text that is not in the document yet.
@@ -30,6 +34,7 @@ protected:
     void inputMethodEvent(QInputMethodEvent* event) override;
     bool canInsertFromMimeData(const QMimeData* source) const override;
     void insertFromMimeData(const QMimeData* source) override;
+    void wheelEvent(QWheelEvent* event) override;
     void contextMenuEvent(QContextMenuEvent* event) override;
 
 private:

@@ -1,5 +1,6 @@
 #include "panel/StyledTextLayout.h"
 
+#include "panel/LineEnds.h"
 #include "widgets/SystemFont.h"
 
 #include <QFontMetricsF>
@@ -25,11 +26,6 @@ constexpr int kUnsettledLines = 2;
 constexpr qsizetype kUnsettledLength = kStretchLength / 2;
 constexpr double kTabWidth = 28;
 
-bool isLineEnd(char16_t unit)
-{
-    return (unit >= u'\n' && unit <= u'\r') || unit == u'\u0085' || unit == u'\u2029';
-}
-
 bool isRightToLeft(QChar::Direction direction)
 {
     return direction == QChar::DirR || direction == QChar::DirAL || direction == QChar::DirAN ||
@@ -45,6 +41,30 @@ bool containsRightToLeft(QStringView text)
                (isRightToLeft(unit.direction()) ||
                 (unit.unicode() >= 0xd802 && unit.unicode() <= 0xd83b && unit.isHighSurrogate()));
     });
+}
+
+using Span = std::pair<double, double>;
+
+std::vector<Span> plainSpan(const QTextLine& line, qsizetype from, qsizetype to)
+{
+    return {{line.cursorToX(static_cast<int>(from)), line.cursorToX(static_cast<int>(to))}};
+}
+
+/// What is one range in the text may be several on a line that runs in both directions.
+std::vector<Span> mixedSpans(const QTextLine& line, qsizetype from, qsizetype to)
+{
+    std::vector<Span> spans;
+    for (qsizetype at = from; at < to; ++at) {
+        const double leading = line.cursorToX(static_cast<int>(at), QTextLine::Leading);
+        const double trailing = line.cursorToX(static_cast<int>(at), QTextLine::Trailing);
+        const Span span{std::min(leading, trailing), std::max(leading, trailing)};
+        if (!spans.empty() && span.first <= spans.back().second && span.second >= spans.back().first)
+            spans.back() = {std::min(spans.back().first, span.first),
+                            std::max(spans.back().second, span.second)};
+        else
+            spans.push_back(span);
+    }
+    return spans;
 }
 
 /// Control characters would be shown as boxes; they take a place without a width instead.
@@ -139,8 +159,7 @@ StyledTextLayout::Stretch StyledTextLayout::makeStretch(qsizetype begin) const
     const QStringView rest = textView().mid(begin);
     for (qsizetype limit = kStretchLength;; limit *= 2) {
         const QStringView within = rest.left(limit);
-        const auto* const lineEnd =
-            std::ranges::find_if(within, [](QChar unit) { return isLineEnd(unit.unicode()); });
+        const auto* const lineEnd = std::ranges::find_if(within, endsParagraph);
         const qsizetype length = lineEnd - within.begin();
         const bool isCut = length == limit && limit < rest.size();
         if (isCut && limit < kMixedStretchLength && containsRightToLeft(within))
@@ -149,17 +168,22 @@ StyledTextLayout::Stretch StyledTextLayout::makeStretch(qsizetype begin) const
         stretch.begin = begin;
         stretch.isRightToLeft =
             continues ? stretches_.back().isRightToLeft : within.left(length).isRightToLeft();
+        stretch.isMixed = containsRightToLeft(within.left(length));
         stretch.end = begin + length;
         stretch.next = stretch.end;
         breakLines(stretch);
         if (isCut) {
-            if (stretch.lineCount <= kUnsettledLines)
+            // Without end, units that have no width would all be on one line.
+            const bool isHuge = limit >= kMixedStretchLength;
+            if (stretch.lineCount <= kUnsettledLines && !isHuge)
                 continue;
-            stretch.lineCount -= kUnsettledLines;
-            stretch.lineTops.resize(static_cast<std::size_t>(stretch.lineCount) + 1);
-            stretch.end = begin + stretch.layout->lineAt(stretch.lineCount).textStart();
-            stretch.next = stretch.end;
             stretch.endsParagraph = false;
+            if (stretch.lineCount > kUnsettledLines) {
+                stretch.lineCount -= kUnsettledLines;
+                stretch.lineTops.resize(static_cast<std::size_t>(stretch.lineCount) + 1);
+                stretch.end = begin + stretch.layout->lineAt(stretch.lineCount).textStart();
+                stretch.next = stretch.end;
+            }
         } else if (length < rest.size()) {
             const bool isPair =
                 rest.at(length) == u'\r' && length + 1 < rest.size() && rest.at(length + 1) == u'\n';
@@ -270,20 +294,21 @@ std::vector<StyledTextLayout::Stretch>::const_iterator StyledTextLayout::stretch
 
 void StyledTextLayout::draw(QPainter& painter, const QRectF& clip) const
 {
-    for (auto stretch = stretchAtHeight(clip.top());
-         stretch != stretches_.end() && stretch->top < clip.bottom(); ++stretch) {
+    // Some glyphs reach out of their line a little.
+    constexpr double kReach = 6;
+    const double from = clip.top() - kReach;
+    const double to = clip.bottom() + kReach;
+    for (auto stretch = stretchAtHeight(from); stretch != stretches_.end() && stretch->top < to; ++stretch) {
         for (int index = 0; index < stretch->lineCount; ++index) {
             const double top = stretch->top + stretch->lineTops[static_cast<std::size_t>(index)];
             const double bottom = stretch->top + stretch->lineTops[static_cast<std::size_t>(index) + 1];
-            // Some glyphs reach out of their line a little.
-            constexpr double kReach = 6;
-            if (bottom + kReach > clip.top() && top - kReach < clip.bottom())
+            if (bottom > from && top < to)
                 stretch->layout->lineAt(index).draw(&painter, QPointF(0, stretch->top));
         }
     }
 }
 
-qsizetype StyledTextLayout::positionAt(QPointF point) const
+qsizetype StyledTextLayout::positionAt(QPointF point, QTextLine::CursorPosition nearest) const
 {
     if (stretches_.empty() || point.y() < 0)
         return 0;
@@ -293,22 +318,15 @@ qsizetype StyledTextLayout::positionAt(QPointF point) const
     const auto below = std::upper_bound(stretch->lineTops.begin() + 1, stretch->lineTops.end() - 1,
                                         point.y() - stretch->top);
     const auto index = static_cast<int>(below - stretch->lineTops.begin()) - 1;
-    return stretch->begin + stretch->layout->lineAt(index).xToCursor(point.x());
+    return stretch->begin + stretch->layout->lineAt(index).xToCursor(point.x(), nearest);
 }
 
-bool StyledTextLayout::isOnText(QPointF point) const
+std::pair<qsizetype, qsizetype> StyledTextLayout::rangeBetween(double top, double bottom) const
 {
-    const auto stretch = stretchAtHeight(point.y());
-    if (stretch == stretches_.end() || point.y() < stretch->top)
-        return false;
-    for (int index = 0; index < stretch->lineCount; ++index) {
-        if (point.y() < stretch->top + stretch->lineTops[static_cast<std::size_t>(index) + 1])
-            return stretch->layout->lineAt(index)
-                .naturalTextRect()
-                .adjusted(-2, 0, 2, 0)
-                .contains(QPointF(point.x(), stretch->layout->lineAt(index).y()));
-    }
-    return false;
+    const auto first = stretchAtHeight(top);
+    const auto last = stretchAtHeight(bottom);
+    return {first == stretches_.end() ? size() : first->begin,
+            last == stretches_.end() ? size() : last->next};
 }
 
 std::vector<QRectF> StyledTextLayout::rectanglesOf(qsizetype begin, qsizetype end) const
@@ -322,12 +340,12 @@ std::vector<QRectF> StyledTextLayout::rectanglesOf(qsizetype begin, qsizetype en
             const qsizetype to = std::min(end, lineBegin + line.textLength());
             if (from >= to)
                 continue;
-            const double left = line.cursorToX(static_cast<int>(from - stretch->begin));
-            const double right = line.cursorToX(static_cast<int>(to - stretch->begin));
             const double top = stretch->top + stretch->lineTops[static_cast<std::size_t>(index)];
             const double bottom = stretch->top + stretch->lineTops[static_cast<std::size_t>(index) + 1];
-            rectangles.emplace_back(QPointF(std::min(left, right), top),
-                                    QPointF(std::max(left, right), bottom));
+            const auto spans = stretch->isMixed ? mixedSpans(line, from - stretch->begin, to - stretch->begin)
+                                                : plainSpan(line, from - stretch->begin, to - stretch->begin);
+            for (const auto& [left, right] : spans)
+                rectangles.emplace_back(QPointF(left, top), QPointF(right, bottom));
         }
     }
     return rectangles;

@@ -67,11 +67,13 @@ public:
     /// Draws the lines that meet the clip in the painter's pen colour.
     void draw(QPainter& painter, const QRectF& clip) const;
 
-    /// The place between two characters that is nearest to the point.
-    [[nodiscard]] qsizetype positionAt(QPointF point) const;
-    /// Whether the point is on a line of text, and not beside or below it.
-    [[nodiscard]] bool isOnText(QPointF point) const;
-    /// A rectangle for each line that the range has a part in; whole lines high.
+    /// The place between two characters that is nearest to the point, or the character that it is on.
+    [[nodiscard]] qsizetype
+    positionAt(QPointF point, QTextLine::CursorPosition nearest = QTextLine::CursorBetweenCharacters) const;
+    /// All that has a line between those heights, and perhaps a little more.
+    [[nodiscard]] std::pair<qsizetype, qsizetype> rangeBetween(double top, double bottom) const;
+    /// Where the range is on its lines, one rectangle a line or several where it is written in both
+    /// directions; whole lines high.
     [[nodiscard]] std::vector<QRectF> rectanglesOf(qsizetype begin, qsizetype end) const;
     /// Where a text cursor would stand: without width, a line high.
     [[nodiscard]] QRectF cursorRectangle(qsizetype position) const;
@@ -84,7 +86,8 @@ private:
         qsizetype next = 0;        ///< Where what follows begins: after the line end, if there is one.
         bool endsParagraph = true; ///< False where a long paragraph goes on below.
         bool isRightToLeft = false;
-        int lineCount = 0; ///< The layout may have more, which belong to the next stretch.
+        bool isMixed = false; ///< Some of it runs from right to left.
+        int lineCount = 0;    ///< The layout may have more, which belong to the next stretch.
         std::unique_ptr<QTextLayout> layout;
         std::vector<double> lineTops; ///< From the stretch's top; one more than there are lines.
         double top = 0;

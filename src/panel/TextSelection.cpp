@@ -1,5 +1,7 @@
 #include "panel/TextSelection.h"
 
+#include "panel/LineEnds.h"
+
 #include <QTextBoundaryFinder>
 
 namespace velmo {
@@ -8,12 +10,6 @@ namespace {
 
 /// Words are looked for in this much text around a position, however long the text is.
 constexpr qsizetype kSurroundings = 512;
-
-bool isLineEnd(QChar unit)
-{
-    return unit == u'\n' || unit == u'\r' || unit == QChar::ParagraphSeparator ||
-           unit == QChar::LineSeparator;
-}
 
 /// A part of the text that begins and ends between characters.
 struct Surroundings {
@@ -35,6 +31,19 @@ struct Surroundings {
 
 void TextSelection::set(qsizetype anchor, qsizetype cursor)
 {
+    unit_ = Unit::Character;
+    first_ = {anchor, anchor};
+    cover(anchor, cursor);
+}
+
+void TextSelection::trimTo(qsizetype position)
+{
+    first_ = {std::min(first_.begin, position), std::min(first_.end, position)};
+    cover(std::min(anchor_, position), std::min(cursor_, position));
+}
+
+void TextSelection::cover(qsizetype anchor, qsizetype cursor)
+{
     anchor_ = anchor;
     cursor_ = cursor;
 }
@@ -43,16 +52,16 @@ void TextSelection::beginWith(QStringView text, qsizetype position, Unit unit)
 {
     unit_ = unit;
     first_ = unitAround(text, position, unit);
-    set(first_.begin, first_.end);
+    cover(first_.begin, first_.end);
 }
 
 void TextSelection::extendTo(QStringView text, qsizetype position)
 {
     const Range reached = unitAround(text, position, unit_);
     if (reached.begin < first_.begin)
-        set(first_.end, reached.begin);
+        cover(first_.end, reached.begin);
     else
-        set(first_.begin, std::max(first_.end, reached.end));
+        cover(first_.begin, std::max(first_.end, reached.end));
 }
 
 TextSelection::Range TextSelection::unitAround(QStringView text, qsizetype position, Unit unit)
@@ -61,6 +70,10 @@ TextSelection::Range TextSelection::unitAround(QStringView text, qsizetype posit
     case Unit::Character:
         break;
     case Unit::Word: {
+        // Behind the end of a line its last word is meant.
+        const bool isBehindLine = position == text.size() || endsParagraph(text.at(position));
+        if (isBehindLine && position > 0 && !endsParagraph(text.at(position - 1)))
+            --position;
         const Surroundings around(text, position);
         QTextBoundaryFinder finder(QTextBoundaryFinder::Word, around.text.data(), around.text.size());
         finder.setPosition(std::min(position - around.begin, around.text.size() - 1));
@@ -73,10 +86,10 @@ TextSelection::Range TextSelection::unitAround(QStringView text, qsizetype posit
     }
     case Unit::Paragraph: {
         qsizetype begin = position;
-        while (begin > 0 && !isLineEnd(text.at(begin - 1)))
+        while (begin > 0 && !endsParagraph(text.at(begin - 1)))
             --begin;
         qsizetype end = position;
-        while (end < text.size() && !isLineEnd(text.at(end)))
+        while (end < text.size() && !endsParagraph(text.at(end)))
             ++end;
         return {begin, end};
     }

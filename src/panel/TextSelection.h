@@ -17,7 +17,10 @@ public:
     [[nodiscard]] qsizetype end() const { return std::max(anchor_, cursor_); }
     [[nodiscard]] bool isEmpty() const { return anchor_ == cursor_; }
 
+    /// A range that a later extension goes on from by characters, from its anchor.
     void set(qsizetype anchor, qsizetype cursor);
+    /// The text behind the position is another one now.
+    void trimTo(qsizetype position);
     /// The unit at the position.
     void beginWith(QStringView text, qsizetype position, Unit unit);
     /// From the unit that it began with to the one at the position.
@@ -31,6 +34,7 @@ private:
         qsizetype begin = 0;
         qsizetype end = 0;
     };
+    void cover(qsizetype anchor, qsizetype cursor);
     [[nodiscard]] static Range unitAround(QStringView text, qsizetype position, Unit unit);
 
     qsizetype anchor_ = 0;

@@ -23,6 +23,18 @@ constexpr int kCardBorder = 1;
 constexpr int kCornerRadius = 18;
 constexpr int kAlmostAtEnd = 4;
 
+/// Draws a line of one colour over the card's ground.
+void fill(QWidget& line, const QColor& color)
+{
+    const QColor ground = QueryPanelTheme::background();
+    QColor opaque = color;
+    opaque.setAlphaF(1);
+    QPalette palette;
+    palette.setColor(QPalette::Window, blended(ground, opaque, color.alphaF()));
+    line.setPalette(palette);
+    line.setAutoFillBackground(true);
+}
+
 } // namespace
 
 void TranscriptStack::append(QueryChatMessageView& row)
@@ -71,6 +83,7 @@ TranscriptScrollView::TranscriptScrollView(int width, Actions actions, QWidget* 
     , stack_(new TranscriptStack(documentView_))
     , bottomFade_(new GradientFadeView(this))
     , divider_(new QWidget(this))
+    , topEdge_(new QWidget(this))
     , scroller_(new OverlayScroller(*verticalScrollBar(), *this))
 {
     setFrameShape(QFrame::NoFrame);
@@ -85,14 +98,17 @@ TranscriptScrollView::TranscriptScrollView(int width, Actions actions, QWidget* 
     setWidget(documentView_);
     documentView_->setAutoFillBackground(false);
     viewport()->setAutoFillBackground(false);
-    QPalette line;
-    line.setColor(QPalette::Window, QueryPanelTheme::faintBorder());
-    divider_->setPalette(line);
-    divider_->setAutoFillBackground(true);
-    connect(verticalScrollBar(), &QScrollBar::valueChanged, this, [this](int value) {
+    fill(*divider_, QueryPanelTheme::faintBorder());
+    fill(*topEdge_, QueryPanelTheme::border());
+    connect(verticalScrollBar(), &QScrollBar::valueChanged, this, [this] {
         if (!isAdjusting_)
-            followsEnd_ = value >= verticalScrollBar()->maximum() - kAlmostAtEnd;
+            followsEnd_ = isAtEnd();
     });
+}
+
+bool TranscriptScrollView::isAtEnd() const
+{
+    return verticalScrollBar()->value() >= verticalScrollBar()->maximum() - kAlmostAtEnd;
 }
 
 void TranscriptScrollView::note(const TranscriptChange& change)
@@ -119,6 +135,7 @@ void TranscriptScrollView::note(const TranscriptChange& change)
 
 void TranscriptScrollView::refresh(const Transcript& transcript)
 {
+    followsEnd_ = followsEnd_ || isAtEnd();
     const QScopedValueRollback adjusting(isAdjusting_, true);
     if (std::exchange(hasRemovals_, false)) {
         const auto ids = rows_.keys();
@@ -227,10 +244,12 @@ void TranscriptScrollView::resizeEvent(QResizeEvent* event)
     QScrollArea::resizeEvent(event);
     const int inner = width() - 2 * kCardBorder;
     bottomFade_->setGeometry(kCardBorder, height() - kFadeHeight, inner, kFadeHeight);
+    topEdge_->setGeometry(kCornerRadius, 0, width() - 2 * kCornerRadius, kCardBorder);
     divider_->setGeometry(kCardBorder, height() - kDividerHeight, inner, kDividerHeight);
     scroller_->setGeometry(width() - kCardBorder - OverlayScroller::kWidth, kCornerRadius,
                            OverlayScroller::kWidth, std::max(height() - kCornerRadius - kFadeHeight, 0));
-    for (QWidget* above : {static_cast<QWidget*>(bottomFade_), divider_, static_cast<QWidget*>(scroller_)})
+    for (QWidget* above :
+         {static_cast<QWidget*>(bottomFade_), divider_, topEdge_, static_cast<QWidget*>(scroller_)})
         above->raise();
     if (!isEmpty())
         sizeDocument();

@@ -4,7 +4,6 @@
 
 #include <QHash>
 #include <QScrollArea>
-#include <QSet>
 #include <functional>
 #include <vector>
 
@@ -12,6 +11,7 @@ namespace velmo {
 
 class GradientFadeView;
 class OverlayScroller;
+class PanelMenu;
 class QueryChatMessageView;
 
 /// Rows one below the other, of which each has its own height. A change costs the rows below it. Main thread.
@@ -44,7 +44,7 @@ public:
         std::function<void(const ChatAttachment&)> openAttachment;
         std::function<void(const QUuid&)> removeAttachment;
         std::function<void(const QUrl&)> openLink;
-        std::function<QMenu*(QWidget*)> makeMenu;
+        std::function<PanelMenu*(QWidget*)> makeMenu;
         std::function<void()> heightChanged; ///< More of a long text has been laid out.
     };
 
@@ -70,6 +70,7 @@ private:
     enum class RowChange { Extended, Replaced };
 
     QueryChatMessageView* addRow(const ChatMessage& message);
+    [[nodiscard]] bool isAtEnd() const;
     void sizeDocument();
     void followRow(QueryChatMessageView& row);
     void reveal(const QWidget& view, const QRect& part);
@@ -79,6 +80,7 @@ private:
     TranscriptStack* stack_;
     GradientFadeView* bottomFade_;
     QWidget* divider_;
+    QWidget* topEdge_; ///< The card's border, above what scrolls.
     OverlayScroller* scroller_;
     QHash<QUuid, QueryChatMessageView*> rows_;
     QHash<QUuid, RowChange> changes_;

@@ -51,7 +51,11 @@ QStringView withoutTail(QStringView address)
 
 bool isWordBefore(QStringView text, qsizetype position)
 {
-    return position > 0 && (text.at(position - 1).isLetterOrNumber() || text.at(position - 1) == u'_');
+    // Scripts without spaces between words have them before an address neither.
+    constexpr char16_t kLastAscii = 0x7f;
+    if (position == 0 || text.at(position - 1) > kLastAscii)
+        return false;
+    return text.at(position - 1).isLetterOrNumber() || text.at(position - 1) == u'_';
 }
 
 } // namespace

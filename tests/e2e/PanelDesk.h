@@ -134,9 +134,9 @@ protected:
         const auto found = shownWidgets<QueryInputPanel>();
         return found.empty() ? nullptr : found.front();
     }
-    [[nodiscard]] static QueryInputTextView* field()
+    [[nodiscard]] static QueryTextView* field()
     {
-        const auto found = shownWidgets<QueryInputTextView>();
+        const auto found = shownWidgets<QueryTextView>();
         return found.empty() ? nullptr : found.front();
     }
     [[nodiscard]] static QString typedText() { return field() ? field()->toPlainText() : QString(); }

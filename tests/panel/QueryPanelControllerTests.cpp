@@ -100,10 +100,10 @@ TEST_F(QueryPanel, TakesTheKeyboardForItsFieldAndAgainWhenItHasComeIn)
     ASSERT_NE(window(), nullptr);
     EXPECT_EQ(windows.kept->taken.size(), 1);
     EXPECT_EQ(windows.restacks, 1);
-    EXPECT_NE(dynamic_cast<QueryInputTextView*>(window()->focusWidget()), nullptr);
+    EXPECT_NE(dynamic_cast<QueryTextView*>(window()->focusWidget()), nullptr);
     window()->focusWidget()->clearFocus();
     EXPECT_TRUE(turnUntil([&] { return windows.kept->taken.size() == 2; }));
-    EXPECT_NE(dynamic_cast<QueryInputTextView*>(window()->focusWidget()), nullptr);
+    EXPECT_NE(dynamic_cast<QueryTextView*>(window()->focusWidget()), nullptr);
 }
 
 TEST_F(QueryPanel, EscapeCancelsTheSessionAndOtherKeysReachTheField)
@@ -111,7 +111,7 @@ TEST_F(QueryPanel, EscapeCancelsTheSessionAndOtherKeysReachTheField)
     drawAndAdvance();
     press(Qt::Key_H, QStringLiteral("h"));
     press(Qt::Key_I, QStringLiteral("i"));
-    const auto fields = shownWidgets<QueryInputTextView>();
+    const auto fields = shownWidgets<QueryTextView>();
     ASSERT_EQ(fields.size(), 1U);
     EXPECT_EQ(fields.front()->toPlainText(), QStringLiteral("hi"));
     log.take();

@@ -29,6 +29,14 @@ bool movesFocus(const xcb_focus_in_event_t& event)
     return isReal && event.detail != XCB_NOTIFY_DETAIL_INFERIOR && event.detail < XCB_NOTIFY_DETAIL_POINTER;
 }
 
+/// Whether the end of a window makes them choose who has the focus next: one that took the mouse or the
+/// keyboard, and no menu.
+bool isMissedByWindowManagers(const QWidget& widget)
+{
+    return widget.isWindow() && widget.windowType() != Qt::Popup &&
+           !widget.windowFlags().testFlag(Qt::WindowTransparentForInput);
+}
+
 } // namespace
 
 X11KeptFocus::X11KeptFocus(std::shared_ptr<X11KeyboardFocus> keyboard, QWidget& window)
@@ -77,8 +85,7 @@ bool X11KeptFocus::eventFilter(QObject* watched, QEvent* event)
         if (watched == window_.windowHandle() && !hasFocus())
             take();
     } else if (event->type() == QEvent::Hide && watched->isWidgetType() && watched != &window_) {
-        const auto* widget = static_cast<const QWidget*>(watched);
-        if (widget->isWindow() && widget->windowFlags().testFlag(Qt::BypassWindowManagerHint))
+        if (isMissedByWindowManagers(*static_cast<const QWidget*>(watched)))
             noteDisturbance();
     }
     return false;
