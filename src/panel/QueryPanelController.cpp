@@ -123,6 +123,7 @@ void QueryPanelController::bringToFront()
         return;
     panel->comeBack();
     desktop_.windows.keepManagedOnTop();
+    focusInput();
     panel->takeKeyboard();
 }
 

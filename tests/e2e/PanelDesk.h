@@ -141,6 +141,12 @@ protected:
     }
     [[nodiscard]] static QString typedText() { return field() ? field()->toPlainText() : QString(); }
 
+    [[nodiscard]] static QPoint centreOfField()
+    {
+        const QueryInputTextView* shown = field();
+        return shown != nullptr ? shown->mapToGlobal(shown->rect().center()) : QPoint();
+    }
+
     [[nodiscard]] xcb_window_t inputFocus() const
     {
         const auto reply = eye_->await(xcb_get_input_focus_reply, xcb_get_input_focus(eye_->get()));

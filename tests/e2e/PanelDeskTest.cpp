@@ -5,6 +5,14 @@
 namespace velmo::test {
 namespace {
 
+QString lettersTyped(int count)
+{
+    QString letters;
+    for (int letter = 0; letter < count; ++letter)
+        letters += QLatin1Char(Typist::letterAt(letter));
+    return letters;
+}
+
 TEST_P(PanelDesk, KeysTypedAcrossTheChangeFromOverlayToPanelAllArriveInOrder)
 {
     constexpr int kLetters = 250;
@@ -15,10 +23,7 @@ TEST_P(PanelDesk, KeysTypedAcrossTheChangeFromOverlayToPanelAllArriveInOrder)
     input_.moveTo(400, 350);
     const Typist typist(kLetters, [](InputDriver& hand) { hand.releaseButton(1); });
     EXPECT_TRUE(awaitCondition([&] { return typist.isDone() && typedText().size() >= kLetters; }));
-    QString expected;
-    for (int letter = 0; letter < kLetters; ++letter)
-        expected += QLatin1Char(Typist::letterAt(letter));
-    EXPECT_EQ(typedText(), expected);
+    EXPECT_EQ(typedText(), lettersTyped(kLetters));
     EXPECT_EQ(keysIn(*application_), 0);
 }
 
@@ -98,7 +103,7 @@ TEST_P(PanelDesk, LeavesTheKeyboardWhereTheUserClicksAndTakesItBackOnAClick)
     EXPECT_TRUE(awaitCondition([this] { return keysIn(*other_) == 1; }));
 
     // The field takes the press for itself; the window must still learn of it.
-    click(field()->mapToGlobal(field()->rect().center()));
+    click(centreOfField());
     EXPECT_TRUE(focusSettlesInPanel());
     expectNextKeyInPanel("p");
     EXPECT_EQ(keysIn(*other_), 1);
@@ -128,6 +133,74 @@ TEST_P(PanelDesk, AHintBorrowsTheKeyboardForTheApplication)
     EXPECT_TRUE(focusSettlesInPanel());
     expectNextKeyInPanel("h");
 }
+
+TEST_P(PanelDesk, KeysTypedAcrossTheEndOfAnotherCaptureAllArriveInOrder)
+{
+    constexpr int kLetters = 100;
+    startDesktop(FocusPolicy::Click);
+    openPanel(centreOf(*application_));
+    askAndAnswer();
+    session->beginAdditionalCapture(false);
+    ASSERT_TRUE(awaitCondition([] { return !surfaces().empty() && surfaces().front()->isVisible(); }));
+    input_.moveTo(300, 300);
+    input_.pressButton(1);
+    input_.moveTo(400, 350);
+    // What was typed before went to the application, which had the keyboard until the overlay took it.
+    const int before = keysIn(*application_);
+    const Typist typist(kLetters, [](InputDriver& hand) { hand.releaseButton(1); });
+    EXPECT_TRUE(awaitCondition([&] { return typist.isDone() && typedText().size() >= kLetters; }));
+    EXPECT_EQ(typedText(), lettersTyped(kLetters));
+    EXPECT_EQ(keysIn(*application_), before);
+}
+
+/// Nobody but us moves the focus there.
+class PanelWithoutManager : public PanelDesk {
+protected:
+    void SetUp() override
+    {
+        PlainClient::Options options;
+        options.processID = getppid();
+        application_ = std::make_unique<PlainClient>(options);
+        application_->takeFocus();
+        openPanel({700, 600});
+    }
+};
+
+TEST_P(PanelWithoutManager, TheKeyboardGoesStraightBackAfterEscape)
+{
+    input_.tap("Escape");
+    EXPECT_TRUE(awaitCondition([] { return panel() == nullptr; }));
+    // At once, and not when the session restores what was focused.
+    EXPECT_EQ(inputFocus(), application_->window());
+    input_.tap("b");
+    EXPECT_TRUE(awaitCondition([this] { return keysIn(*application_) == 1; }));
+}
+
+TEST_P(PanelWithoutManager, TheKeyboardGoesStraightBackForAHint)
+{
+    askAndAnswer();
+    session->hideChatForHint();
+    EXPECT_EQ(inputFocus(), application_->window());
+}
+
+TEST_P(PanelWithoutManager, TheKeyboardGoesToWhoHadItBeforeSomebodyWhoHasGone)
+{
+    askAndAnswer();
+    {
+        PlainClient visitor({});
+        // Long after the overlay's end a loss is nobody's accident.
+        ASSERT_TRUE(focusSettlesInPanel());
+        visitor.takeFocus();
+        ASSERT_TRUE(awaitCondition([] { return !QApplication::activeWindow(); }));
+        click(centreOfField());
+        ASSERT_TRUE(awaitCondition([this] { return panelHasFocus(); }));
+    }
+    session->hideChatForHint();
+    EXPECT_EQ(inputFocus(), application_->window());
+}
+
+INSTANTIATE_TEST_SUITE_P(NoWindowManager, PanelWithoutManager, testing::Values(QStringLiteral("none")),
+                         [](const auto& manager) { return manager.param.toStdString(); });
 
 /// Pixels of the screen's middle column around the panel's bottom edge, taken as fast as the server gives
 /// them while something goes on.
