@@ -130,7 +130,7 @@ void QueryInputPanel::comeBack()
 
 void QueryInputPanel::leaveAndDelete()
 {
-    if (exit_.state() == QAbstractAnimation::Running)
+    if (isLeaving_)
         return;
     entrance_.stop();
     resize_.stop();
@@ -141,6 +141,7 @@ void QueryInputPanel::leaveAndDelete()
         field->clearFocus();
     if (isVisible() && isComposited_)
         freezeCard();
+    isLeaving_ = true;
     exit_.setStartValue(windowOpacity());
     // Without a compositor there is no opacity, and a fade would only be a delay.
     exit_.setDuration(isVisible() && isComposited_ ? kExitMilliseconds : 0);
@@ -210,7 +211,7 @@ bool QueryInputPanel::event(QEvent* event)
 {
     const bool result = QWidget::event(event);
     // Another screen may have another scale, which the shape depends on.
-    if (event->type() == QEvent::ScreenChangeInternal)
+    if (event->type() == QEvent::ScreenChangeInternal && !isLeaving_)
         layOutCard();
     return result;
 }

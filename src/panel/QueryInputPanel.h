@@ -67,6 +67,7 @@ private:
     QWidget* card_ = nullptr;
     double cardHeight_ = kMinimumHeight;
     double entranceOffset_ = 0;
+    bool isLeaving_ = false;         ///< The window system may be gone by now.
     bool isComposited_ = true;       ///< When it was last shown.
     std::optional<QPoint> dragHold_; ///< Where the window is held, from its top left corner.
     QVariantAnimation entrance_;

@@ -283,6 +283,18 @@ TEST_F(InputPanel, GivesTheKeyboardBackWhileItStepsAside)
     EXPECT_TRUE(panel->isVisible());
 }
 
+TEST_F(InputPanel, LeavesTheWindowSystemAloneOnceItLeaves)
+{
+    show();
+    panel->animateHeight(400);
+    panel->leaveAndDelete();
+    windows.shape = QRegion();
+    QEvent screenChange(QEvent::ScreenChangeInternal);
+    QApplication::sendEvent(panel, &screenChange);
+    EXPECT_TRUE(turnUntil([this] { return !windows.kept->returned.isEmpty(); }));
+    EXPECT_TRUE(windows.shape.isEmpty());
+}
+
 TEST_F(InputPanel, FadesAsAPictureOfItsCard)
 {
     show();
