@@ -1,6 +1,7 @@
 #include "Benchmarks.h"
 #include "Limits.h"
 #include "panel/MessageTextView.h"
+#include "panel/QueryPanelController.h"
 #include "panel/TranscriptScrollView.h"
 #include "support/panel/PanelScene.h"
 
@@ -172,6 +173,49 @@ double residentMegabytes()
     return pages.value(1).toDouble() * kPageBytes / 1e6;
 }
 
+/// Tells when a window has been painted.
+class PaintWatch final : public QObject {
+public:
+    PaintWatch() { qApp->installEventFilter(this); }
+    [[nodiscard]] bool sawPaint() const { return sawPaint_; }
+
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        sawPaint_ = sawPaint_ || (event->type() == QEvent::Paint &&
+                                  dynamic_cast<QueryPanelContentView*>(watched) != nullptr);
+        return false;
+    }
+
+private:
+    bool sawPaint_ = false;
+};
+
+/// From nothing to the first frame: the panel is built anew for each session.
+void opening(benchmark::State& state)
+{
+    constexpr int kRounds = 50;
+    PanelScene scene;
+    std::vector<double> times;
+    for ([[maybe_unused]] auto iteration : state) {
+        for (int round = 0; round < kRounds; ++round) {
+            const PaintWatch watch;
+            const auto begin = Clock::now();
+            QueryPanelController panel(scene.session, std::nullopt,
+                                       PanelDesktop{scene.screens, scene.windows, {}, {}, {}});
+            panel.showWindow();
+            while (!watch.sawPaint())
+                QCoreApplication::processEvents();
+            times.push_back(milliseconds(Clock::now() - begin));
+            panel.close();
+            turnFor(std::chrono::milliseconds(200));
+        }
+    }
+    std::ranges::sort(times);
+    Limits::shared().note("panel/opening", times.at(times.size() / 2));
+}
+
+BENCHMARK(opening)->Iterations(1)->Unit(benchmark::kMillisecond);
+
 /// A hundred captures, of which each has a picture of its own size.
 void thumbnails(benchmark::State& state)
 {
@@ -219,6 +263,8 @@ void checkPanelLimits()
     limits.check("2,000 pieces at once: longest block, in frames of 16 ms",
                  limits.value("panel/longest block") / 16, 1);
     Limits::report("2,000 pieces at once: p99 of the blocks, ms", limits.value("panel/p99 block"));
+    limits.check("opening the panel, built and painted, p50, in frames of 16 ms",
+                 limits.value("panel/opening") / 16, 2);
     Limits::report("100 messages with a thumbnail each, MB resident", limits.value("panel/thumbnails"));
 }
 

@@ -143,7 +143,7 @@ protected:
 
     [[nodiscard]] static QPoint centreOfField()
     {
-        const QueryInputTextView* shown = field();
+        const QueryTextView* shown = field();
         return shown != nullptr ? shown->mapToGlobal(shown->rect().center()) : QPoint();
     }
 
