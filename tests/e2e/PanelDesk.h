@@ -210,6 +210,21 @@ protected:
         input_.click(1);
     }
 
+    /// Clicks until the window gets the focus for a first time, whether or not it keeps it: right after other
+    /// windows went, one window manager (mutter) lets a click through without moving the focus.
+    void clickInto(PlainClient& client)
+    {
+        client.forgetEvents();
+        QElapsedTimer sinceClick;
+        EXPECT_TRUE(awaitCondition([&] {
+            if (!sinceClick.isValid() || sinceClick.elapsed() > kAgain) {
+                click(centreOf(client));
+                sinceClick.start();
+            }
+            return std::ranges::count(client.events(), Type::FocusIn, &PlainClient::Event::type) > 0;
+        }));
+    }
+
     /// Moves the pointer in from the empty desktop, until the focus has followed it.
     void hoverOver(PlainClient& client)
     {
