@@ -62,6 +62,13 @@ AttachmentThumbnailButton::AttachmentThumbnailButton(const QByteArray& imageData
     tasks_.start(load(imageData, size, devicePixelRatioF()));
 }
 
+void AttachmentThumbnailButton::setTitle(const QString& title)
+{
+    imageButton_->setAccessibleName(title);
+    if (removeButton_ != nullptr)
+        removeButton_->setAccessibleDescription(title);
+}
+
 async::Task<> AttachmentThumbnailButton::load(QByteArray imageData, QSize size, double pixelRatio)
 {
     auto decode = [imageData, pixels = size * pixelRatio] { return decodeThumbnail(imageData, pixels); };

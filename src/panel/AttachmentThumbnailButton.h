@@ -16,6 +16,8 @@ public:
     AttachmentThumbnailButton(const QByteArray& imageData, QSize imageSize, std::function<void()> onTap,
                               std::function<void()> onRemove, QWidget* parent = nullptr);
 
+    /// What the picture is called, to those who cannot see it.
+    void setTitle(const QString& title);
     /// The data turned out to be no picture after all.
     std::function<void()> onUndecodable;
 

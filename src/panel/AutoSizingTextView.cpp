@@ -29,7 +29,6 @@ AutoSizingTextView::AutoSizingTextView(int verticalInset, QWidget* parent)
     , verticalInset_(verticalInset)
     , textColor_(QueryPanelTheme::text())
 {
-    installTextViewAccessibility();
     setFocusPolicy(Qt::StrongFocus);
     setMouseTracking(true);
     setCursor(Qt::IBeamCursor);
@@ -44,7 +43,7 @@ void AutoSizingTextView::replaceFrom(qsizetype position, const markdown::StyledT
     selection_.trimTo(position);
     findLinks(position);
     layOutSome();
-    announceChange(position, removed);
+    announceTextChange(*this, position, removed, layout_.textView().mid(position));
     update(QRectF(0, verticalInset_ + std::floor(unchanged), width(), height() + layout_.height())
                .toAlignedRect());
 }
@@ -105,22 +104,6 @@ bool AutoSizingTextView::isOpen(const WebLink& link) const
            std::ranges::none_of(rest, [](QChar unit) { return unit.isSpace(); });
 }
 
-void AutoSizingTextView::announceChange(qsizetype position, const QString& removed)
-{
-    if (!QAccessible::isActive())
-        return;
-    const QString added = layout_.textView().mid(position).toString();
-    const auto at = static_cast<int>(position);
-    if (!removed.isEmpty()) {
-        QAccessibleTextRemoveEvent event(this, at, removed);
-        QAccessible::updateAccessibility(&event);
-    }
-    if (!added.isEmpty()) {
-        QAccessibleTextInsertEvent event(this, at, added);
-        QAccessible::updateAccessibility(&event);
-    }
-}
-
 void AutoSizingTextView::setTextColor(const QColor& color)
 {
     if (textColor_ == color)
@@ -131,9 +114,9 @@ void AutoSizingTextView::setTextColor(const QColor& color)
 
 void AutoSizingTextView::setGrowing(bool growing)
 {
-    if (isGrowing_ == growing)
+    if (std::exchange(isGrowing_, growing) == growing)
         return;
-    isGrowing_ = growing;
+    announceBusy(*this);
     update();
 }
 
@@ -171,11 +154,7 @@ void AutoSizingTextView::select(qsizetype anchor, qsizetype cursor)
     const qsizetype size = layout_.size();
     selection_.set(std::clamp<qsizetype>(anchor, 0, size), std::clamp<qsizetype>(cursor, 0, size));
     update();
-    if (QAccessible::isActive()) {
-        QAccessibleTextSelectionEvent event(this, static_cast<int>(selection_.begin()),
-                                            static_cast<int>(selection_.end()));
-        QAccessible::updateAccessibility(&event);
-    }
+    announceTextSelection(*this);
 }
 
 void AutoSizingTextView::selectAll()
@@ -343,6 +322,7 @@ void AutoSizingTextView::mouseReleaseEvent(QMouseEvent* event)
     selectionScroll_.stop();
     select(selection_.anchor(), selection_.cursor());
     offerSelection();
+    announceTextSelection(*this);
     const QUrl link = std::exchange(pressedLink_, QUrl());
     if (link.isValid() && selection_.isEmpty() && linkAt(event->position()) == link && onOpenLink)
         onOpenLink(link);
@@ -401,27 +381,6 @@ void AutoSizingTextView::focusInEvent(QFocusEvent* event)
                                 event->reason() == Qt::ShortcutFocusReason;
     if (cameByKeyboard && onReveal)
         onReveal(rect());
-}
-
-void AutoSizingTextView::contextMenuEvent(QContextMenuEvent* event)
-{
-    PanelMenu* menu = makeMenu ? makeMenu(this) : nullptr;
-    if (menu == nullptr)
-        return;
-    const QUrl link = linkAt(event->pos());
-    if (link.isValid()) {
-        menu->addAction(QStringLiteral("Open Link"), this, [this, link] {
-            if (onOpenLink)
-                onOpenLink(link);
-        });
-        menu->addAction(QStringLiteral("Copy Link"), this, [link] {
-            QGuiApplication::clipboard()->setText(QString::fromLatin1(link.toEncoded()));
-        });
-        menu->addSeparator();
-    }
-    menu->addAction(QStringLiteral("Copy"), this, [this] { copy(); })->setEnabled(!selection_.isEmpty());
-    menu->addAction(QStringLiteral("Select All"), this, [this] { selectAll(); });
-    menu->popupAt(QRect(event->globalPos(), QSize()), 0);
 }
 
 } // namespace velmo

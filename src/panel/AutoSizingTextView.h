@@ -1,5 +1,6 @@
 #pragma once
 
+#include "panel/FocusRing.h"
 #include "panel/StyledTextLayout.h"
 #include "panel/TextSelection.h"
 #include "panel/WebLinks.h"
@@ -18,7 +19,7 @@ class PanelMenu;
 /// A text that can be read, selected and copied, but not changed, and that is as high as its lines. Addresses
 /// of the web open on a click. A very long text is laid out over several turns of the main loop and grows
 /// meanwhile. Main thread; positions are units of UTF-16.
-class AutoSizingTextView final : public QWidget {
+class AutoSizingTextView final : public QWidget, public FocusRingTarget {
 public:
     /// The inset is what stays free above and below the text.
     explicit AutoSizingTextView(int verticalInset, QWidget* parent = nullptr);
@@ -33,6 +34,7 @@ public:
     [[nodiscard]] const QColor& textColor() const { return textColor_; }
     /// Whether more is to come: then an address at the end may not be complete, and is no link yet.
     void setGrowing(bool growing);
+    [[nodiscard]] bool isGrowing() const { return isGrowing_; }
 
     /// The width that lines are broken at.
     void setContainerWidth(int width);
@@ -57,6 +59,9 @@ public:
     [[nodiscard]] std::vector<QRectF> rectanglesOf(qsizetype begin, qsizetype end) const;
     /// Invalid where there is no link.
     [[nodiscard]] QUrl linkAt(QPointF point) const;
+    /// The web addresses in the text, in order.
+    [[nodiscard]] const std::vector<WebLink>& links() const { return links_; }
+    [[nodiscard]] FocusRingShape focusRingShape() const override { return {4, 4}; }
     [[nodiscard]] QSize sizeHint() const override;
 
 protected:
@@ -74,7 +79,6 @@ private:
     void layOutSome();
     void findLinks(qsizetype changedFrom);
     [[nodiscard]] bool isOpen(const WebLink& link) const;
-    void announceChange(qsizetype position, const QString& removed);
     void selectAll();
     void beginSelecting() const;
     void copy() const;
@@ -83,6 +87,8 @@ private:
     void extendSelectionTo(QPointF point);
     [[nodiscard]] bool selectByKey(const QKeyEvent& event);
     void updatePointer(QPointF point);
+    void addLinkActions(QMenu& menu, const QUrl& link, const QString& openTitle, const QString& copyTitle);
+    [[nodiscard]] QPoint keyboardMenuPlace() const;
 
     int verticalInset_;
     StyledTextLayout layout_;

@@ -13,10 +13,10 @@ namespace {
 
 constexpr double kWidth = 2;
 
-bool cameByKeyboard(Qt::FocusReason reason)
+/// Whoever clicks knows where. The keyboard and assistive technology move the focus from afar.
+bool isToBeShown(Qt::FocusReason reason)
 {
-    return reason == Qt::TabFocusReason || reason == Qt::BacktabFocusReason ||
-           reason == Qt::ShortcutFocusReason;
+    return reason != Qt::MouseFocusReason;
 }
 
 /// The focus went with its window, or to a menu, and comes back.
@@ -47,7 +47,7 @@ bool FocusRing::eventFilter(QObject* watched, QEvent* event)
         if (isOfWindows(reason))
             setVisible(watched == target_);
         else
-            follow(cameByKeyboard(reason) && panel_.isAncestorOf(widget) ? widget : nullptr);
+            follow(isToBeShown(reason) && panel_.isAncestorOf(widget) ? widget : nullptr);
     } else if (target_ && watched->isWidgetType()) {
         followTarget(*static_cast<QWidget*>(watched), *event);
     }

@@ -45,7 +45,7 @@ MessageTextView::MessageTextView(const QString& text, ChatMessageRole role, bool
     } else {
         textView_ = new AutoSizingTextView(0, this);
         shown_ = textView_;
-        textView_->setAccessibleName(QStringLiteral("Question"));
+        textView_->setAccessibleName(QStringLiteral("Your question"));
     }
     setText(text, dimmed);
 }

@@ -42,10 +42,13 @@ QueryChatMessageView::QueryChatMessageView(const ChatMessage& message, int width
     , role_(message.role)
     , width_(width)
 {
+    setAccessibleName(role_ == ChatMessageRole::User ? QStringLiteral("You") : QStringLiteral("Answer"));
     if (role_ == ChatMessageRole::User) {
         if (message.attachment)
             addThumbnail(message.attachment->imageData, std::move(onOpenAttachment),
                          std::move(onRemoveAttachment));
+        if (thumbnail_ != nullptr)
+            thumbnail_->setTitle(message.attachment->title);
         bubble_ = new RoundedBackgroundView(kBubbleRadius, QueryPanelTheme::userBubbleBackground(),
                                             QueryPanelTheme::userBubbleBorder(), this);
         text_ = new MessageTextView(QString(), role_, false, bubble_);

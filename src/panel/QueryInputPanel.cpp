@@ -36,6 +36,7 @@ QueryInputPanel::QueryInputPanel(QPoint cardBottomLeft, WindowSurfaces& windows)
     , windows_(windows)
 {
     setAttribute(Qt::WA_TranslucentBackground);
+    setAccessibleName(QStringLiteral("Velmo"));
     setGeometry(cardBottomLeft.x(), cardBottomLeft.y() - kMaximumHeight, kWidth, kWindowHeight);
     windows_.omitShadow(*this);
     buildAnimations();

@@ -8,11 +8,13 @@
 #include "panel/KeyBadgeView.h"
 #include "panel/ModelPillButton.h"
 #include "panel/PanelMenu.h"
+#include "panel/PanelPart.h"
 #include "panel/PanelToolTip.h"
 #include "panel/QueryInputTextView.h"
 #include "panel/QueryPanelTheme.h"
 #include "panel/RoundedBackgroundView.h"
 #include "panel/SpinnerView.h"
+#include "panel/TextViewMenu.h"
 #include "panel/TranscriptScrollView.h"
 #include "widgets/SystemFont.h"
 
@@ -99,6 +101,7 @@ QueryPanelContentView::QueryPanelContentView(AnnotationSession& session, const P
     , refreshState_(this, [this] { updateState(); })
     , refreshModel_(this, [this] { updateModelButtonTitle(); })
 {
+    installPanelAccessibility();
     resize(kPanelWidth, kMinimumInputHeight + kFooterHeight);
     buildTranscript();
     buildInputRow();
@@ -181,7 +184,13 @@ void QueryPanelContentView::arrangeFocus()
         setTabOrder(order.at(next - 1), order.at(next));
     focusRing_ = new FocusRing(*this);
     focusRing_->addScrolledArea(transcriptScrollView_->documentView());
-    connect(qApp, &QApplication::focusChanged, this, [this] { updateInputBorder(); });
+    connect(qApp, &QApplication::focusChanged, this, [this](QWidget* before, QWidget*) {
+        // A control that is gone or cannot be used any more has handed the keyboard to any other one.
+        if (before != nullptr && isVisible() && isAncestorOf(before) &&
+            (!before->isVisibleTo(this) || !before->isEnabledTo(this)))
+            focusField();
+        updateInputBorder();
+    });
 }
 
 void QueryPanelContentView::subscribe()
@@ -372,6 +381,12 @@ async::Task<> QueryPanelContentView::showPreview(ChatAttachment attachment)
 /// What is typed while a control or an answer has the keyboard is meant for the question.
 void QueryPanelContentView::keyPressEvent(QKeyEvent* event)
 {
+    // The window system itself knows the menu key only.
+    if (event->key() == Qt::Key_F10 && event->modifiers() == Qt::ShiftModifier) {
+        if (QWidget* focused = focusWidget())
+            openMenuByKeyboard(*focused);
+        return;
+    }
     // What the field itself does not take comes back here.
     if (!isForQuestion(*event) || isFieldFocused()) {
         QWidget::keyPressEvent(event);

@@ -351,6 +351,22 @@ std::vector<QRectF> StyledTextLayout::rectanglesOf(qsizetype begin, qsizetype en
     return rectangles;
 }
 
+TextRange StyledTextLayout::lineAround(qsizetype position) const
+{
+    auto stretch = stretchAt(position);
+    if (stretch == stretches_.end()) {
+        if (stretches_.empty() || position < size() ||
+            (size() > 0 && stretches_.back().next > stretches_.back().end))
+            return {laidOutEnd(), size()};
+        stretch = std::prev(stretches_.end());
+    }
+    int index = 0;
+    const auto beginOf = [&](int line) { return stretch->begin + stretch->layout->lineAt(line).textStart(); };
+    while (index + 1 < stretch->lineCount && position >= beginOf(index + 1))
+        ++index;
+    return {beginOf(index), index + 1 < stretch->lineCount ? beginOf(index + 1) : stretch->next};
+}
+
 QRectF StyledTextLayout::cursorRectangle(qsizetype position) const
 {
     auto stretch = stretchAt(position);

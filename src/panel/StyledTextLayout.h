@@ -32,6 +32,12 @@ struct MessageFonts {
     }
 };
 
+/// A part of a text, by its first unit and the one after its last.
+struct TextRange {
+    qsizetype begin = 0;
+    qsizetype end = 0;
+};
+
 /// The lines of a text that grows at its end, in the fonts of answers. What is laid out stays laid out: a
 /// change costs what comes after it, and of a long paragraph the last few lines only.
 ///
@@ -75,6 +81,8 @@ public:
     /// Where the range is on its lines, one rectangle a line or several where it is written in both
     /// directions; whole lines high.
     [[nodiscard]] std::vector<QRectF> rectanglesOf(qsizetype begin, qsizetype end) const;
+    /// The line that the unit at the position is on, with its line end; the last one for the text's end.
+    [[nodiscard]] TextRange lineAround(qsizetype position) const;
     /// Where a text cursor would stand: without width, a line high.
     [[nodiscard]] QRectF cursorRectangle(qsizetype position) const;
 

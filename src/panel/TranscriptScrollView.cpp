@@ -3,9 +3,11 @@
 #include "panel/AutoSizingTextView.h"
 #include "panel/GradientFadeView.h"
 #include "panel/OverlayScroller.h"
+#include "panel/PanelPart.h"
 #include "panel/QueryChatMessageView.h"
 #include "panel/QueryPanelTheme.h"
 
+#include <QApplication>
 #include <QScopedValueRollback>
 #include <QWheelEvent>
 #include <algorithm>
@@ -43,10 +45,12 @@ void TranscriptStack::append(QueryChatMessageView& row)
     row.setParent(this);
     row.show();
     layOutFrom(rows_.size() - 1);
+    announcePart(row, QAccessible::ObjectCreated);
 }
 
 void TranscriptStack::remove(QueryChatMessageView& row)
 {
+    announcePart(row, QAccessible::ObjectDestroyed);
     const auto found = std::ranges::find(rows_, &row);
     const auto index = static_cast<std::size_t>(found - rows_.begin());
     rows_.erase(found);
@@ -100,6 +104,12 @@ TranscriptScrollView::TranscriptScrollView(int width, Actions actions, QWidget* 
     viewport()->setAutoFillBackground(false);
     fill(*divider_, QueryPanelTheme::faintBorder());
     fill(*topEdge_, QueryPanelTheme::border());
+    // Texts say themselves which part of them is to be seen.
+    connect(qApp, &QApplication::focusChanged, this, [this](QWidget*, QWidget* now) {
+        if (now != nullptr && documentView_->isAncestorOf(now) &&
+            dynamic_cast<AutoSizingTextView*>(now) == nullptr)
+            reveal(*now, now->rect());
+    });
     connect(verticalScrollBar(), &QScrollBar::valueChanged, this, [this] {
         if (!isAdjusting_)
             followsEnd_ = isAtEnd();
