@@ -15,6 +15,7 @@
 #include "panel/SpinnerView.h"
 #include "panel/TextViewAccessible.h"
 #include "panel/TranscriptScrollView.h"
+#include "panel/TranscriptStack.h"
 
 #include <QLabel>
 
@@ -34,6 +35,9 @@ bool onlyArranges(QWidget& widget)
     if (isAnyOf<TranscriptStack, MessageTextView, MarkdownMessageView, AttachmentThumbnailButton>(widget))
         return true;
     const QWidget* around = widget.parentWidget();
+    // A page of the transcript.
+    if (dynamic_cast<const TranscriptStack*>(around) != nullptr && !isAnyOf<QueryChatMessageView>(widget))
+        return true;
     const bool isInRow = dynamic_cast<const QueryChatMessageView*>(around) != nullptr;
     const bool isInTranscript =
         dynamic_cast<const TranscriptScrollView*>(around) != nullptr ||

@@ -3,9 +3,9 @@
 #include "panel/AutoSizingTextView.h"
 #include "panel/GradientFadeView.h"
 #include "panel/OverlayScroller.h"
-#include "panel/PanelPart.h"
 #include "panel/QueryChatMessageView.h"
 #include "panel/QueryPanelTheme.h"
+#include "panel/TranscriptStack.h"
 
 #include <QApplication>
 #include <QScopedValueRollback>
@@ -38,47 +38,6 @@ void fill(QWidget& line, const QColor& color)
 }
 
 } // namespace
-
-void TranscriptStack::append(QueryChatMessageView& row)
-{
-    rows_.push_back(&row);
-    row.setParent(this);
-    row.show();
-    layOutFrom(rows_.size() - 1);
-    announcePart(row, QAccessible::ObjectCreated);
-}
-
-void TranscriptStack::remove(QueryChatMessageView& row)
-{
-    announcePart(row, QAccessible::ObjectDestroyed);
-    const auto found = std::ranges::find(rows_, &row);
-    const auto index = static_cast<std::size_t>(found - rows_.begin());
-    rows_.erase(found);
-    layOutFrom(index);
-}
-
-void TranscriptStack::layOutFrom(const QueryChatMessageView& row)
-{
-    // Nearly always the last one.
-    const auto found = std::find(rows_.rbegin(), rows_.rend(), &row);
-    if (found != rows_.rend())
-        layOutFrom(static_cast<std::size_t>(rows_.rend() - found) - 1);
-}
-
-void TranscriptStack::layOutFrom(std::size_t index)
-{
-    int y = 0;
-    if (index > 0)
-        y = rows_[index - 1]->geometry().bottom() + 1;
-    for (; index < rows_.size(); ++index) {
-        if (index > 0)
-            y += kSpacing;
-        const int height = rows_[index]->fittingHeight();
-        rows_[index]->setGeometry(0, y, width(), height);
-        y += height;
-    }
-    fittingHeight_ = y;
-}
 
 TranscriptScrollView::TranscriptScrollView(int width, Actions actions, QWidget* parent)
     : QScrollArea(parent)
@@ -148,15 +107,17 @@ void TranscriptScrollView::refresh(const Transcript& transcript)
     followsEnd_ = followsEnd_ || isAtEnd();
     const QScopedValueRollback adjusting(isAdjusting_, true);
     if (std::exchange(hasRemovals_, false)) {
-        const auto ids = rows_.keys();
-        for (const QUuid& id : ids) {
-            if (transcript.find(id))
+        for (auto entry = rows_.begin(); entry != rows_.end();) {
+            if (transcript.find(entry.key())) {
+                ++entry;
                 continue;
-            QueryChatMessageView* row = rows_.take(id);
-            stack_->remove(*row);
+            }
+            QueryChatMessageView& row = *entry.value();
+            entry = rows_.erase(entry);
+            row.onHeightChange = {};
+            stack_->remove(row);
             // Its own button may have asked for this.
-            row->hide();
-            row->deleteLater();
+            row.deleteLater();
         }
     }
     for (auto change = changes_.cbegin(); change != changes_.cend(); ++change) {

@@ -5,7 +5,6 @@
 #include <QHash>
 #include <QScrollArea>
 #include <functional>
-#include <vector>
 
 namespace velmo {
 
@@ -13,27 +12,7 @@ class GradientFadeView;
 class OverlayScroller;
 class PanelMenu;
 class QueryChatMessageView;
-
-/// Rows one below the other, of which each has its own height. A change costs the rows below it. Main thread.
-class TranscriptStack final : public QWidget {
-public:
-    static constexpr int kSpacing = 12;
-
-    using QWidget::QWidget;
-    void append(QueryChatMessageView& row);
-    /// Before the row goes.
-    void remove(QueryChatMessageView& row);
-    /// From the row on, heights may have changed.
-    void layOutFrom(const QueryChatMessageView& row);
-    [[nodiscard]] int fittingHeight() const { return fittingHeight_; }
-    [[nodiscard]] const std::vector<QueryChatMessageView*>& rows() const { return rows_; }
-
-private:
-    void layOutFrom(std::size_t index);
-
-    std::vector<QueryChatMessageView*> rows_;
-    int fittingHeight_ = 0;
-};
+class TranscriptStack;
 
 /// The chat, with one row a message. It stays at its end while it grows, unless the user has scrolled up to
 /// read. Main thread.
