@@ -19,12 +19,11 @@ namespace {
 
 /// How far below its place the card comes in.
 constexpr int kEntranceOffset = 18;
-constexpr int kWindowHeight = QueryInputPanel::kMaximumHeight + kEntranceOffset;
+constexpr int kWindowHeight = CardMetrics::kMaximumHeight + kEntranceOffset;
 constexpr int kEntranceMilliseconds = 260;
 constexpr int kResizeMilliseconds = 320;
 constexpr int kExitMilliseconds = 150;
 constexpr double kIgnoredHeightChange = 1;
-constexpr double kCornerRadius = 18;
 /// What stays on a screen of a panel that is dragged away, each way.
 constexpr int kGraspable = 40;
 
@@ -37,7 +36,8 @@ QueryInputPanel::QueryInputPanel(QPoint cardBottomLeft, WindowSurfaces& windows)
 {
     setAttribute(Qt::WA_TranslucentBackground);
     setAccessibleName(QStringLiteral("Velmo"));
-    setGeometry(cardBottomLeft.x(), cardBottomLeft.y() - kMaximumHeight, kWidth, kWindowHeight);
+    setGeometry(cardBottomLeft.x(), cardBottomLeft.y() - CardMetrics::kMaximumHeight, CardMetrics::kWidth,
+                kWindowHeight);
     windows_.omitShadow(*this);
     buildAnimations();
     watchScreens();
@@ -171,7 +171,7 @@ void QueryInputPanel::freezeCard()
 
 void QueryInputPanel::animateHeight(int height)
 {
-    const double target = std::clamp(height, kMinimumHeight, kMaximumHeight);
+    const double target = std::clamp(height, CardMetrics::kMinimumHeight, CardMetrics::kMaximumHeight);
     const double planned =
         resize_.state() == QAbstractAnimation::Running ? resize_.endValue().toDouble() : cardHeight_;
     if (std::abs(target - planned) <= kIgnoredHeightChange)
@@ -190,8 +190,8 @@ void QueryInputPanel::animateHeight(int height)
 QRect QueryInputPanel::cardFrame() const
 {
     const int height = static_cast<int>(std::lround(cardHeight_));
-    const int bottom = kMaximumHeight + static_cast<int>(std::lround(entranceOffset_));
-    return {0, bottom - height, kWidth, height};
+    const int bottom = CardMetrics::kMaximumHeight + static_cast<int>(std::lround(entranceOffset_));
+    return {0, bottom - height, CardMetrics::kWidth, height};
 }
 
 void QueryInputPanel::layOutCard()
@@ -202,7 +202,8 @@ void QueryInputPanel::layOutCard()
     const double scale = devicePixelRatioF();
     const QRect pixels = coveredPixels(cardFrame(), scale);
     // Transparent corners need a compositor.
-    windows_.setShape(*this, isComposited_ ? QRegion(pixels) : roundedRegion(pixels, kCornerRadius * scale));
+    windows_.setShape(*this, isComposited_ ? QRegion(pixels)
+                                           : roundedRegion(pixels, CardMetrics::kCornerRadius * scale));
     // What the shape has just uncovered is painted before anybody sees it.
     if (isVisible())
         repaint();
@@ -250,15 +251,16 @@ void QueryInputPanel::mouseReleaseEvent(QMouseEvent* event)
 /// The nearest position of the window where even the smallest card could be grasped on some screen.
 QPoint QueryInputPanel::reachable(QPoint position) const
 {
-    const QPoint toCard(0, kMaximumHeight - kMinimumHeight);
+    const QPoint toCard(0, CardMetrics::kMaximumHeight - CardMetrics::kMinimumHeight);
     const QPoint wanted = position + toCard;
     std::optional<QPoint> nearest;
     const auto screens = QGuiApplication::screens();
     for (const QScreen* screen : screens) {
         const QRect area = screen->geometry();
-        const QPoint place(
-            std::clamp(wanted.x(), area.left() + kGraspable - kWidth, area.right() + 1 - kGraspable),
-            std::clamp(wanted.y(), area.top() + kGraspable - kMinimumHeight, area.bottom() + 1 - kGraspable));
+        const QPoint place(std::clamp(wanted.x(), area.left() + kGraspable - CardMetrics::kWidth,
+                                      area.right() + 1 - kGraspable),
+                           std::clamp(wanted.y(), area.top() + kGraspable - CardMetrics::kMinimumHeight,
+                                      area.bottom() + 1 - kGraspable));
         if (!nearest || (place - wanted).manhattanLength() < (*nearest - wanted).manhattanLength())
             nearest = place;
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "panel/CardMetrics.h"
 #include "platform/WindowSurfaces.h"
 
 #include <QVariantAnimation>
@@ -17,10 +18,6 @@ namespace velmo {
 /// leaveAndDelete().
 class QueryInputPanel final : public QWidget {
 public:
-    static constexpr int kWidth = 620;
-    static constexpr int kMinimumHeight = 130;
-    static constexpr int kMaximumHeight = 720;
-
     /// cardBottomLeft is where the card's bottom left rests. The window system outlives the panel up to
     /// leaveAndDelete().
     QueryInputPanel(QPoint cardBottomLeft, WindowSurfaces& windows);
@@ -65,7 +62,7 @@ private:
     WindowSurfaces& windows_;
     std::unique_ptr<KeptFocus> focus_; ///< While the panel is there to type into.
     QWidget* card_ = nullptr;
-    double cardHeight_ = kMinimumHeight;
+    double cardHeight_ = CardMetrics::kMinimumHeight;
     double entranceOffset_ = 0;
     bool isLeaving_ = false;         ///< The window system may be gone by now.
     bool isComposited_ = true;       ///< When it was last shown.

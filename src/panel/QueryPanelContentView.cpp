@@ -4,6 +4,7 @@
 #include "core/Text.h"
 #include "core/async/WorkerPool.h"
 #include "overlay/ImagePreviewWindowController.h"
+#include "panel/CardMetrics.h"
 #include "panel/FocusRing.h"
 #include "panel/KeyBadgeView.h"
 #include "panel/ModelPillButton.h"
@@ -28,28 +29,7 @@ namespace velmo {
 
 namespace {
 
-constexpr int kPanelWidth = 620;
-constexpr double kRadius = 18;
 constexpr int kMaximumTranscriptHeight = 456;
-constexpr int kMinimumInputHeight = 88;
-constexpr int kFooterHeight = 42;
-constexpr int kMaximumHeight = 720;
-
-constexpr int kRowInsetX = 24;
-constexpr int kRowInsetY = 8;
-constexpr int kMinimumContainerHeight = 72;
-constexpr int kFieldInsetX = 14;
-constexpr int kFieldInsetTop = 10;
-constexpr int kFieldToBar = 4;
-constexpr int kBarInsetX = 10;
-constexpr int kBarInsetBottom = 6;
-constexpr int kBarHeight = 24;
-constexpr int kBarSpacing = 6;
-constexpr int kAroundField = kFieldInsetTop + kFieldToBar + kBarHeight + kBarInsetBottom;
-
-constexpr int kFooterInsetX = 14;
-constexpr int kCancelSpacing = 6;
-constexpr int kStatusSpacing = 5;
 constexpr int kFooterFontSize = 11;
 constexpr std::chrono::milliseconds kFirstFocusDelay{320};
 
@@ -78,13 +58,6 @@ bool isForQuestion(const QKeyEvent& event)
     }
 }
 
-/// Puts the widget at its preferred size into a row, in the middle of its height.
-void centreAt(QWidget& widget, const QRect& row, int left)
-{
-    const QSize size = widget.sizeHint().expandedTo(widget.minimumSize());
-    widget.setGeometry(left, row.top() + (row.height() - size.height()) / 2, size.width(), size.height());
-}
-
 } // namespace
 
 QueryPanelContentView::QueryPanelContentView(AnnotationSession& session, const PanelDesktop& desktop,
@@ -94,15 +67,15 @@ QueryPanelContentView::QueryPanelContentView(AnnotationSession& session, const P
     , desktop_(desktop)
     , transcriptionService_(std::move(transcriptionService))
     , onHeightChange_(std::move(onHeightChange))
-    , cardView_(
-          new RoundedBackgroundView(kRadius, QueryPanelTheme::background(), QueryPanelTheme::border(), this))
+    , cardView_(new RoundedBackgroundView(CardMetrics::kCornerRadius, QueryPanelTheme::background(),
+                                          QueryPanelTheme::border(), this))
     , toolTip_(std::make_unique<PanelToolTip>(desktop.windows.isComposited()))
     , refreshTranscript_([this] { updateTranscript(); })
     , refreshState_(this, [this] { updateState(); })
     , refreshModel_(this, [this] { updateModelButtonTitle(); })
 {
     installPanelAccessibility();
-    resize(kPanelWidth, kMinimumInputHeight + kFooterHeight);
+    resize(CardMetrics::kWidth, CardMetrics::kMinimumHeight);
     buildTranscript();
     buildInputRow();
     buildFooter();
@@ -128,7 +101,7 @@ QueryPanelContentView::~QueryPanelContentView()
 void QueryPanelContentView::buildTranscript()
 {
     transcriptScrollView_ = new TranscriptScrollView(
-        kPanelWidth,
+        CardMetrics::kWidth,
         {
             .openAttachment = [this](const ChatAttachment& attachment) { openAttachment(attachment); },
             .removeAttachment = [this](const QUuid& id) { session_.removeAttachmentMessage(id); },
@@ -145,8 +118,9 @@ void QueryPanelContentView::buildTranscript()
 
 void QueryPanelContentView::buildInputRow()
 {
-    inputContainer_ = new RoundedBackgroundView(kRadius, QueryPanelTheme::inputBackground(),
-                                                QueryPanelTheme::subtleBorder(), this);
+    inputContainer_ =
+        new RoundedBackgroundView(CardMetrics::kCornerRadius, QueryPanelTheme::inputBackground(),
+                                  QueryPanelTheme::subtleBorder(), this);
     queryField_ = new QueryInputTextView(inputContainer_);
     queryField_->configure(QStringLiteral("Ask anything about the annotated area…"), QueryPanelTheme::text(),
                            QueryPanelTheme::dimText());
@@ -225,68 +199,6 @@ void QueryPanelContentView::detach()
 void QueryPanelContentView::focusField()
 {
     queryField_->textView().setFocus(Qt::OtherFocusReason);
-}
-
-void QueryPanelContentView::resizeEvent(QResizeEvent*)
-{
-    layOut();
-}
-
-void QueryPanelContentView::layOut()
-{
-    cardView_->setGeometry(rect());
-    const QRect footer(0, height() - kFooterHeight, width(), kFooterHeight);
-    const QRect input(0, footer.top() - inputHeight(), width(), inputHeight());
-    // While the card grows, the transcript gets what is left, and the field's first line stays in view.
-    const int transcriptBottom = std::clamp(input.top(), 0, std::max(height(), 0));
-    layOutFooter(footer);
-    layOutInputRow(QRect(QPoint(0, transcriptBottom), QPoint(width() - 1, footer.top() - 1)));
-    transcriptScrollView_->setVisible(!transcriptScrollView_->isEmpty());
-    transcriptScrollView_->setGeometry(0, 0, width(), transcriptBottom);
-}
-
-void QueryPanelContentView::layOutInputRow(const QRect& row)
-{
-    inputContainer_->setGeometry(row.adjusted(kRowInsetX, kRowInsetY, -kRowInsetX, -kRowInsetY));
-    const QSize inside = inputContainer_->size();
-    queryField_->setGeometry(
-        kFieldInsetX, kFieldInsetTop, inside.width() - 2 * kFieldInsetX,
-        std::min(queryField_->currentIntrinsicHeight(), std::max(inside.height() - kAroundField, 0)));
-    const QRect bar(kBarInsetX, inside.height() - kBarInsetBottom - kBarHeight,
-                    inside.width() - 2 * kBarInsetX, kBarHeight);
-    centreAt(*modelButton_, bar, bar.left());
-    int right = bar.right() + 1 - sendButton_->width();
-    centreAt(*sendButton_, bar, right);
-    right -= kBarSpacing + micButton_->width();
-    centreAt(*micButton_, bar, right);
-}
-
-void QueryPanelContentView::layOutFooter(const QRect& row)
-{
-    centreAt(*cancelButton_, row, kFooterInsetX);
-    centreAt(*escapeBadge_, row, cancelButton_->geometry().right() + 1 + kCancelSpacing);
-    int right = row.right() + 1 - kFooterInsetX;
-    for (QWidget* status :
-         {static_cast<QWidget*>(transcribingLabel_), static_cast<QWidget*>(transcribingSpinner_),
-          static_cast<QWidget*>(preparingLabel_), static_cast<QWidget*>(preparingSpinner_)}) {
-        if (status->isHidden())
-            continue;
-        right -= status->sizeHint().expandedTo(status->minimumSize()).width();
-        centreAt(*status, row, right);
-        right -= kStatusSpacing;
-    }
-}
-
-int QueryPanelContentView::inputHeight() const
-{
-    const int container =
-        std::max(queryField_->currentIntrinsicHeight() + kAroundField, kMinimumContainerHeight);
-    return std::max(container + 2 * kRowInsetY, kMinimumInputHeight);
-}
-
-int QueryPanelContentView::desiredHeight() const
-{
-    return std::min(inputHeight() + transcriptHeight_ + kFooterHeight, kMaximumHeight);
 }
 
 void QueryPanelContentView::updateContentHeight()

@@ -1,6 +1,7 @@
 #include "panel/QueryPanelController.h"
 
 #include "core/DebugLog.h"
+#include "panel/CardMetrics.h"
 #include "panel/QueryInputPanel.h"
 #include "panel/QueryPanelContentView.h"
 #include "widgets/ToolkitSpace.h"
@@ -53,10 +54,10 @@ QueryPanelController::QueryPanelController(AnnotationSession& session, const std
     const ScreenRect visible = chosen.visibleFrame;
     log(QStringLiteral("screen=") + describe(chosen.frame) + QStringLiteral(" visibleFrame=") +
         describe(visible));
-    const ScreenPoint origin{visible.midX() - QueryInputPanel::kWidth / 2.0, visible.minY() + kDockClearance};
+    const ScreenPoint origin{visible.midX() - CardMetrics::kWidth / 2.0, visible.minY() + kDockClearance};
     log(QStringLiteral("panel origin=(") + whole(origin.x) + QStringLiteral(", ") + whole(origin.y) +
-        QStringLiteral(") size=") + QString::number(QueryInputPanel::kWidth) + u'x' +
-        QString::number(QueryInputPanel::kMinimumHeight));
+        QStringLiteral(") size=") + QString::number(CardMetrics::kWidth) + u'x' +
+        QString::number(CardMetrics::kMinimumHeight));
     log(QStringLiteral("dock clearance: panelBottom=") + whole(origin.y) + QStringLiteral(" dockTop=") +
         whole(visible.minY()) + QStringLiteral(" gap=") + whole(origin.y - visible.minY()) +
         QStringLiteral("pt"));

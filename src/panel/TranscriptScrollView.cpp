@@ -1,6 +1,7 @@
 #include "panel/TranscriptScrollView.h"
 
 #include "panel/AutoSizingTextView.h"
+#include "panel/CardMetrics.h"
 #include "panel/GradientFadeView.h"
 #include "panel/OverlayScroller.h"
 #include "panel/QueryChatMessageView.h"
@@ -20,9 +21,6 @@ constexpr int kInsetX = 24;
 constexpr int kInsetY = 14;
 constexpr int kFadeHeight = 20;
 constexpr int kDividerHeight = 1;
-/// The card's border lies over the edges of what scrolls.
-constexpr int kCardBorder = 1;
-constexpr int kCornerRadius = 18;
 constexpr int kAlmostAtEnd = 4;
 
 /// Draws a line of one colour over the card's ground.
@@ -213,12 +211,14 @@ void TranscriptScrollView::resizeEvent(QResizeEvent* event)
 {
     const QScopedValueRollback adjusting(isAdjusting_, true);
     QScrollArea::resizeEvent(event);
-    const int inner = width() - 2 * kCardBorder;
-    bottomFade_->setGeometry(kCardBorder, height() - kFadeHeight, inner, kFadeHeight);
-    topEdge_->setGeometry(kCornerRadius, 0, width() - 2 * kCornerRadius, kCardBorder);
-    divider_->setGeometry(kCardBorder, height() - kDividerHeight, inner, kDividerHeight);
-    scroller_->setGeometry(width() - kCardBorder - OverlayScroller::kWidth, kCornerRadius,
-                           OverlayScroller::kWidth, std::max(height() - kCornerRadius - kFadeHeight, 0));
+    const int inner = width() - 2 * CardMetrics::kBorder;
+    bottomFade_->setGeometry(CardMetrics::kBorder, height() - kFadeHeight, inner, kFadeHeight);
+    topEdge_->setGeometry(CardMetrics::kCornerRadius, 0, width() - 2 * CardMetrics::kCornerRadius,
+                          CardMetrics::kBorder);
+    divider_->setGeometry(CardMetrics::kBorder, height() - kDividerHeight, inner, kDividerHeight);
+    scroller_->setGeometry(width() - CardMetrics::kBorder - OverlayScroller::kWidth,
+                           CardMetrics::kCornerRadius, OverlayScroller::kWidth,
+                           std::max(height() - CardMetrics::kCornerRadius - kFadeHeight, 0));
     for (QWidget* above :
          {static_cast<QWidget*>(bottomFade_), divider_, topEdge_, static_cast<QWidget*>(scroller_)})
         above->raise();

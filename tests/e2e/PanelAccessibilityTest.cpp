@@ -60,7 +60,7 @@ protected:
         panel.content->show();
         bool isShown = false;
         window->enter([&] { isShown = true; });
-        window->animateHeight(QueryInputPanel::kMaximumHeight);
+        window->animateHeight(CardMetrics::kMaximumHeight);
         ASSERT_TRUE(turnUntil([&] { return isShown; }));
         window->activateWindow();
         ASSERT_TRUE(turnUntil([this] { return window->isActiveWindow(); }));
