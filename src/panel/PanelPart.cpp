@@ -84,15 +84,6 @@ QWidgetList partsOf(const QWidget& widget)
     return parts;
 }
 
-class WindowPart final : public PanelPart {
-public:
-    explicit WindowPart(QWidget* window)
-        : PanelPart(window, QAccessible::Window)
-    {}
-
-    QAccessibleInterface* parent() const override { return QAccessibleWidget::parent(); }
-};
-
 /// A message. It is called by who says it.
 class RowPart final : public PanelPart {
 public:
@@ -171,7 +162,7 @@ QAccessibleInterface* makePart(const QString&, QObject* object)
     if (isAnyOf<TranscriptScrollView>(*widget))
         return new PanelPart(widget, QAccessible::List);
     if (isAnyOf<QueryInputPanel>(*widget))
-        return new WindowPart(widget);
+        return new PanelPart(widget, QAccessible::Window);
     if (isAnyOf<QueryPanelContentView>(*widget))
         return new PanelPart(widget, QAccessible::Grouping);
     auto* label = qobject_cast<QLabel*>(widget);

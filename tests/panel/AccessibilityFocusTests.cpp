@@ -156,8 +156,7 @@ TEST_F(PanelFocus, AControlThatVanishesGivesTheKeyboardToTheField)
     panel.deliverCapture(picture());
     open();
     answer(QStringLiteral("why?"), QStringLiteral("Because."));
-    static_cast<QWidget*>(element(QStringLiteral("Remove"))->object())
-        ->setFocus(Qt::TabFocusReason);
+    static_cast<QWidget*>(element(QStringLiteral("Remove"))->object())->setFocus(Qt::TabFocusReason);
     ASSERT_EQ(focused(), QStringLiteral("Remove"));
     press(Qt::Key_Space);
     ASSERT_TRUE(turnUntil([this] { return element(QStringLiteral("Screenshot")) == nullptr; }));

@@ -60,9 +60,7 @@ TEST_F(PanelAccessibility, PressingAButtonByItsActionDoesWhatAClickDoes)
     panel.deliverCapture(picture());
     open();
     const auto before = panel.session.chatMessages().messages().size();
-    element(QStringLiteral("Remove"))
-        ->actionInterface()
-        ->doAction(QAccessibleActionInterface::pressAction());
+    element(QStringLiteral("Remove"))->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
     EXPECT_EQ(panel.session.chatMessages().messages().size(), before - 1);
 }
 
