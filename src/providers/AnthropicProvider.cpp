@@ -3,7 +3,7 @@
 #include "core/DebugLog.h"
 #include "providers/AnswerProducer.h"
 #include "providers/ImagePayload.h"
-#include "providers/ProviderEndpoint.h"
+#include "core/ServiceEndpoint.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -106,7 +106,7 @@ AnswerChannel::Reader AnthropicProvider::stream(const QList<LLMMessage>& message
                 HttpRequest request;
                 request.method = "POST";
                 request.url =
-                    providerEndpoint("ANTHROPIC_BASE_URL", QStringLiteral("https://api.anthropic.com"),
+                    serviceEndpoint("ANTHROPIC_BASE_URL", QStringLiteral("https://api.anthropic.com"),
                                      QStringLiteral("messages"));
                 request.headers = {{"x-api-key", apiKey.toUtf8()},
                                    {"anthropic-version", "2023-06-01"},

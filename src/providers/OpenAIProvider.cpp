@@ -1,7 +1,7 @@
 #include "providers/OpenAIProvider.h"
 
 #include "providers/AnswerProducer.h"
-#include "providers/ProviderEndpoint.h"
+#include "core/ServiceEndpoint.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -94,7 +94,7 @@ AnswerChannel::Reader OpenAIProvider::stream(const QList<LLMMessage>& messages, 
             [apiKey = apiKey_] {
                 HttpRequest request;
                 request.method = "POST";
-                request.url = providerEndpoint("OPENAI_BASE_URL", QStringLiteral("https://api.openai.com/v1"),
+                request.url = serviceEndpoint("OPENAI_BASE_URL", QStringLiteral("https://api.openai.com/v1"),
                                                QStringLiteral("chat/completions"));
                 request.headers = {{"Authorization", "Bearer " + apiKey.toUtf8()},
                                    {"Content-Type", "application/json"}};

@@ -27,15 +27,17 @@ const std::map<std::string, std::set<std::string>> kAllowed{
     {"widgets", {"core", "platform"}},
     {"overlay", {"core", "core/async", "platform", "widgets"}},
     {"markdown", {}},
-    {"panel", {"core", "core/async", "platform", "widgets", "markdown", "overlay"}},
+    {"voice", {"core", "core/async", "platform"}},
+    {"panel", {"core", "core/async", "platform", "widgets", "markdown", "overlay", "voice"}},
     {"app",
      {"core", "core/async", "platform", "platform/x11", "platform/linux", "providers", "capture", "input",
-      "overlay", "panel", "widgets", "markdown"}},
+      "overlay", "panel", "widgets", "markdown", "voice"}},
 };
 
 /// The base library stands below the seam, although its files share a folder with the session.
-const std::set<std::string> kBaseFiles{"Clock",    "Console",  "CoordinateSpace", "DebugLog", "Geometry",
-                                       "Identity", "Loopback", "Published",       "Result",   "Text"};
+const std::set<std::string> kBaseFiles{
+    "Clock",    "Console",   "CoordinateSpace", "DebugLog",        "Geometry", "Identity",
+    "Loopback", "Published", "Result",          "ServiceEndpoint", "Text"};
 
 /// What the session may know of the providers: the contract, never a vendor or the way over the network.
 const std::set<std::string> kProviderContract{"providers/LLMProvider.h", "providers/LLMMessage.h",
@@ -46,8 +48,9 @@ const std::string kPanelFromOverlay = "overlay/ImagePreviewWindowController.h";
 
 /// Headers of libraries that must not leave their backend's folder.
 const std::map<std::string, std::string> kConfined{
-    {"xcb/", "platform/x11"},    {"X11/", "platform/x11"},       {"curl/", "platform/linux"},
-    {"QDBus", "platform/linux"}, {"systemd/", "platform/linux"}, {"wayland-", "platform/wayland"},
+    {"xcb/", "platform/x11"},     {"X11/", "platform/x11"},       {"curl/", "platform/linux"},
+    {"QDBus", "platform/linux"},  {"systemd/", "platform/linux"}, {"wayland-", "platform/wayland"},
+    {"pulse/", "platform/linux"}, {"libav", "platform/linux"},
 };
 
 struct Include {

@@ -10,7 +10,7 @@ namespace velmo {
 ///
 /// baseVariable is the environment's name for another host; operation is the path below "/v1", as in
 /// "messages".
-[[nodiscard]] QUrl providerEndpoint(const char* baseVariable, const QString& usualBase,
-                                    const QString& operation);
+[[nodiscard]] QUrl serviceEndpoint(const char* baseVariable, const QString& usualBase,
+                                   const QString& operation);
 
 } // namespace velmo

@@ -1,10 +1,10 @@
-#include "providers/ProviderEndpoint.h"
+#include "core/ServiceEndpoint.h"
 
 #include "core/Loopback.h"
 
 namespace velmo {
 
-QUrl providerEndpoint(const char* baseVariable, const QString& usualBase, const QString& operation)
+QUrl serviceEndpoint(const char* baseVariable, const QString& usualBase, const QString& operation)
 {
     const QString configured = qEnvironmentVariable(baseVariable).trimmed();
     QString base = configured.isEmpty() ? usualBase : configured;

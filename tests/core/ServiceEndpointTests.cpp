@@ -1,4 +1,4 @@
-#include "providers/ProviderEndpoint.h"
+#include "core/ServiceEndpoint.h"
 #include "support/core/Environment.h"
 #include "support/core/Printing.h"
 
@@ -14,12 +14,12 @@ QString endpoint(const char* base, const char* usual = "https://api.example.com"
 {
     const EnvironmentVariable variable(kVariable,
                                        base != nullptr ? std::optional(QByteArray(base)) : std::nullopt);
-    return providerEndpoint(kVariable, QString::fromUtf8(usual), QStringLiteral("messages")).toString();
+    return serviceEndpoint(kVariable, QString::fromUtf8(usual), QStringLiteral("messages")).toString();
 }
 
 } // namespace
 
-TEST(ProviderEndpointTest, WithoutABaseItIsTheUsualHost)
+TEST(ServiceEndpointTest, WithoutABaseItIsTheUsualHost)
 {
     EXPECT_EQ(endpoint(nullptr), QStringLiteral("https://api.example.com/v1/messages"));
     EXPECT_EQ(endpoint(""), QStringLiteral("https://api.example.com/v1/messages"));
@@ -28,7 +28,7 @@ TEST(ProviderEndpointTest, WithoutABaseItIsTheUsualHost)
               QStringLiteral("https://api.example.com/v1/messages"));
 }
 
-TEST(ProviderEndpointTest, TheVersionMayBeMissingThereOrDoubled)
+TEST(ServiceEndpointTest, TheVersionMayBeMissingThereOrDoubled)
 {
     const QString expected = QStringLiteral("http://127.0.0.1:8080/v1/messages");
     for (const char* base : {"http://127.0.0.1:8080", "http://127.0.0.1:8080/", "http://127.0.0.1:8080/v1",
@@ -37,7 +37,7 @@ TEST(ProviderEndpointTest, TheVersionMayBeMissingThereOrDoubled)
         EXPECT_EQ(endpoint(base), expected) << base;
 }
 
-TEST(ProviderEndpointTest, APathBeforeTheVersionStays)
+TEST(ServiceEndpointTest, APathBeforeTheVersionStays)
 {
     EXPECT_EQ(endpoint("https://gateway.example.com/anthropic/v1/"),
               QStringLiteral("https://gateway.example.com/anthropic/v1/messages"));
@@ -45,7 +45,7 @@ TEST(ProviderEndpointTest, APathBeforeTheVersionStays)
               QStringLiteral("https://gateway.example.com/api/v10/v1/messages"));
 }
 
-TEST(ProviderEndpointTest, AMissingSchemeIsHttpsAndHttpOnThisComputer)
+TEST(ServiceEndpointTest, AMissingSchemeIsHttpsAndHttpOnThisComputer)
 {
     EXPECT_EQ(endpoint("api.other.com"), QStringLiteral("https://api.other.com/v1/messages"));
     EXPECT_EQ(endpoint("localhost:11434"), QStringLiteral("http://localhost:11434/v1/messages"));
@@ -54,12 +54,12 @@ TEST(ProviderEndpointTest, AMissingSchemeIsHttpsAndHttpOnThisComputer)
     EXPECT_EQ(endpoint("localhost.example.com"), QStringLiteral("https://localhost.example.com/v1/messages"));
 }
 
-TEST(ProviderEndpointTest, WhatIsNoAddressGivesNoHost)
+TEST(ServiceEndpointTest, WhatIsNoAddressGivesNoHost)
 {
     for (const char* base : {"http://", "https:///", "http://a b"}) {
         const EnvironmentVariable variable(kVariable, QByteArray(base));
         const QUrl url =
-            providerEndpoint(kVariable, QStringLiteral("https://api.example.com"), QStringLiteral("m"));
+            serviceEndpoint(kVariable, QStringLiteral("https://api.example.com"), QStringLiteral("m"));
         EXPECT_TRUE(!url.isValid() || url.host().isEmpty()) << base;
     }
 }
