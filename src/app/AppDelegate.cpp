@@ -19,6 +19,8 @@ namespace {
 constexpr std::chrono::milliseconds kPermissionInterval{1000};
 /// The panel's is 0.15 s.
 constexpr std::chrono::milliseconds kLongestFade{200};
+/// The session's way back to the user's window takes 0.2 s.
+constexpr std::chrono::milliseconds kFarewell{300};
 
 void logPlatform(const QString& message)
 {
@@ -107,8 +109,13 @@ void AppDelegate::terminate()
 {
     permissionMonitor_.stop();
     stopHotkeyMonitor();
+    const bool hadSession = session_.state().value() != SessionState::Idle;
     session_.end();
-    QCoreApplication::quit();
+    // The panel gives the keyboard back when it has faded, and a moment later the session makes sure of it.
+    if (hadSession)
+        QTimer::singleShot(kFarewell, qApp, &QCoreApplication::quit);
+    else
+        QCoreApplication::quit();
 }
 
 void AppDelegate::requestAnnotation()

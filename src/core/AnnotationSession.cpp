@@ -16,8 +16,8 @@ constexpr std::chrono::milliseconds kFocusRestorationDelay{200};
 QString describe(const std::optional<Screen>& screen)
 {
     if (!screen)
-        return QStringLiteral("none");
-    const QString id = screen->displayID ? QString::number(*screen->displayID) : QStringLiteral("none");
+        return QStringLiteral("nil");
+    const QString id = screen->displayID ? QString::number(*screen->displayID) : QStringLiteral("nil");
     return screen->name + QStringLiteral(" frame=") + describe(screen->frame) +
            QStringLiteral(" displayID=") + id;
 }

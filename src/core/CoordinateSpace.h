@@ -51,6 +51,6 @@ private:
 /// Coordinates and sizes appear in the log as whole numbers, cut towards zero.
 [[nodiscard]] qint64 wholeNumber(double value);
 [[nodiscard]] QString describe(ScreenPoint point);      ///< "x,y"
-[[nodiscard]] QString describe(const ScreenRect& rect); ///< "(x, y, widthxheight)"
+[[nodiscard]] QString describe(const ScreenRect& rect); ///< "(x, y, width, height)"
 
 } // namespace velmo

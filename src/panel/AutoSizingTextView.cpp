@@ -376,10 +376,11 @@ bool AutoSizingTextView::selectByKey(const QKeyEvent& event)
 void AutoSizingTextView::focusInEvent(QFocusEvent* event)
 {
     // Whoever comes back from a menu or another window finds the text where it was.
-    const bool cameByKeyboard = event->reason() == Qt::TabFocusReason ||
-                                event->reason() == Qt::BacktabFocusReason ||
-                                event->reason() == Qt::ShortcutFocusReason;
-    if (cameByKeyboard && onReveal)
+    const bool isToBeSeen = event->reason() == Qt::TabFocusReason ||
+                            event->reason() == Qt::BacktabFocusReason ||
+                            event->reason() == Qt::ShortcutFocusReason ||
+                            event->reason() == Qt::OtherFocusReason; // By assistive technology.
+    if (isToBeSeen && onReveal)
         onReveal(rect());
 }
 

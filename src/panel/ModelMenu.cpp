@@ -62,8 +62,8 @@ void QueryPanelContentView::showModelMenu()
         return;
     }
     const bool usesAnthropic = settings->selectedProvider.value() == ProviderID::Anthropic;
-    const QString selected = usesAnthropic ? ProviderID::Anthropic + u':' + settings->anthropicModel.value()
-                                           : ProviderID::OpenAI + u':' + settings->openAIModel.value();
+    const QString selected = settings->selectedProvider.value() + u':' +
+                             (usesAnthropic ? settings->anthropicModel : settings->openAIModel).value();
     PanelMenu* menu = makeMenu(this);
     for (const ModelSection& section : sections) {
         if (!menu->isEmpty())

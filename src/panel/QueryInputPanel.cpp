@@ -171,6 +171,8 @@ void QueryInputPanel::freezeCard()
 
 void QueryInputPanel::animateHeight(int height)
 {
+    if (isLeaving_)
+        return;
     const double target = std::clamp(height, CardMetrics::kMinimumHeight, CardMetrics::kMaximumHeight);
     const double planned =
         resize_.state() == QAbstractAnimation::Running ? resize_.endValue().toDouble() : cardHeight_;

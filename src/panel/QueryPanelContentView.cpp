@@ -199,6 +199,8 @@ void QueryPanelContentView::detach()
 void QueryPanelContentView::focusField()
 {
     queryField_->textView().setFocus(Qt::OtherFocusReason);
+    // Nothing tells of it while another window is the active one.
+    updateInputBorder();
 }
 
 void QueryPanelContentView::updateContentHeight()

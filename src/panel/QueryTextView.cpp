@@ -2,8 +2,8 @@
 
 #include "panel/PanelMenu.h"
 
+#include <QApplication>
 #include <QContextMenuEvent>
-#include <QGuiApplication>
 #include <QInputMethod>
 #include <QKeyEvent>
 #include <QMimeData>
@@ -70,14 +70,19 @@ void QueryTextView::keyPressEvent(QKeyEvent* event)
         return;
     }
     if (event->key() == Qt::Key_Escape) {
-        if (isComposing())
-            QGuiApplication::inputMethod()->reset();
-        // Held from an earlier moment it repeats; only a press of its own is meant for the panel.
-        else if (onCancel && !event->isAutoRepeat())
-            onCancel();
+        pressEscape(*event);
         return;
     }
     QTextEdit::keyPressEvent(event);
+}
+
+void QueryTextView::pressEscape(const QKeyEvent& event)
+{
+    if (isComposing())
+        QGuiApplication::inputMethod()->reset();
+    // Held from an earlier moment it repeats; only a press of its own is meant for the panel.
+    else if (onCancel && !event.isAutoRepeat())
+        onCancel();
 }
 
 void QueryTextView::pressReturn(const QKeyEvent& event)
@@ -124,8 +129,23 @@ void QueryTextView::keyReleaseEvent(QKeyEvent* event)
 void QueryTextView::inputMethodEvent(QInputMethodEvent* event)
 {
     QTextEdit::inputMethodEvent(event);
+    // The latest filter comes first, before that of an overlay, which takes every Escape.
+    qApp->removeEventFilter(this);
+    if (isComposing())
+        qApp->installEventFilter(this);
     if (onCompositionChange)
         onCompositionChange();
+}
+
+bool QueryTextView::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched != this || event->type() != QEvent::KeyPress || !isComposing())
+        return QTextEdit::eventFilter(watched, event);
+    const auto& key = static_cast<const QKeyEvent&>(*event);
+    if (key.key() != Qt::Key_Escape)
+        return false;
+    pressEscape(key);
+    return true;
 }
 
 bool QueryTextView::canInsertFromMimeData(const QMimeData* source) const

@@ -32,6 +32,7 @@ protected:
     void keyPressEvent(QKeyEvent* event) override;
     void keyReleaseEvent(QKeyEvent* event) override;
     void inputMethodEvent(QInputMethodEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
     bool canInsertFromMimeData(const QMimeData* source) const override;
     void insertFromMimeData(const QMimeData* source) override;
     void wheelEvent(QWheelEvent* event) override;
@@ -39,6 +40,7 @@ protected:
 
 private:
     void pressReturn(const QKeyEvent& event);
+    void pressEscape(const QKeyEvent& event);
 
     bool hasSubmittedByPress_ = false; ///< The key that is down now has sent a question.
 };

@@ -61,9 +61,10 @@ TranscriptScrollView::TranscriptScrollView(int width, Actions actions, QWidget* 
     viewport()->setAutoFillBackground(false);
     fill(*divider_, QueryPanelTheme::faintBorder());
     fill(*topEdge_, QueryPanelTheme::border());
-    // Texts say themselves which part of them is to be seen.
-    connect(qApp, &QApplication::focusChanged, this, [this](QWidget*, QWidget* now) {
-        if (now != nullptr && documentView_->isAncestorOf(now) &&
+    // Texts say themselves which part of them is to be seen. A window that is active again gives the keyboard
+    // to who had it, and its reader stays where they are.
+    connect(qApp, &QApplication::focusChanged, this, [this](const QWidget* before, QWidget* now) {
+        if (before != nullptr && now != nullptr && documentView_->isAncestorOf(now) &&
             dynamic_cast<AutoSizingTextView*>(now) == nullptr)
             reveal(*now, now->rect());
     });

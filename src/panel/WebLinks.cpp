@@ -1,5 +1,6 @@
 #include "panel/WebLinks.h"
 
+#include <QHash>
 #include <algorithm>
 
 namespace velmo {
@@ -38,12 +39,19 @@ QChar openingOf(QChar unit)
 /// Without what only stands beside the address in a sentence.
 QStringView withoutTail(QStringView address)
 {
+    // Counted at the first bracket of a kind: an address may end in thousands of them.
+    QHash<QChar, qsizetype> excess;
     while (!address.isEmpty()) {
         const QChar last = address.back();
         const QChar opening = openingOf(last);
-        const bool isUnbalanced = !opening.isNull() && address.count(last) > address.count(opening);
-        if (!isUnbalanced && !isSentencePunctuation(last))
+        if (!opening.isNull()) {
+            if (!excess.contains(last))
+                excess.insert(last, address.count(last) - address.count(opening));
+            if (excess[last]-- <= 0)
+                break;
+        } else if (!isSentencePunctuation(last)) {
             break;
+        }
         address.chop(1);
     }
     return address;

@@ -28,7 +28,7 @@ TEST(WholeNumberTest, CoordinatesAreWrittenAsWholeNumbers)
 {
     EXPECT_EQ(describe(ScreenPoint{1500.7, -0.9}), u"1500,0");
     EXPECT_EQ(describe(ScreenPoint{-12.5, 3}), u"-12,3");
-    EXPECT_EQ(describe(ScreenRect{-1280.5, 0, 1280.9, 1024}), u"(-1280, 0, 1280x1024)");
+    EXPECT_EQ(describe(ScreenRect{-1280.5, 0, 1280.9, 1024}), u"(-1280, 0, 1280, 1024)");
 }
 
 TEST(ScreenRectTest, ContainsItsLeftAndTopEdgesOnly)

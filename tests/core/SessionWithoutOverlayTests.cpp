@@ -31,7 +31,7 @@ TEST_F(SessionWithoutOverlayTest, AdvancingStillLeadsToTheQuestionButOpensNoPane
     EXPECT_TRUE(panels.empty());
     EXPECT_TRUE(capture.requests.empty());
     EXPECT_FALSE(session->isPreparingCapture().value());
-    EXPECT_EQ(log.takeSession().last(), QStringLiteral("Advancing from drawing to query panel screen=none"));
+    EXPECT_EQ(log.takeSession().last(), QStringLiteral("Advancing from drawing to query panel screen=nil"));
 }
 
 TEST_F(SessionWithoutOverlayTest, DragsAndReleasesDoNothing)

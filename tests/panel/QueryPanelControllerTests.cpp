@@ -79,7 +79,7 @@ TEST_F(QueryPanel, IsCentredAboveTheDockAndSaysSo)
     screen.visibleFrame = {0, 80, 1440, 795};
     EXPECT_EQ(linesOfPlacing(screen),
               (QStringList{
-                  QStringLiteral("[QueryPanel] screen=(0, 0, 1440x900) visibleFrame=(0, 80, 1440x795)"),
+                  QStringLiteral("[QueryPanel] screen=(0, 0, 1440, 900) visibleFrame=(0, 80, 1440, 795)"),
                   QStringLiteral("[QueryPanel] panel origin=(410, 96) size=620x130"),
                   QStringLiteral("[QueryPanel] dock clearance: panelBottom=96 dockTop=80 gap=16pt"),
               }));
@@ -88,7 +88,7 @@ TEST_F(QueryPanel, IsCentredAboveTheDockAndSaysSo)
 TEST_F(QueryPanel, OpensOnTheGivenScreenElseTheMainOneElseTheFirst)
 {
     EXPECT_TRUE(screenLine(leftScreen).startsWith(QStringLiteral("[QueryPanel] screen=(-1280, -200,")));
-    EXPECT_TRUE(screenLine(std::nullopt).startsWith(QStringLiteral("[QueryPanel] screen=(0, 0, 1920x1080)")));
+    EXPECT_TRUE(screenLine(std::nullopt).startsWith(QStringLiteral("[QueryPanel] screen=(0, 0, 1920, 1080)")));
     screens.mainScreen.reset();
     screens.screens = {leftScreen, mainScreen};
     EXPECT_TRUE(screenLine(std::nullopt).startsWith(QStringLiteral("[QueryPanel] screen=(-1280, -200,")));

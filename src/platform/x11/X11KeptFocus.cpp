@@ -49,10 +49,15 @@ X11KeptFocus::X11KeptFocus(std::shared_ptr<X11KeyboardFocus> keyboard, QWidget& 
     }
     qApp->installEventFilter(this);
     qApp->installNativeEventFilter(this);
+    keyboard_->setKeeper(this);
     take();
 }
 
-X11KeptFocus::~X11KeptFocus() = default;
+X11KeptFocus::~X11KeptFocus()
+{
+    if (keyboard_->keeper() == this)
+        keyboard_->setKeeper(nullptr);
+}
 
 void X11KeptFocus::take()
 {
@@ -85,8 +90,10 @@ bool X11KeptFocus::eventFilter(QObject* watched, QEvent* event)
         if (watched == window_.windowHandle() && !hasFocus())
             take();
     } else if (event->type() == QEvent::Hide && watched->isWidgetType() && watched != &window_) {
-        if (isMissedByWindowManagers(*static_cast<const QWidget*>(watched)))
+        if (isMissedByWindowManagers(*static_cast<const QWidget*>(watched))) {
             noteDisturbance();
+            vanishing_ = disturbance_;
+        }
     }
     return false;
 }
@@ -114,13 +121,20 @@ bool X11KeptFocus::nativeEventFilter(const QByteArray& /*kind*/, void* message, 
 /// Whoever has pressed a button since the disturbance wants the keyboard where it went.
 bool X11KeptFocus::isUsersDoing()
 {
-    return (presses_ && presses_->sawPress()) || keyboard_->isButtonDown();
+    hasSeenPress_ = hasSeenPress_ || (presses_ && presses_->sawPress());
+    return hasSeenPress_ || keyboard_->isButtonDown();
+}
+
+bool X11KeptFocus::isUndoingLoss()
+{
+    return window_.isVisible() && Clock::now() - vanishing_ < kReach && !isUsersDoing();
 }
 
 void X11KeptFocus::noteDisturbance()
 {
     if (presses_)
         static_cast<void>(presses_->sawPress());
+    hasSeenPress_ = false;
     disturbance_ = Clock::now();
     if (disturbance_ - loss_ < kReachBackwards)
         scheduleChecks();
@@ -146,8 +160,9 @@ void X11KeptFocus::scheduleChecks()
 
 void X11KeptFocus::takeBack()
 {
-    // A press since then ended it.
-    if (disturbance_ == Clock::time_point{} || !window_.isVisible() || hasFocus())
+    // A press since then ended it, and so did another window of ours that took the keyboard.
+    const QWidget* holder = keyboard_->holder();
+    if (disturbance_ == Clock::time_point{} || !window_.isVisible() || holder != nullptr || hasFocus())
         return;
     if (isUsersDoing())
         disturbance_ = {};

@@ -30,6 +30,10 @@ public:
     void take() override;
     void giveBack() override;
 
+    /// A window of ours has just vanished, and whoever the window manager gave the focus to then is not whom
+    /// the user chose: the focus is being taken back.
+    [[nodiscard]] bool isUndoingLoss();
+
 private:
     using Clock = std::chrono::steady_clock;
 
@@ -48,6 +52,8 @@ private:
     xcb_atom_t currentDesktop_ = XCB_NONE;
     std::vector<xcb_window_t> former_; ///< Who had the focus when it was taken, the latest last.
     Clock::time_point disturbance_;    ///< A window of ours vanished, or the desktop changed.
+    Clock::time_point vanishing_;      ///< The former of these.
+    bool hasSeenPress_ = false;        ///< Since the disturbance.
     Clock::time_point loss_;           ///< The focus went, and not by a press.
 };
 

@@ -10,6 +10,7 @@
 namespace velmo {
 
 class X11Connection;
+class X11KeptFocus;
 
 /// Which of our windows gets the keys: by a grab of the keyboard, or by the input focus. Requests go over the
 /// toolkit's connection, so that they keep their order with what the toolkit asks for. Main thread.
@@ -45,6 +46,10 @@ public:
 
     [[nodiscard]] bool isButtonDown() const;
 
+    /// Who keeps the focus in a window of ours at present; null when nobody does.
+    [[nodiscard]] X11KeptFocus* keeper() const { return keeper_; }
+    void setKeeper(X11KeptFocus* keeper) { keeper_ = keeper; }
+
 private:
     class LateKeys;
 
@@ -54,6 +59,7 @@ private:
     std::unique_ptr<LateKeys> lateKeys_;
     std::function<void(bool)> observer_;
     QPointer<QWidget> holder_;
+    X11KeptFocus* keeper_ = nullptr;
 };
 
 } // namespace velmo

@@ -35,6 +35,8 @@ X11Platform X11Platform::create(std::unique_ptr<AccessibleFocus> elements)
     });
     platform.windowSurfaces->setKeyboardObserver(
         [tap = platform.eventTap.get()](bool held) { tap->setOwnKeyboardHeld(held); });
+    platform.windowFocus->setActivationFilter(
+        [surfaces = platform.windowSurfaces.get()] { return surfaces->isUndoingLossOfFocus(); });
     return platform;
 }
 

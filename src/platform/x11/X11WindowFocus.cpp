@@ -138,6 +138,8 @@ public:
         readLater();
     }
 
+    void setFilter(std::function<bool()> isUnintended) { isUnintended_ = std::move(isUnintended); }
+
     void readLater()
     {
         if (readIsDue_)
@@ -170,7 +172,7 @@ private:
     {
         const xcb_window_t window = activeWindow(connection_);
         readLater();
-        if (window == XCB_NONE || window == last_)
+        if (window == XCB_NONE || window == last_ || (isUnintended_ && isUnintended_()))
             return;
         last_ = window;
         if (!handler_)
@@ -183,6 +185,7 @@ private:
     X11Connection& connection_;
     QSocketNotifier notifier_;
     ActivationHandler handler_;
+    std::function<bool()> isUnintended_;
     xcb_window_t last_ = XCB_NONE;
     bool readIsDue_ = false;
 };
@@ -209,6 +212,12 @@ void X11WindowFocus::setActivationHandler(ActivationHandler handler)
 {
     if (watcher_)
         watcher_->setHandler(std::move(handler));
+}
+
+void X11WindowFocus::setActivationFilter(std::function<bool()> isUnintended)
+{
+    if (watcher_)
+        watcher_->setFilter(std::move(isUnintended));
 }
 
 std::optional<AccessibilityElement> X11WindowFocus::focusedWindow(const RunningApplication& application) const

@@ -24,6 +24,8 @@ public:
     /// An application is reported when another window than before becomes active; that no window is active in
     /// between, as while one of our panels has the keyboard, is no activation.
     void setActivationHandler(ActivationHandler handler) override;
+    /// Asked at each activation whether it is to be passed over, since nobody meant it.
+    void setActivationFilter(std::function<bool()> isUnintended);
 
     [[nodiscard]] std::optional<AccessibilityElement>
     focusedWindow(const RunningApplication& application) const override;

@@ -93,6 +93,11 @@ void X11WindowSurfaces::setKeyboardObserver(std::function<void(bool)> observer)
     keyboard_->setObserver(std::move(observer));
 }
 
+bool X11WindowSurfaces::isUndoingLossOfFocus() const
+{
+    return keyboard_->keeper() != nullptr && keyboard_->keeper()->isUndoingLoss();
+}
+
 bool X11WindowSurfaces::isComposited() const
 {
     X11Connection* connection = keyboard_->connection();

@@ -21,6 +21,9 @@ public:
     /// Told whenever one of our windows takes or gives back the keyboard.
     void setKeyboardObserver(std::function<void(bool held)> observer);
 
+    /// Whether the focus that somebody got just now is being taken back for a window of ours.
+    [[nodiscard]] bool isUndoingLossOfFocus() const;
+
     [[nodiscard]] bool isComposited() const override;
 
     /// Also false for a window that the server does not show yet.
