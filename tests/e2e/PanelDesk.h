@@ -24,6 +24,7 @@ public:
             first(hand);
             for (int letter = 0; letter < letters; ++letter) {
                 hand.tap(std::string(1, letterAt(letter)).c_str());
+                sent_ = letter + 1;
                 std::this_thread::sleep_for(kPause);
             }
             isDone_ = true;
@@ -34,12 +35,15 @@ public:
     ~Typist() { thread_.join(); }
 
     [[nodiscard]] bool isDone() const { return isDone_; }
+    /// How many letters the server has at least.
+    [[nodiscard]] int sent() const { return sent_; }
     [[nodiscard]] static char letterAt(int index) { return static_cast<char>('a' + index % 26); }
 
     static constexpr std::chrono::milliseconds kPause{2};
 
 private:
     std::atomic<bool> isDone_ = false;
+    std::atomic<int> sent_ = 0;
     std::thread thread_;
 };
 
@@ -115,7 +119,9 @@ protected:
         ASSERT_TRUE(awaitCondition(
             [this] { return panelHasFocus() && field() != nullptr && !capture.requests.empty(); }));
         ASSERT_TRUE(awaitCondition([] { return panel()->windowOpacity() == 1; }));
-        deliverCapture(QByteArrayLiteral("picture"));
+        for (const OverlaySurface* surface : surfaces())
+            EXPECT_GT(levelOf(idOf(panel())), levelOf(idOf(surface)));
+        deliverCapture(picture);
     }
 
     /// The overlay's end, and an answer.
@@ -264,6 +270,14 @@ protected:
         }));
     }
 
+    /// The lines about Escape so far.
+    [[nodiscard]] int escapesLogged() const
+    {
+        return static_cast<int>(
+            log.text().count(QStringLiteral("[OverlayWindow] Escape pressed — cancelling session\n")));
+    }
+
+    QByteArray picture = QByteArrayLiteral("picture");
     std::unique_ptr<PlainClient> application_;
     std::unique_ptr<PlainClient> other_;
 

@@ -126,6 +126,24 @@ TEST_F(ProgramProcess, ToldToEndAmidAStrokeItEndsAndLeavesAWorkingDesktop)
     expectDesktopWorks();
 }
 
+TEST_F(ProgramProcess, ToldToEndWithItsPanelUpItGivesTheKeyboardBackFirst)
+{
+    ASSERT_TRUE(display().startCompositor());
+    launchAndAwait();
+    input_.pressButton(kMiddle);
+    moveBy(60, 40);
+    ASSERT_TRUE(awaitLine("[Session] Locked active screen to"));
+    input_.releaseButton(kMiddle);
+    ASSERT_TRUE(awaitLine("[QueryPanel] panel origin="));
+    ASSERT_TRUE(awaitCondition([this] { return !client_->hasFocus(); }));
+    process_.terminate();
+    ASSERT_TRUE(process_.waitForFinished());
+    EXPECT_EQ(process_.exitCode(), 0);
+    EXPECT_TRUE(awaitCondition([this] { return client_->hasFocus(); }));
+    display().stopCompositor();
+    expectDesktopWorks();
+}
+
 TEST_F(ProgramProcess, TellsEachCombinationThatAnotherProgramHolds)
 {
     startMonitor();

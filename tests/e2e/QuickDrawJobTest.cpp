@@ -190,7 +190,8 @@ TEST_F(QuickDrawJob, FollowsTheScreensAsTheyChange)
     input_.moveTo(east.left() + 260, east.top() + 130);
     input_.releaseButton(kMiddle);
     // The main screen's lower edge is at 1080 pixels, the point 300 above it.
-    EXPECT_TRUE(awaitLog(QStringLiteral("[Session] Locked active screen to east frame=(1000, 80, 920, 800)")));
+    EXPECT_TRUE(
+        awaitLog(QStringLiteral("[Session] Locked active screen to east frame=(1000, 80, 920, 800)")));
     EXPECT_TRUE(awaitLog(QStringLiteral(" for point=1200,780")));
     ASSERT_TRUE(awaitState(SessionState::Querying, 1));
     const QImage image = QImage::fromData(session().chatMessages().messages()[0].attachment->imageData);
