@@ -37,7 +37,7 @@ protected:
     {
         int begin = 0;
         int end = 0;
-        const QString attributes = text().attributes(positionOf(part) + 1, &begin, &end);
+        QString attributes = text().attributes(positionOf(part) + 1, &begin, &end);
         EXPECT_EQ(text().text(begin, end), part);
         return attributes;
     }

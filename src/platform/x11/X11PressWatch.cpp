@@ -2,6 +2,7 @@
 
 #include "platform/x11/X11InputExtensions.h"
 
+#include <utility>
 #include <xcb/xinput.h>
 
 namespace velmo {
@@ -14,7 +15,9 @@ constexpr uint32_t kLastButtonOfHands = 3; ///< The next ones are the wheels.
 X11PressWatch::X11PressWatch(X11Connection& connection)
     : connection_(connection)
     , inputOpcode_(X11InputExtensions::probe(connection).inputOpcode)
+    , notifier_(connection.fileDescriptor(), QSocketNotifier::Read)
 {
+    QObject::connect(&notifier_, &QSocketNotifier::activated, &notifier_, [this] { readEvents(); });
     select(XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_PRESS);
 }
 
@@ -39,16 +42,23 @@ void X11PressWatch::select(quint32 events) const
 bool X11PressWatch::sawPress()
 {
     connection_.sync();
-    bool saw = false;
+    readEvents();
+    return std::exchange(saw_, false);
+}
+
+void X11PressWatch::readEvents()
+{
     while (const auto event = connection_.nextEvent()) {
         const auto* input = reinterpret_cast<const xcb_ge_generic_event_t*>(event.get());
         if ((input->response_type & 0x7f) != XCB_GE_GENERIC || input->extension != inputOpcode_ ||
             input->event_type != XCB_INPUT_RAW_BUTTON_PRESS)
             continue;
         const auto* press = reinterpret_cast<const xcb_input_raw_button_press_event_t*>(input);
-        saw = saw || press->detail <= kLastButtonOfHands;
+        saw_ = saw_ || press->detail <= kLastButtonOfHands;
     }
-    return saw;
+    // A lost connection stays readable for ever.
+    if (connection_.isBroken())
+        notifier_.setEnabled(false);
 }
 
 } // namespace velmo

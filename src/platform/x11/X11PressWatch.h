@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QtGlobal>
+#include <QSocketNotifier>
 
 namespace velmo {
 
@@ -9,7 +9,8 @@ class X11Connection;
 /// Whether somebody has pressed a mouse button, anywhere on the desktop, even for so short that it is up
 /// again before anybody could look: a tap on a touchpad is.
 ///
-/// Its connection gets events from others only to drop them here. Scrolling counts for nothing.
+/// Its connection gets events from others only to drop them here, as they come and not at the next question:
+/// a panel may be open for hours. Scrolling counts for nothing. Main thread.
 class X11PressWatch {
 public:
     /// The connection outlives it.
@@ -24,9 +25,12 @@ public:
 
 private:
     void select(quint32 events) const;
+    void readEvents();
 
     X11Connection& connection_;
     quint8 inputOpcode_ = 0; ///< 0 without the extension: nothing is seen then.
+    bool saw_ = false;
+    QSocketNotifier notifier_;
 };
 
 } // namespace velmo
