@@ -93,4 +93,9 @@ QString uuidText(const QUuid& id)
     return id.toString(QUuid::WithoutBraces).toUpper();
 }
 
+QString withoutSecret(QString text, const QString& secret)
+{
+    return secret.isEmpty() ? text : text.replace(secret, QStringLiteral("***"));
+}
+
 } // namespace velmo

@@ -20,6 +20,10 @@ namespace velmo {
 /// Identifiers are written in upper case, with hyphens and without braces.
 [[nodiscard]] QString uuidText(const QUuid& id);
 
+/// The text with "***" for every occurrence of the secret: a service may repeat a key in its complaint, which
+/// must not reach the log or the transcript. Nothing is replaced for an empty secret.
+[[nodiscard]] QString withoutSecret(QString text, const QString& secret);
+
 [[nodiscard]] inline QString boolText(bool value)
 {
     return value ? QStringLiteral("true") : QStringLiteral("false");

@@ -61,12 +61,6 @@ private:
     qint64 count_ = 0;
 };
 
-/// A service may repeat the key in its complaint; it must not reach the log or the transcript.
-QString withoutKey(QString body, const QString& apiKey)
-{
-    return apiKey.isEmpty() ? body : body.replace(apiKey, QStringLiteral("***"));
-}
-
 async::Task<std::optional<StreamFailure>> readErrorBody(HttpResponse response, QString category,
                                                         QString apiKey)
 {
@@ -76,7 +70,7 @@ async::Task<std::optional<StreamFailure>> readErrorBody(HttpResponse response, Q
     if (failure)
         co_return *failure;
     const QString body =
-        withoutKey(decodeUtf8(*collected).value_or(QStringLiteral("<non-utf8 body>")), apiKey);
+        withoutSecret(decodeUtf8(*collected).value_or(QStringLiteral("<non-utf8 body>")), apiKey);
     DebugLog::log(category, QStringLiteral("HTTP error status=") + QString::number(response.head.status) +
                                 QStringLiteral(" body=") + body);
     co_return LLMError::httpError(response.head.status, body);

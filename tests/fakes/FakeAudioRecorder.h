@@ -73,8 +73,11 @@ public:
         failed->error = error;
         QFile::remove(failed->path);
         async::postToMainLoop([failed, error] {
-            if (!failed->isDestroyed)
-                failed->onStartFailure(error);
+            if (failed->isDestroyed || !failed->onStartFailure)
+                return;
+            // It may destroy the recorder.
+            const auto onStartFailure = std::exchange(failed->onStartFailure, nullptr);
+            onStartFailure(error);
         });
     }
 
