@@ -14,7 +14,6 @@ namespace velmo {
 namespace {
 
 constexpr int kSendSize = 22;
-constexpr int kMicrophoneSize = 20;
 constexpr int kTextButtonSize = 11;
 constexpr double kRoundSymbolSize = 12; ///< Of the square; its strokes span ten.
 
@@ -91,10 +90,6 @@ void SendButton::setCanSend(bool canSend)
     else
         setTint(QueryPanelTheme::dimText(), QueryPanelTheme::dimText(), QueryPanelTheme::dimText());
 }
-
-HoldToRecordButton::HoldToRecordButton(QWidget* parent)
-    : SymbolPanelButton(QStringLiteral("mic"), QStringLiteral("Record"), kMicrophoneSize, parent)
-{}
 
 TextButton::TextButton(const QString& title, QWidget* parent)
     : PanelButton({2, 4}, parent)

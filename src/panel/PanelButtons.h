@@ -46,12 +46,6 @@ public:
     void setCanSend(bool canSend);
 };
 
-/// The microphone.
-class HoldToRecordButton final : public SymbolPanelButton {
-public:
-    explicit HoldToRecordButton(QWidget* parent = nullptr);
-};
-
 /// A word to click on.
 class TextButton final : public PanelButton {
 public:

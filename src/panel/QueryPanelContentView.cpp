@@ -6,6 +6,7 @@
 #include "overlay/ImagePreviewWindowController.h"
 #include "panel/CardMetrics.h"
 #include "panel/FocusRing.h"
+#include "panel/HoldToRecordButton.h"
 #include "panel/KeyBadgeView.h"
 #include "panel/ModelPillButton.h"
 #include "panel/PanelMenu.h"
@@ -17,6 +18,7 @@
 #include "panel/SpinnerView.h"
 #include "panel/TextViewMenu.h"
 #include "panel/TranscriptScrollView.h"
+#include "voice/ReplicateWhisperService.h"
 #include "widgets/SystemFont.h"
 
 #include <QApplication>
@@ -32,6 +34,7 @@ namespace {
 constexpr int kMaximumTranscriptHeight = 456;
 constexpr int kFooterFontSize = 11;
 constexpr std::chrono::milliseconds kFirstFocusDelay{320};
+constexpr std::chrono::milliseconds kBlinkInterval{550};
 
 QLabel* makeStatusLabel(const QString& text, QWidget* parent)
 {
@@ -96,6 +99,8 @@ QueryPanelContentView::~QueryPanelContentView()
 {
     // Children lose the focus while they go, and some of them are gone by then.
     disconnect(qApp, nullptr, this, nullptr);
+    micButton_->onRelease = {};
+    queryField_->onEmptyEnterPressEnded = {};
 }
 
 void QueryPanelContentView::buildTranscript()
@@ -127,12 +132,22 @@ void QueryPanelContentView::buildInputRow()
     queryField_->onChange = [this] { updateSendButton(); };
     queryField_->onSubmit = [this] { submit(); };
     queryField_->onCancel = [this] { session_.cancel(); };
+    queryField_->onEmptyEnterPressBegan = [this] { beginKeyboardRecording(); };
+    queryField_->onEmptyEnterPressEnded = [this] { endKeyboardRecording(); };
     queryField_->onHeightChange = [this] { updateContentHeight(); };
     queryField_->textView().makeMenu = [this](QWidget* parent) { return makeMenu(parent); };
     modelButton_ = new ModelPillButton(*this);
     modelButton_->setParent(inputContainer_);
     micButton_ = new HoldToRecordButton(inputContainer_);
     micButton_->setVisible(transcriptionService_ != nullptr);
+    micButton_->onPress = [this] { startRecording(); };
+    micButton_->onRelease = [this] { stopButtonRecordingAndTranscribe(); };
+    microphoneBlinkTimer_.setInterval(kBlinkInterval);
+    microphoneBlinkTimer_.callOnTimeout([this] {
+        isMicrophoneBlinkVisible_ = !isMicrophoneBlinkVisible_;
+        updateMicrophoneAppearance();
+    });
+    updateMicrophoneAppearance();
     sendButton_ = new SendButton(inputContainer_);
     connect(sendButton_, &QAbstractButton::clicked, this, [this] { submit(); });
 }
@@ -194,6 +209,11 @@ void QueryPanelContentView::detach()
     preview_.cancel();
     imagePreviewController_.reset();
     toolTip_->hide();
+    // What is still being transcribed goes on in silence: nothing finds its way back from there.
+    if (isRecording_)
+        discardRecording();
+    isTranscribing_ = false;
+    transcriptionService_.reset();
 }
 
 void QueryPanelContentView::focusField()

@@ -4,11 +4,14 @@
 #include "core/async/TaskScope.h"
 #include "panel/FrameRefresh.h"
 #include "panel/PanelDesktop.h"
+#include "voice/TranscriptionError.h"
 
+#include <QPointer>
 #include <QTimer>
 #include <QWidget>
 #include <functional>
 #include <memory>
+#include <optional>
 
 class QLabel;
 
@@ -76,6 +79,24 @@ private:
     void updateModelButtonTitle();
 
     void submit();
+
+    // Voice.
+    void startRecording();
+    void beginKeyboardRecording();
+    void endKeyboardRecording();
+    void stopButtonRecordingAndTranscribe();
+    void endRecording(Clock::TimePoint::duration duration, const QString& trigger);
+    void discardRecording();
+    void finalizeRecordingAndTranscribe();
+    [[nodiscard]] static async::Task<>
+    transcribe(QPointer<QueryPanelContentView> view,
+               async::Task<Result<QString, TranscriptionFailure>> transcription, QUuid messageID);
+    void finishTranscription(const QUuid& messageID, const Result<QString, TranscriptionFailure>& result);
+    void teachHolding();
+    void startMicrophoneBlinking();
+    void stopMicrophoneBlinking();
+    void updateMicrophoneAppearance();
+
     void openAttachment(const ChatAttachment& attachment);
     async::Task<> showPreview(ChatAttachment attachment);
     void showToolTip(QPoint at);
@@ -106,6 +127,10 @@ private:
 
     bool isRecording_ = false;
     bool isTranscribing_ = false;
+    bool isHeldByKeyboard_ = false; ///< The recording is.
+    std::optional<Clock::TimePoint> recordingStartedAt_;
+    QTimer microphoneBlinkTimer_;
+    bool isMicrophoneBlinkVisible_ = true;
 
     QTimer firstFocus_;
     FrameRefresh refreshTranscript_;

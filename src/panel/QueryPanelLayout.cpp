@@ -1,6 +1,7 @@
 // Where everything in the panel is.
 
 #include "panel/CardMetrics.h"
+#include "panel/HoldToRecordButton.h"
 #include "panel/KeyBadgeView.h"
 #include "panel/ModelPillButton.h"
 #include "panel/QueryInputTextView.h"

@@ -105,6 +105,7 @@ void QueryTextView::pressReturn(const QKeyEvent& event)
             onSubmit();
     } else if (!event.isAutoRepeat()) {
         hasSubmittedByPress_ = false;
+        holdsEmptyEnter_ = true;
         if (onEmptyEnterPressBegan)
             onEmptyEnterPressBegan();
     }
@@ -118,12 +119,20 @@ void QueryTextView::keyReleaseEvent(QKeyEvent* event)
     }
     if (event->isAutoRepeat())
         return;
+    holdsEmptyEnter_ = false;
     if (std::exchange(hasSubmittedByPress_, false))
         return;
     if (!hasContent() && onEmptyEnterPressEnded)
         onEmptyEnterPressEnded();
     else
         QTextEdit::keyReleaseEvent(event);
+}
+
+void QueryTextView::focusOutEvent(QFocusEvent* event)
+{
+    QTextEdit::focusOutEvent(event);
+    if (std::exchange(holdsEmptyEnter_, false) && onEmptyEnterPressEnded)
+        onEmptyEnterPressEnded();
 }
 
 void QueryTextView::inputMethodEvent(QInputMethodEvent* event)

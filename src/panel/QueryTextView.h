@@ -15,7 +15,8 @@ public:
     std::function<void()> onSubmit;
     std::function<void()> onCancel;
     /// Return is pressed, and comes up again, while there is nothing to send. Repeats of a held key count for
-    /// neither, nor does the release of the press that has sent a question.
+    /// neither, nor does the release of the press that has sent a question. A key that is held when the
+    /// keyboard goes elsewhere has come up with that, since the rest will not be told here.
     std::function<void()> onEmptyEnterPressBegan;
     std::function<void()> onEmptyEnterPressEnded;
     std::function<void()> onCompositionChange;    ///< An input method has changed what it composes.
@@ -31,6 +32,7 @@ public:
 protected:
     void keyPressEvent(QKeyEvent* event) override;
     void keyReleaseEvent(QKeyEvent* event) override;
+    void focusOutEvent(QFocusEvent* event) override;
     void inputMethodEvent(QInputMethodEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
     bool canInsertFromMimeData(const QMimeData* source) const override;
@@ -43,6 +45,7 @@ private:
     void pressEscape(const QKeyEvent& event);
 
     bool hasSubmittedByPress_ = false; ///< The key that is down now has sent a question.
+    bool holdsEmptyEnter_ = false;
 };
 
 } // namespace velmo

@@ -65,14 +65,8 @@ TEST_F(PanelFocus, TabGoesFromTheOldestMessageToCancelAndRound)
 class PanelFocusWithMicrophone : public PanelFocus {
 protected:
     PanelFocusWithMicrophone()
-        : PanelFocus(someService())
+        : PanelFocus(Microphone::There)
     {}
-
-    static std::shared_ptr<ReplicateWhisperService> someService()
-    {
-        static int service = 0;
-        return {std::shared_ptr<void>(), reinterpret_cast<ReplicateWhisperService*>(&service)};
-    }
 };
 
 TEST_F(PanelFocusWithMicrophone, TabStopsThereBeforeSendAndCancel)

@@ -2,6 +2,7 @@
 
 #include "panel/AttachmentThumbnailButton.h"
 #include "panel/AutoSizingTextView.h"
+#include "panel/HoldToRecordButton.h"
 #include "panel/ModelPillButton.h"
 #include "panel/PanelMenu.h"
 #include "panel/QueryChatMessageView.h"
@@ -78,10 +79,8 @@ protected:
     /// Starts anew, with a microphone.
     void useMicrophone()
     {
-        static int service = 0;
         scene.reset();
-        scene = std::make_unique<PanelScene>(std::shared_ptr<ReplicateWhisperService>(
-            std::shared_ptr<void>(), reinterpret_cast<ReplicateWhisperService*>(&service)));
+        scene = std::make_unique<PanelScene>(&voice);
         scene->show();
     }
 
@@ -101,6 +100,11 @@ protected:
     [[nodiscard]] QueryChatMessageView& row(qsizetype message) const
     {
         return *transcript().row(messages().at(message).id);
+    }
+
+    [[nodiscard]] static QString shownText(const QueryChatMessageView& row)
+    {
+        return row.textView().layoutOfText().textView().toString();
     }
 
     /// The first picture has come; the panel shows it.
@@ -127,6 +131,7 @@ protected:
 
     CleanProviderEnvironment environment;
     LogLines log;
+    PanelVoice voice;
     std::unique_ptr<PanelScene> scene = std::make_unique<PanelScene>();
 };
 

@@ -4,6 +4,7 @@
 #include "panel/QueryInputPanel.h"
 #include "panel/QueryInputTextView.h"
 #include "support/core/SessionTest.h"
+#include "support/panel/PanelVoice.h"
 #include "support/widgets/ShownWidgets.h"
 
 #include <QApplication>
@@ -62,13 +63,10 @@ protected:
     FakeWindowSurfaces windows;
     std::vector<std::pair<QString, QString>> servicesAskedFor; ///< Key and version.
     bool makesServices = true;
+    PanelVoice voice;
     PanelDesktop desktop{screens, windows, {}, {}, [this](const QString& key, const QString& version) {
                              servicesAskedFor.emplace_back(key, version);
-                             auto owner = std::make_shared<int>(0);
-                             // The class is nobody's business here.
-                             auto* service = reinterpret_cast<ReplicateWhisperService*>(owner.get());
-                             return makesServices ? std::shared_ptr<ReplicateWhisperService>(owner, service)
-                                                  : nullptr;
+                             return makesServices ? voice.makeService() : nullptr;
                          }};
     QueryPanelController* controller = nullptr;
 };
@@ -88,7 +86,8 @@ TEST_F(QueryPanel, IsCentredAboveTheDockAndSaysSo)
 TEST_F(QueryPanel, OpensOnTheGivenScreenElseTheMainOneElseTheFirst)
 {
     EXPECT_TRUE(screenLine(leftScreen).startsWith(QStringLiteral("[QueryPanel] screen=(-1280, -200,")));
-    EXPECT_TRUE(screenLine(std::nullopt).startsWith(QStringLiteral("[QueryPanel] screen=(0, 0, 1920, 1080)")));
+    EXPECT_TRUE(
+        screenLine(std::nullopt).startsWith(QStringLiteral("[QueryPanel] screen=(0, 0, 1920, 1080)")));
     screens.mainScreen.reset();
     screens.screens = {leftScreen, mainScreen};
     EXPECT_TRUE(screenLine(std::nullopt).startsWith(QStringLiteral("[QueryPanel] screen=(-1280, -200,")));

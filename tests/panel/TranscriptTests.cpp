@@ -9,10 +9,6 @@ namespace {
 
 class TranscriptRows : public PanelTest {
 protected:
-    [[nodiscard]] static QString shownText(const QueryChatMessageView& row)
-    {
-        return row.textView().layoutOfText().textView().toString();
-    }
     [[nodiscard]] QScrollBar& bar() const { return *transcript().verticalScrollBar(); }
     [[nodiscard]] bool isAtEnd() const { return bar().value() == bar().maximum(); }
     void scrollUp()

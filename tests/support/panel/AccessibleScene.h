@@ -14,8 +14,10 @@ namespace velmo {
 /// A panel with the keyboard, as keys and assistive technology meet it.
 class AccessibleScene : public testing::Test {
 protected:
-    explicit AccessibleScene(std::shared_ptr<ReplicateWhisperService> transcription = nullptr)
-        : panel(std::move(transcription))
+    enum class Microphone { Missing, There };
+
+    explicit AccessibleScene(Microphone microphone = Microphone::Missing)
+        : panel(microphone == Microphone::There ? &voice : nullptr)
     {}
 
     void open()
@@ -97,6 +99,7 @@ protected:
     [[nodiscard]] QTextEdit& field() const { return *panel.content->findChild<QTextEdit*>(); }
     [[nodiscard]] AutoSizingTextView& lastText() const { return *views<AutoSizingTextView>().back(); }
 
+    PanelVoice voice;
     PanelScene panel;
 };
 

@@ -12,6 +12,7 @@
 #include "fakes/InMemoryDefaults.h"
 #include "panel/QueryPanelContentView.h"
 #include "support/core/EventLoop.h"
+#include "support/panel/PanelVoice.h"
 
 #include <QBuffer>
 #include <QImage>
@@ -21,7 +22,8 @@ namespace velmo {
 /// A panel's content in the size that it wants, over a session whose captures and answers are made here.
 class PanelScene {
 public:
-    explicit PanelScene(std::shared_ptr<ReplicateWhisperService> transcriptionService = nullptr)
+    /// With a voice there is a microphone. It outlives the scene.
+    explicit PanelScene(PanelVoice* voice = nullptr)
     {
         putKey(KeychainAccount::Anthropic, QByteArrayLiteral("anthropic-key"));
         putKey(KeychainAccount::OpenAI, QByteArrayLiteral("openai-key"));
@@ -30,8 +32,11 @@ public:
         session.noteDrawingBegan({1, 1});
         session.advanceToQuery();
         settle();
-        content = std::make_unique<QueryPanelContentView>(session, PanelDesktop{screens, windows, {}, {}, {}},
-                                                          std::move(transcriptionService),
+        PanelDesktop desktop{screens, windows};
+        if (voice != nullptr)
+            voice->addTo(desktop);
+        content = std::make_unique<QueryPanelContentView>(session, desktop,
+                                                          voice != nullptr ? voice->makeService() : nullptr,
                                                           [this](int height) { requestedHeight = height; });
         content->setAttribute(Qt::WA_TranslucentBackground);
         content->setAttribute(Qt::WA_DontShowOnScreen);

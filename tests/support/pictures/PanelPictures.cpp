@@ -4,6 +4,7 @@
 #include "support/panel/PanelScene.h"
 
 #include <QApplication>
+#include <QKeyEvent>
 #include <QLinearGradient>
 #include <QMenu>
 #include <QPainter>
@@ -75,7 +76,8 @@ public:
 
     [[nodiscard]] bool drawAll()
     {
-        return drawInput() && drawPreparing() && drawAnswers() && drawError() && drawMenu() && drawScripts();
+        return drawInput() && drawPreparing() && drawAnswers() && drawVoice() && drawError() && drawMenu() &&
+               drawScripts();
     }
 
 private:
@@ -97,21 +99,15 @@ private:
     [[nodiscard]] bool saveScene(PanelScene& scene, const QString& name) const
     {
         scene.fit();
+        scene.content->focusField();
         return save_(onGround(scene.content->grab()), name);
     }
 
     static QTextEdit& field(PanelScene& scene) { return *scene.content->findChild<QTextEdit*>(); }
 
-    /// With the microphone, as for a user who has a key for it.
-    static std::shared_ptr<ReplicateWhisperService> someService()
+    [[nodiscard]] bool drawInput()
     {
-        static int service = 0;
-        return {std::shared_ptr<void>(), reinterpret_cast<ReplicateWhisperService*>(&service)};
-    }
-
-    [[nodiscard]] bool drawInput() const
-    {
-        PanelScene scene(someService());
+        PanelScene scene(&voice_);
         scene.deliverCapture(desktop());
         const QUuid capture = scene.session.chatMessages().messages().back().id;
         scene.session.removeAttachmentMessage(capture);
@@ -132,16 +128,16 @@ private:
         return saveScene(scene, QStringLiteral("panel-02c-typed-long"));
     }
 
-    [[nodiscard]] bool drawPreparing() const
+    [[nodiscard]] bool drawPreparing()
     {
-        PanelScene scene(someService());
+        PanelScene scene(&voice_);
         scene.show();
         return saveScene(scene, QStringLiteral("panel-03-preparing"));
     }
 
-    [[nodiscard]] bool drawAnswers() const
+    [[nodiscard]] bool drawAnswers()
     {
-        PanelScene scene;
+        PanelScene scene(&voice_);
         scene.deliverCapture(desktop());
         scene.show();
         if (!turnUntil([&] { return isLoaded(scene); }))
@@ -162,6 +158,24 @@ private:
         return saveScene(scene, QStringLiteral("panel-05-long-answer"));
     }
 
+    [[nodiscard]] bool drawVoice()
+    {
+        PanelScene scene(&voice_);
+        scene.deliverCapture(desktop());
+        scene.show();
+        if (!turnUntil([&] { return isLoaded(scene); }))
+            return false;
+        QKeyEvent press(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier);
+        QApplication::sendEvent(&field(scene), &press);
+        if (!saveScene(scene, QStringLiteral("panel-06-recording")))
+            return false;
+        voice_.time += std::chrono::seconds(2);
+        QKeyEvent release(QEvent::KeyRelease, Qt::Key_Return, Qt::NoModifier);
+        QApplication::sendEvent(&field(scene), &release);
+        settle();
+        return saveScene(scene, QStringLiteral("panel-07-transcribing"));
+    }
+
     /// The thumbnail is decoded.
     static bool isLoaded(const PanelScene& scene)
     {
@@ -172,9 +186,9 @@ private:
         });
     }
 
-    [[nodiscard]] bool drawError() const
+    [[nodiscard]] bool drawError()
     {
-        PanelScene scene;
+        PanelScene scene(&voice_);
         scene.deliverCapture(desktop());
         scene.show();
         if (!turnUntil([&] { return isLoaded(scene); }))
@@ -186,9 +200,9 @@ private:
         return saveScene(scene, QStringLiteral("panel-08b-error-partial"));
     }
 
-    [[nodiscard]] bool drawMenu() const
+    [[nodiscard]] bool drawMenu()
     {
-        PanelScene scene;
+        PanelScene scene(&voice_);
         scene.deliverCapture(desktop());
         scene.show();
         scene.content->showModelMenu();
@@ -201,9 +215,9 @@ private:
     }
 
     /// Fonts that lack characters get help from others.
-    [[nodiscard]] bool drawScripts() const
+    [[nodiscard]] bool drawScripts()
     {
-        PanelScene scene;
+        PanelScene scene(&voice_);
         scene.deliverCapture(desktop());
         scene.show();
         scene.ask(QStringLiteral("שלום עולם! ما هذا؟ 这是什么？ 🙂👍🏽"));
@@ -223,6 +237,7 @@ private:
         return saveScene(scene, QStringLiteral("panel-11-scripts"));
     }
 
+    PanelVoice voice_; ///< As for a user who has a key for it.
     std::function<bool(const QPixmap&, const QString&)> save_;
 };
 
