@@ -113,6 +113,13 @@ TEST(TextTest, IdentifiersAreUpperCaseWithoutBraces)
     EXPECT_EQ(uuidText(id), u"0A1B2C3D-0E0F-4A4B-8C8D-AABBCCDDEEFF");
 }
 
+TEST(TextTest, SecretsAreBlanked)
+{
+    EXPECT_EQ(withoutSecret(QStringLiteral("key=abc, abcabc"), QStringLiteral("abc")), u"key=***, ******");
+    EXPECT_EQ(withoutSecret(QStringLiteral("ABC"), QStringLiteral("abc")), u"ABC");
+    EXPECT_EQ(withoutSecret(QStringLiteral("text"), QString()), u"text");
+}
+
 TEST(TextTest, TruthIsSpelledOut)
 {
     EXPECT_EQ(boolText(true), u"true");

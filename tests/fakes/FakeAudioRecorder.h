@@ -22,7 +22,8 @@ public:
         AudioRecorderSettings settings;
         bool isStopped = false;
         bool isDestroyed = false;
-        QByteArray sound; ///< What the file holds from the stop on.
+        bool isLost = false; ///< Somebody else removes the file before it can be read.
+        QByteArray sound;    ///< What the file holds from the stop on.
         std::optional<PlatformError> error;
         StartFailureHandler onStartFailure;
         AudioRecorder::EndHandler onEnd;
@@ -59,6 +60,7 @@ public:
         recording->path = path;
         recording->settings = settings;
         recording->sound = sound;
+        recording->isLost = losesFiles;
         recording->onStartFailure = std::move(onStartFailure);
         recordings.push_back(recording);
         if (startFailure)
@@ -102,6 +104,7 @@ public:
     std::optional<PlatformError> refusal;      ///< No recorder can be created.
     std::optional<PlatformError> startFailure; ///< Created recorders fail soon, before the first sample.
     std::optional<PlatformError> stopError;    ///< Stopping finds out that there is no usable file.
+    bool losesFiles = false;                   ///< Complete files vanish before they can be read.
     bool answersStopAtOnce = true;             ///< On the next turn; else with finishStop().
 
     // What it was asked.
@@ -119,6 +122,8 @@ private:
                 QFile file(recording->path);
                 if (!file.open(QIODevice::WriteOnly) || file.write(recording->sound) < 0)
                     recording->error = failure(file.errorString());
+                if (recording->isLost)
+                    file.remove();
             }
             // It may destroy the recorder.
             const auto onEnd = std::exchange(recording->onEnd, nullptr);
