@@ -147,6 +147,8 @@ protected:
         scenario.status = status;
         scenario.contentType = "application/json";
         scenario.blocks = {body};
+        // Chunks end with bytes of their own, which must not follow a status that has no body.
+        scenario.headers = {{"Content-Length", QByteArray::number(body.size())}};
         return scenario;
     }
     /// A creation as usual, and then a poll that is answered so.
