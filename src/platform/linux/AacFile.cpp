@@ -6,6 +6,7 @@ extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
 #include <libavutil/channel_layout.h>
+#include <libavutil/dict.h>
 }
 #include <algorithm>
 #include <array>
@@ -137,7 +138,11 @@ bool AacFile::openContainer()
     frame_.reset(av_frame_alloc());
     packet_.reset(av_packet_alloc());
     unencoded_.reserve(samplesPerFrame());
-    note(avformat_write_header(container, nullptr));
+    // Otherwise the file would say in whole milliseconds where its sound ends.
+    AVDictionary* options = nullptr;
+    av_dict_set_int(&options, "movie_timescale", settings_.sampleRate, 0);
+    note(avformat_write_header(container, &options));
+    av_dict_free(&options);
     return !error_;
 }
 

@@ -15,6 +15,7 @@ public:
     /// Such as "aac" for codec_name; empty when the file has none.
     [[nodiscard]] static std::string property(const QString& path, const char* name);
 
+    [[nodiscard]] size_t sampleCount() const { return samples_.size(); }
     /// In seconds.
     [[nodiscard]] double duration() const;
     /// How strong a tone is, between two times in seconds: 1 for full scale.
