@@ -21,7 +21,9 @@ public:
     /// The data turned out to be no picture after all.
     std::function<void()> onUndecodable;
 
-    [[nodiscard]] bool isLoaded() const { return !imageButton_->picture().isNull(); }
+    [[nodiscard]] bool isLoaded() const { return !picture().isNull(); }
+    /// As it is shown, in pixels of the screen; null until it is decoded.
+    [[nodiscard]] const QPixmap& picture() const { return imageButton_->picture(); }
     /// The size of a thumbnail of an image of that size, in points.
     [[nodiscard]] static QSizeF thumbnailSize(QSizeF image);
 

@@ -45,6 +45,7 @@ QueryInputPanel::QueryInputPanel(QPoint cardBottomLeft, WindowSurfaces& windows)
 
 void QueryInputPanel::buildAnimations()
 {
+    entrance_.setObjectName(QStringLiteral("entrance"));
     entrance_.setDuration(kEntranceMilliseconds);
     entrance_.setEasingCurve(easeOut());
     entrance_.setStartValue(0.0);
@@ -55,6 +56,7 @@ void QueryInputPanel::buildAnimations()
         layOutCard();
     });
 
+    resize_.setObjectName(QStringLiteral("resize"));
     resize_.setDuration(kResizeMilliseconds);
     resize_.setEasingCurve(bezierEasing({0.12, 0.9}, {0.25, 1}));
     connect(&resize_, &QVariantAnimation::valueChanged, this, [this](const QVariant& value) {
@@ -62,6 +64,7 @@ void QueryInputPanel::buildAnimations()
         layOutCard();
     });
 
+    exit_.setObjectName(QStringLiteral("exit"));
     exit_.setEndValue(0.0);
     connect(&exit_, &QVariantAnimation::valueChanged, this,
             [this](const QVariant& value) { setWindowOpacity(value.toDouble()); });

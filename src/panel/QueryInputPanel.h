@@ -67,9 +67,10 @@ private:
     bool isLeaving_ = false;         ///< The window system may be gone by now.
     bool isComposited_ = true;       ///< When it was last shown.
     std::optional<QPoint> dragHold_; ///< Where the window is held, from its top left corner.
-    QVariantAnimation entrance_;
-    QVariantAnimation resize_;
-    QVariantAnimation exit_;
+    // Children with names, so that they can be watched.
+    QVariantAnimation entrance_{this};
+    QVariantAnimation resize_{this};
+    QVariantAnimation exit_{this};
 };
 
 } // namespace velmo

@@ -87,6 +87,7 @@ QueryPanelContentView::QueryPanelContentView(AnnotationSession& session, const P
     updateTranscript();
     updateState();
     updateModelButtonTitle();
+    firstFocus_.setObjectName(QStringLiteral("firstFocus"));
     firstFocus_.setSingleShot(true);
     firstFocus_.callOnTimeout([this] {
         if (isVisible())

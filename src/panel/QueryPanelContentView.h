@@ -132,7 +132,7 @@ private:
     QTimer microphoneBlinkTimer_;
     bool isMicrophoneBlinkVisible_ = true;
 
-    QTimer firstFocus_;
+    QTimer firstFocus_{this};
     FrameRefresh refreshTranscript_;
     LaterRefresh refreshState_;
     LaterRefresh refreshModel_;

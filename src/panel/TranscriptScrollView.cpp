@@ -52,6 +52,7 @@ TranscriptScrollView::TranscriptScrollView(int width, Actions actions, QWidget* 
     setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setAccessibleName(QStringLiteral("Conversation"));
+    divider_->setObjectName(QStringLiteral("divider"));
     QPalette clear;
     clear.setColor(QPalette::Window, Qt::transparent);
     setPalette(clear);

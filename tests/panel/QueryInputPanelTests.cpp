@@ -1,120 +1,12 @@
-#include "panel/QueryInputPanel.h"
-
-#include "fakes/FakeWindowSurfaces.h"
 #include "panel/CardShape.h"
-#include "support/core/EventLoop.h"
+#include "panel/InputPanelTest.h"
 
-#include <QApplication>
 #include <QLineEdit>
-#include <QMouseEvent>
 #include <QPainter>
-#include <QPointer>
 #include <QScreen>
-#include <QWindow>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 namespace velmo {
 namespace {
-
-/// Longer than any animation of the panel.
-constexpr std::chrono::milliseconds kAllAnimations{500};
-constexpr int kEntranceOffset = 18;
-
-class InputPanel : public testing::Test {
-protected:
-    InputPanel()
-    {
-        panel->setCard(card);
-        panel->onEscape = [this] { ++escapes; };
-    }
-    ~InputPanel() override
-    {
-        if (!existing.isNull())
-            panel->leaveAndDelete();
-        EXPECT_TRUE(awaitDeletion(existing));
-    }
-
-    /// What is deleted later outside of any loop would otherwise wait for one.
-    [[nodiscard]] static bool awaitDeletion(const QPointer<QueryInputPanel>& window)
-    {
-        return turnUntil([&] {
-            QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-            return window.isNull();
-        });
-    }
-
-    void show()
-    {
-        bool isShown = false;
-        panel->enter([&] { isShown = true; });
-        panel->takeKeyboard();
-        ASSERT_TRUE(turnUntil([&] { return isShown; }));
-    }
-
-    [[nodiscard]] int height() const { return panel->cardFrame().height(); }
-    /// In the toolkit's global coordinates.
-    [[nodiscard]] QPoint cardBottomLeft() const
-    {
-        const QRect frame = panel->cardFrame().translated(panel->pos());
-        return {frame.x(), frame.y() + frame.height()};
-    }
-
-    /// Watches the card until it has that height; its bottom edge must stay where it is.
-    void expectGrowthTo(int target)
-    {
-        const QPoint bottom = cardBottomLeft();
-        EXPECT_TRUE(turnUntil([&] {
-            EXPECT_EQ(cardBottomLeft(), bottom);
-            return height() == target;
-        })) << height();
-    }
-
-    [[nodiscard]] bool press(int key, bool isRepeat = false) const
-    {
-        QKeyEvent event(QEvent::KeyPress, key, Qt::NoModifier, QString(), isRepeat);
-        return QApplication::sendEvent(panel->windowHandle(), &event) && event.isAccepted();
-    }
-
-    /// Where the pointer is on the whole desktop, over that point of the panel before it moves.
-    void mouse(QEvent::Type type, QPoint global) const
-    {
-        const QPointF local(global - panel->pos());
-        const bool isMove = type == QEvent::MouseMove;
-        QMouseEvent event(type, local, local, QPointF(global), isMove ? Qt::NoButton : Qt::LeftButton,
-                          type == QEvent::MouseButtonRelease ? Qt::NoButton : Qt::LeftButton, Qt::NoModifier);
-        QApplication::sendEvent(panel->windowHandle(), &event);
-    }
-
-    void drag(QPoint by) const
-    {
-        const QPoint from = panel->pos() + panel->cardFrame().topLeft() + QPoint(5, 5);
-        mouse(QEvent::MouseButtonPress, from);
-        constexpr int kSteps = 4;
-        for (int step = 1; step <= kSteps; ++step)
-            mouse(QEvent::MouseMove, from + by * step / kSteps);
-        mouse(QEvent::MouseButtonRelease, from + by);
-    }
-
-    static constexpr QPoint kRest{90, 500};
-    FakeWindowSurfaces windows;
-    QueryInputPanel* const panel = new QueryInputPanel(kRest, windows);
-    const QPointer<QueryInputPanel> existing{panel}; ///< Null once the panel has deleted itself.
-    QWidget* card = new QWidget;
-    int escapes = 0;
-};
-
-TEST_F(InputPanel, ComesInFromBelowAndRestsWhereItWasAsked)
-{
-    panel->enter([] {});
-    EXPECT_EQ(cardBottomLeft(), kRest + QPoint(0, kEntranceOffset));
-    EXPECT_EQ(panel->windowOpacity(), 0);
-    EXPECT_TRUE(turnUntil([&] { return panel->windowOpacity() == 1; }));
-    EXPECT_EQ(cardBottomLeft(), kRest);
-    EXPECT_EQ(panel->size(), QSize(620, 738));
-    EXPECT_EQ(card->geometry(), panel->cardFrame());
-    EXPECT_EQ(windows.withoutShadow, (QList<const QWidget*>{panel}));
-}
 
 TEST_F(InputPanel, OnlyTheCardIsTheWindow)
 {
@@ -135,59 +27,6 @@ TEST_F(InputPanel, CutsTheCornersOffWithoutACompositor)
         EXPECT_FALSE(windows.shape.contains(corner));
     EXPECT_TRUE(windows.shape.contains(frame.topLeft() + QPoint(18, 0)));
     EXPECT_TRUE(windows.shape.contains(frame.topLeft() + QPoint(0, 18)));
-}
-
-TEST_F(InputPanel, IsClampedToItsLimits)
-{
-    show();
-    panel->animateHeight(5000);
-    expectGrowthTo(720);
-    panel->animateHeight(40);
-    expectGrowthTo(130);
-}
-
-TEST_F(InputPanel, IgnoresChangesOfNoMoreThanAPoint)
-{
-    show();
-    panel->animateHeight(131);
-    turnFor(kAllAnimations);
-    EXPECT_EQ(height(), 130);
-    panel->animateHeight(132);
-    expectGrowthTo(132);
-}
-
-TEST_F(InputPanel, MeasuresChangesFromWhereItIsGoing)
-{
-    show();
-    panel->animateHeight(400);
-    EXPECT_TRUE(turnUntil([&] { return height() > 200; }));
-    // The same again neither starts over nor stops what goes on.
-    panel->animateHeight(400);
-    panel->animateHeight(401);
-    EXPECT_LT(height(), 400);
-    expectGrowthTo(400);
-    turnFor(kAllAnimations);
-    EXPECT_EQ(height(), 400);
-}
-
-TEST_F(InputPanel, TurnsRoundFromWhereItIs)
-{
-    show();
-    panel->animateHeight(600);
-    EXPECT_TRUE(turnUntil([&] { return height() > 200; }));
-    const int reached = height();
-    // Within a point of where it is, but not of where it was going.
-    panel->animateHeight(reached);
-    expectGrowthTo(reached);
-    turnFor(kAllAnimations);
-    EXPECT_EQ(height(), reached);
-}
-
-TEST_F(InputPanel, GrowsAtOnceWhileNobodyLooks)
-{
-    panel->animateHeight(300);
-    EXPECT_EQ(height(), 300);
-    EXPECT_EQ(cardBottomLeft(), kRest);
 }
 
 TEST_F(InputPanel, EscapeIsCalledOncePerPress)
