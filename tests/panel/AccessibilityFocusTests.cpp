@@ -131,6 +131,24 @@ TEST_F(PanelFocus, AssistiveTechnologyMovesTheFocusVisibly)
     expectRing();
 }
 
+TEST_F(PanelFocus, AssistiveTechnologyBringsAMessageIntoView)
+{
+    panel.deliverCapture(picture());
+    open();
+    answer(QStringLiteral("why?"), QStringLiteral("Because."));
+    answer(QStringLiteral("more?"), QStringLiteral("A line.\n").repeated(60));
+    // The first is that of the picture, which has no text and is not shown.
+    QAccessibleInterface* question = element(QStringLiteral("Your question"), 1);
+    ASSERT_NE(question, nullptr);
+    const auto& message = static_cast<const QWidget&>(*question->object());
+    ASSERT_TRUE(message.isVisible());
+    ASSERT_TRUE(message.visibleRegion().isEmpty());
+    question->actionInterface()->doAction(QAccessibleActionInterface::setFocusAction());
+    EXPECT_TRUE(message.hasFocus());
+    // All of it but what lies under the card's border.
+    EXPECT_TRUE(message.visibleRegion().boundingRect().contains(message.rect().adjusted(0, 1, 0, 0)));
+}
+
 TEST_F(PanelFocus, AControlThatIsDisabledGivesTheKeyboardToTheField)
 {
     panel.deliverCapture(picture());

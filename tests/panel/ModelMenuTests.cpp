@@ -65,6 +65,15 @@ TEST_F(ModelMenu, ChecksTheSelectedProvidersModelAlone)
     menu().close();
 }
 
+TEST_F(ModelMenu, ChecksNothingForAProviderThatItDoesNotKnow)
+{
+    scene->settings->selectedProvider.set(QStringLiteral("someone else"));
+    const QStringList lines = openMenu();
+    EXPECT_EQ(lines.size(), 9);
+    EXPECT_EQ(lines.filter(QStringLiteral("✓")), QStringList());
+    menu().close();
+}
+
 TEST_F(ModelMenu, AChoiceIsStoredProviderFirstAndShown)
 {
     QStringList stored;

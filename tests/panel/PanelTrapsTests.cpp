@@ -1,11 +1,13 @@
 // What went wrong once, and how people would have met it.
 
+#include "core/async/WorkerPool.h"
 #include "panel/PanelTest.h"
 #include "panel/WebLinks.h"
 
 #include <QContextMenuEvent>
 #include <QScrollBar>
 #include <QWheelEvent>
+#include <atomic>
 
 namespace velmo {
 namespace {
@@ -38,6 +40,17 @@ protected:
                           Qt::LeftButton, Qt::NoModifier);
         QApplication::sendEvent(&view, &event);
         release(view, at);
+    }
+    /// What a worker has been given before is done, and what follows from it on this thread.
+    static void waitForWorkers()
+    {
+        constexpr int kMoreThanWorkers = 64;
+        std::atomic<int> done = 0;
+        for (int task = 0; task < kMoreThanWorkers; ++task)
+            async::runOnWorker([&done] { ++done; });
+        EXPECT_TRUE(turnUntil([&] { return done == kMoreThanWorkers; }));
+        async::finishWorkers();
+        settle();
     }
     [[nodiscard]] PanelMenu* menu() const
     {
@@ -85,6 +98,26 @@ TEST_F(PanelTraps, TheReaderStaysWhereTheyAreWhenTheWindowIsActiveAgain)
     scene->stream(QStringLiteral("A line.\n").repeated(30));
     scene->fit();
     EXPECT_EQ(transcript().verticalScrollBar()->value(), transcript().verticalScrollBar()->maximum());
+}
+
+TEST_F(PanelTraps, TheReaderStaysWhereTheyAreWhateverHadTheKeyboard)
+{
+    converseAtLength();
+    QScrollBar& bar = *transcript().verticalScrollBar();
+    const auto buttons = widgetsIn<PanelButton>(row(0));
+    ASSERT_EQ(buttons.size(), 2U) << "the thumbnail and its Remove";
+    for (PanelButton* button : buttons) {
+        bar.setValue(bar.maximum());
+        button->setFocus(Qt::TabFocusReason);
+        ASSERT_TRUE(button->hasFocus());
+        ASSERT_LT(bar.value(), bar.maximum()) << "by Tab it comes into view";
+        bar.setValue(bar.maximum());
+        QApplication::setActiveWindow(nullptr);
+        ASSERT_EQ(QApplication::focusWidget(), nullptr);
+        QApplication::setActiveWindow(scene->content.get());
+        ASSERT_TRUE(button->hasFocus());
+        EXPECT_EQ(bar.value(), bar.maximum()) << button->toolTip().toStdString();
+    }
 }
 
 TEST_F(PanelTraps, ReturnAndPastingOverAnAnswerAreMeantForTheQuestion)
@@ -206,15 +239,27 @@ TEST_F(PanelTraps, AMegabyteWithoutAWidthIsLaidOutPartByPart)
 TEST_F(PanelTraps, NoPreviewOpensAfterThePanelHasLeft)
 {
     deliverCapture({640, 480});
-    for (PanelButton* button : widgetsIn<PanelButton>(row(0))) {
-        if (button->toolTip() == QStringLiteral("Click to view full size"))
-            button->click();
-    }
+    const QString title = messages().at(0).attachment->title;
+    const auto previews = [&] {
+        const auto windows = QApplication::topLevelWidgets();
+        return std::ranges::count_if(windows,
+                                     [&](const QWidget* window) { return window->windowTitle() == title; });
+    };
+    // The thumbnail's own decoding is over.
+    ASSERT_TRUE(turnUntil([this] { return widgetsIn<AttachmentThumbnailButton>(row(0)).at(0)->isLoaded(); }));
+    const auto buttons = widgetsIn<PanelButton>(row(0));
+    const auto image = std::ranges::find_if(buttons, [](const PanelButton* button) {
+        return button->toolTip() == QStringLiteral("Click to view full size");
+    });
+    ASSERT_NE(image, buttons.end());
+    int clicks = 0;
+    QObject::connect(*image, &QAbstractButton::clicked, *image, [&] { ++clicks; });
+    (*image)->click();
+    ASSERT_EQ(clicks, 1);
+    EXPECT_EQ(previews(), 0) << "the picture is still being decoded";
     scene->content->detach();
-    turnFor(std::chrono::milliseconds(100));
-    const auto windows = QApplication::topLevelWidgets();
-    for (const QWidget* window : windows)
-        EXPECT_NE(window->windowTitle(), QStringLiteral("Screenshot"));
+    waitForWorkers();
+    EXPECT_EQ(previews(), 0);
 }
 
 TEST_F(PanelTraps, ACompositionThatNeedsMoreLinesGetsThem)

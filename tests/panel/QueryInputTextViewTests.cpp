@@ -136,6 +136,56 @@ TEST_F(QueryInput, ReturnConfirmsACompositionAndDoesNotSubmit)
     EXPECT_EQ(takeCalls().back(), QStringLiteral("submit"));
 }
 
+/// As an overlay has it, for Escape wherever the keyboard is.
+class EscapeTaker final : public QObject {
+public:
+    EscapeTaker() { qApp->installEventFilter(this); }
+    [[nodiscard]] int taken() const { return taken_; }
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        if (event->type() != QEvent::KeyPress || !watched->isWidgetType() ||
+            static_cast<QKeyEvent*>(event)->key() != Qt::Key_Escape)
+            return false;
+        ++taken_;
+        return true;
+    }
+
+private:
+    int taken_ = 0;
+};
+
+TEST_F(QueryInput, EscapeEndsACompositionEvenWhereAnotherWindowTakesEveryEscape)
+{
+    const EscapeTaker overlay;
+    pressKey(text, Qt::Key_Escape);
+    EXPECT_EQ(overlay.taken(), 1) << "nothing is composed";
+    for (int composition = 0; composition < 2; ++composition) {
+        compose(QStringLiteral("に"));
+        compose(QStringLiteral("にほ"));
+        pressKey(text, Qt::Key_Escape);
+        EXPECT_EQ(overlay.taken(), 1 + composition) << "it belongs to the input method";
+        EXPECT_EQ(takeCalls().filter(QStringLiteral("cancel")), QStringList());
+        // Which answers by ending the composition.
+        compose(QString());
+        pressKey(text, Qt::Key_Escape);
+        EXPECT_EQ(overlay.taken(), 2 + composition);
+    }
+    EXPECT_EQ(takeCalls().filter(QStringLiteral("cancel")), QStringList());
+}
+
+TEST_F(QueryInput, OnlyEscapeAndOnlyTheFieldsOwnIsKeptFromOthers)
+{
+    const EscapeTaker overlay;
+    compose(QStringLiteral("に"));
+    QWidget other;
+    pressKey(other, Qt::Key_Escape);
+    EXPECT_EQ(overlay.taken(), 1);
+    pressKey(text, Qt::Key_A, Qt::NoModifier, QStringLiteral("a"));
+    EXPECT_TRUE(text.toPlainText().contains(u'a'));
+}
+
 TEST_F(QueryInput, TheFieldGrowsFrom28To92AndThenScrolls)
 {
     const int line = static_cast<int>(std::ceil(QFontMetricsF(text.font()).lineSpacing()));

@@ -1,5 +1,7 @@
 #include "panel/PanelTest.h"
 
+#include <QElapsedTimer>
+
 namespace velmo {
 namespace {
 
@@ -216,12 +218,40 @@ TEST_F(QueryPanelContent, TheContainersBorderShowsWhoHasTheKeyboard)
     EXPECT_EQ(container().borderColor(), QueryPanelTheme::subtleBorder());
 }
 
-TEST_F(QueryPanelContent, TheFieldGetsTheKeyboardALittleAfterTheBeginning)
+TEST_F(QueryPanelContent, TheFieldGetsTheKeyboard320MillisecondsAfterTheBeginning)
 {
+    QElapsedTimer sinceBeginning;
+    sinceBeginning.start();
+    scene = std::make_unique<PanelScene>();
+    scene->show();
+    const auto& timer = *scene->content->findChild<QTimer*>(QStringLiteral("firstFocus"));
+    EXPECT_EQ(timer.intervalAsDuration(), std::chrono::milliseconds(320));
+    EXPECT_TRUE(timer.isSingleShot());
     QApplication::setActiveWindow(scene->content.get());
     widget<TextButton>().setFocus();
     ASSERT_FALSE(text().hasFocus());
     EXPECT_TRUE(turnUntil([this] { return text().hasFocus(); }));
+    // The toolkit's clock may be early by a twentieth.
+    EXPECT_GE(sinceBeginning.elapsed(), 320 * 19 / 20);
+    EXPECT_FALSE(timer.isActive());
+}
+
+TEST_F(QueryPanelContent, TheFieldOfAHiddenPanelDoesNotTakeTheKeyboard)
+{
+    scene = std::make_unique<PanelScene>();
+    const auto& timer = *scene->content->findChild<QTimer*>(QStringLiteral("firstFocus"));
+    widget<TextButton>().setFocus();
+    ASSERT_TRUE(turnUntil([&] { return !timer.isActive(); }));
+    EXPECT_EQ(scene->content->focusWidget(), &widget<TextButton>());
+}
+
+TEST_F(QueryPanelContent, TheContainersBorderIsRightInAWindowThatIsNotTheActiveOne)
+{
+    QApplication::setActiveWindow(nullptr);
+    ASSERT_EQ(container().borderColor(), QueryPanelTheme::subtleBorder());
+    scene->content->focusField();
+    ASSERT_EQ(QApplication::focusWidget(), nullptr);
+    EXPECT_EQ(container().borderColor(), QueryPanelTheme::focusedBorder());
 }
 
 TEST_F(QueryPanelContent, WhatIsTypedOverAControlGoesToTheQuestion)
