@@ -119,6 +119,39 @@ TEST_F(ModelMenu, ThePillFollowsTheSettings)
     EXPECT_EQ(widget<ModelPillButton>().height(), 22);
 }
 
+TEST_F(ModelMenu, HeadersAndItemsCanBeRead)
+{
+    scene->windows.composited = false; // No shadow around the frame.
+    PanelMenu painted(scene->content.get(), scene->windows);
+    painted.setAttribute(Qt::WA_DeleteOnClose, false);
+    // A line under the words is whole pixels of their colour.
+    const auto underline = [](QAction& action, QFont font) {
+        font.setUnderline(true);
+        action.setFont(font);
+    };
+    QAction& header = *painted.addHeader(QStringLiteral("Claude"));
+    underline(header, header.font());
+    QAction& item = *painted.addAction(QStringLiteral("Opus"));
+    underline(item, painted.font());
+    painted.popupAt(QRect(100, 50, 60, 22), 4);
+    QImage image(painted.size() * 4, QImage::Format_ARGB32_Premultiplied);
+    image.setDevicePixelRatio(4);
+    image.fill(Qt::transparent);
+    painted.render(&image, QPoint(), QRegion(), QWidget::DrawChildren);
+    const auto brightest = [&](QAction& action) {
+        const QRect row = painted.actionGeometry(&action);
+        int value = 0;
+        for (int y = row.top() * 4; y < row.bottom() * 4; ++y)
+            value = std::max(value, image.pixelColor((row.left() + 12) * 4, y).red());
+        return value;
+    };
+    EXPECT_EQ(image.pixelColor(image.width() - 40, image.height() / 2), QColor(33, 33, 39));
+    // White at .55 over that has a contrast of 6 to 1.
+    EXPECT_NEAR(brightest(header), 33 + 0.55 * (255 - 33), 3);
+    EXPECT_NEAR(brightest(item), 255, 3);
+    painted.hide();
+}
+
 TEST_F(ModelMenu, OpensBelowThePillWhereItFitsAndElseAbove)
 {
     scene->windows.composited = false; // No shadow around the frame.
