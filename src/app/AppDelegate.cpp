@@ -6,6 +6,7 @@
 #include "panel/QueryPanelController.h"
 #include "providers/AnthropicProvider.h"
 #include "providers/OpenAIProvider.h"
+#include "voice/ReplicateWhisperService.h"
 
 #include <QCoreApplication>
 #include <QDesktopServices>
@@ -29,9 +30,11 @@ void logPlatform(const QString& message)
 
 } // namespace
 
-AppDelegate::AppDelegate(std::shared_ptr<SettingsManager> settings, DesktopServices& desktop)
+AppDelegate::AppDelegate(std::shared_ptr<SettingsManager> settings, DesktopServices& desktop,
+                         std::function<HttpClient&()> http)
     : settings_(std::move(settings))
     , desktop_(desktop)
+    , http_(std::move(http))
     , capture_(*desktop.displayCapture)
     , session_(collaborators())
 {
@@ -79,7 +82,12 @@ PanelDesktop AppDelegate::panelDesktop()
         .windows = *desktop_.windowSurfaces,
         .openSettingsWindow = {},
         .openAddress = [](const QUrl& address) { QDesktopServices::openUrl(address); },
-        .makeTranscriptionService = {},
+        .makeTranscriptionService =
+            [this](const QString& apiKey, const QString& modelVersion) {
+                return std::make_shared<ReplicateWhisperService>(
+                    apiKey, modelVersion, VoiceCollaborators{*desktop_.audioRecorders, http_()});
+            },
+        .startLasting = [this](async::Task<> task) { lastingTasks_.start(std::move(task)); },
     };
 }
 

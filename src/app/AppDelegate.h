@@ -3,9 +3,11 @@
 #include "app/DesktopServices.h"
 #include "capture/ScreenCaptureService.h"
 #include "core/AnnotationSession.h"
+#include "core/async/TaskScope.h"
 #include "input/HotkeyMonitor.h"
 #include "overlay/HintCapsuleController.h"
 #include "panel/PanelDesktop.h"
+#include "platform/HttpClient.h"
 #include "platform/linux/JsonFileDefaults.h"
 
 #include <QTimer>
@@ -16,8 +18,9 @@ namespace velmo {
 /// the monitor running only while the desktop allows what is needed. Main thread.
 class AppDelegate {
 public:
-    /// The desktop outlives it.
-    AppDelegate(std::shared_ptr<SettingsManager> settings, DesktopServices& desktop);
+    /// The desktop and the client outlive it; the client is asked for when it is needed.
+    AppDelegate(std::shared_ptr<SettingsManager> settings, DesktopServices& desktop,
+                std::function<HttpClient&()> http);
     AppDelegate(const AppDelegate&) = delete;
     AppDelegate& operator=(const AppDelegate&) = delete;
     ~AppDelegate();
@@ -57,6 +60,7 @@ private:
 
     std::shared_ptr<SettingsManager> settings_;
     DesktopServices& desktop_;
+    std::function<HttpClient&()> http_;
     ScreenCaptureService capture_;
     AnnotationSession session_;
     Subscription stateSubscription_;
@@ -68,6 +72,7 @@ private:
     QTimer permissionMonitor_;
     QTimer captureRelease_;
     QStringList reportedMissing_;
+    async::TaskScope lastingTasks_; ///< Transcriptions, which outlive their panels.
 };
 
 } // namespace velmo

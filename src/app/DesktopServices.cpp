@@ -1,6 +1,7 @@
 #include "app/DesktopServices.h"
 
 #include "platform/linux/AtSpiFocus.h"
+#include "platform/linux/PulseRecorders.h"
 #include "platform/x11/X11Platform.h"
 
 #include <utility>
@@ -44,6 +45,7 @@ DesktopServices DesktopServices::create()
             std::move(x11.windowFocus),
             std::move(x11.windowSurfaces),
             std::move(x11.permissions),
+            std::make_unique<PulseRecorders>(),
             [capture, notes = limitations()]() mutable {
                 return std::exchange(notes, {}) + capture->takeDiagnostics();
             }};

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/Result.h"
+#include "platform/AudioRecorder.h"
 #include "platform/DisplayCapture.h"
 #include "platform/EventTap.h"
 #include "platform/Permissions.h"
@@ -22,6 +23,7 @@ struct DesktopServices {
     std::unique_ptr<WindowFocus> windowFocus;
     std::unique_ptr<WindowSurfaces> windowSurfaces;
     std::unique_ptr<Permissions> permissions;
+    std::unique_ptr<AudioRecorders> audioRecorders;
 
     /// What the backends could not do as they should, since the last call.
     std::function<QStringList()> takeDiagnostics;

@@ -12,12 +12,20 @@ namespace velmo {
 Services::Services()
 {
     SettingsManager::installStores(defaults_, std::make_shared<NullKeychain>());
-    LLMTransport::installClient([] { return std::make_unique<CurlHttpClient>(); });
+    LLMTransport::installClient([this] { return http(); });
+}
+
+const std::shared_ptr<HttpClient>& Services::http()
+{
+    if (!http_)
+        http_ = std::make_shared<CurlHttpClient>();
+    return http_;
 }
 
 Services::~Services()
 {
     LLMTransport::shutDown();
+    http_.reset();
     async::shutDownWorkers();
     defaults_->flush();
     DebugLog::flush();

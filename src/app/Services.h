@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/HttpClient.h"
 #include "platform/linux/JsonFileDefaults.h"
 
 #include <memory>
@@ -16,9 +17,12 @@ public:
     ~Services();
 
     [[nodiscard]] JsonFileDefaults& defaults() { return *defaults_; }
+    /// The program's one client, from the first use on.
+    [[nodiscard]] const std::shared_ptr<HttpClient>& http();
 
 private:
     std::shared_ptr<JsonFileDefaults> defaults_ = std::make_shared<JsonFileDefaults>();
+    std::shared_ptr<HttpClient> http_;
 };
 
 } // namespace velmo

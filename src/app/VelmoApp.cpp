@@ -37,7 +37,8 @@ ExitCode runVelmoApp(int argc, char** argv, StartMode mode)
 
     Services services;
     DesktopServices desktop = DesktopServices::create();
-    AppDelegate delegate(SettingsManager::shared(), desktop);
+    AppDelegate delegate(SettingsManager::shared(), desktop,
+                         [&services]() -> HttpClient& { return *services.http(); });
     const QuitSignals signals([&delegate] { delegate.terminate(); });
     delegate.setPrintsPassedKeys(mode == StartMode::Interactive && !Console::isRecord(STDOUT_FILENO));
     delegate.applicationDidFinishLaunching(services.defaults());

@@ -13,8 +13,8 @@ constexpr int kAttempts = 2;
 constexpr std::chrono::milliseconds kRetryPause{1000};
 
 struct SharedClient {
-    std::function<std::unique_ptr<HttpClient>()> make;
-    std::unique_ptr<HttpClient> client;
+    std::function<std::shared_ptr<HttpClient>()> make;
+    std::shared_ptr<HttpClient> client;
 };
 
 SharedClient& sharedClient()
@@ -34,7 +34,7 @@ HttpClient& client()
 
 } // namespace
 
-void LLMTransport::installClient(std::function<std::unique_ptr<HttpClient>()> makeClient)
+void LLMTransport::installClient(std::function<std::shared_ptr<HttpClient>()> makeClient)
 {
     sharedClient() = {std::move(makeClient), nullptr};
 }

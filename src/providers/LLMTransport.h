@@ -16,8 +16,8 @@ class LLMTransport {
 public:
     LLMTransport() = delete;
 
-    /// How to make the one client, at the first request. Before that request.
-    static void installClient(std::function<std::unique_ptr<HttpClient>()> makeClient);
+    /// How to get the one client, at the first request. Before that request.
+    static void installClient(std::function<std::shared_ptr<HttpClient>()> makeClient);
     /// At exit: cancels what is under way and forgets the client.
     static void shutDown();
 

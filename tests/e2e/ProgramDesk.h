@@ -37,7 +37,8 @@ protected:
         qputenv("OPENAI_BASE_URL", (practice_.baseUrl() + QStringLiteral("/v1")).toUtf8());
         qputenv("OPENAI_API_KEY", "practice");
         DebugLog::setLogFile(folder_.filePath(QStringLiteral("velmo.log")));
-        LLMTransport::installClient([] { return std::make_unique<CurlHttpClient>(); });
+        http_ = std::make_shared<CurlHttpClient>();
+        LLMTransport::installClient([this] { return http_; });
         desk_ = std::make_unique<Desk>();
         ASSERT_TRUE(desk_->awaitReady());
     }
@@ -49,6 +50,7 @@ protected:
         // A panel fades away by itself; the next test begins with an empty screen.
         EXPECT_TRUE(awaitCondition([] { return !isUp<QWidget>(); }));
         LLMTransport::shutDown();
+        http_.reset();
         desk_.reset();
         display().stopCompositor();
         display().stopWindowManager();
@@ -64,7 +66,8 @@ protected:
             std::make_shared<NullKeychain>());
         settings_->selectedProvider.set(ProviderID::OpenAI);
         desktop_ = std::make_unique<DesktopServices>(DesktopServices::create());
-        delegate_ = std::make_unique<AppDelegate>(settings_, *desktop_);
+        delegate_ =
+            std::make_unique<AppDelegate>(settings_, *desktop_, [this]() -> HttpClient& { return *http_; });
         delegate_->applicationDidFinishLaunching(defaults_);
         ASSERT_TRUE(awaitLog(QStringLiteral("[Platform] ready")));
     }
@@ -198,6 +201,7 @@ protected:
     QList<QPoint> strokePoints_;
     JsonFileDefaults defaults_{folder_.filePath(QStringLiteral("settings.json"))};
     std::shared_ptr<SettingsManager> settings_;
+    std::shared_ptr<HttpClient> http_;
     std::unique_ptr<DesktopServices> desktop_;
     std::unique_ptr<AppDelegate> delegate_;
 
