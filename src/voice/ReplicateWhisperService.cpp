@@ -60,23 +60,21 @@ Result<Sound, PlatformError> readSound(const QString& path)
     return Sound{"data:audio/m4a;base64," + bytes.toBase64(), bytes.size()};
 }
 
-/// Waits until the file is complete, reads it, and lets it go.
+/// Waits until the file is complete and reads it. The recording goes with this task, so that there is no file
+/// any more when its caller goes on, or fails.
 async::Task<Result<Sound, TranscriptionFailure>> takeSound(StoppedRecording recording)
 {
-    // A parameter lives as long as whoever keeps the ended task; what holds the file has to go with this
-    // body.
-    const StoppedRecording held = std::move(recording);
     std::optional<PlatformError> error;
-    if (held.recorder)
-        error = co_await held.end.value();
-    if (!held.file)
+    if (recording.recorder)
+        error = co_await recording.end.value();
+    if (!recording.file)
         co_return failure(TranscriptionError::noAudioFile());
     // A recorder from before tells nothing of a file that was never begun.
-    if (held.missing)
-        error = held.missing;
+    if (recording.missing)
+        error = recording.missing;
     if (error)
         co_return failure(*error);
-    auto read = [path = *held.file] { return readSound(path); };
+    auto read = [path = *recording.file] { return readSound(path); };
     auto sound = co_await async::onWorker(std::move(read));
     if (!sound)
         co_return failure(sound.error());

@@ -106,14 +106,16 @@ protected:
         EXPECT_EQ(recorders.recordersAlive(), 0);
         EXPECT_EQ(temporaryFiles(), QStringList());
         if (isInTheNetwork(stage)) {
-            EXPECT_TRUE(server.waitForClosedConnections(1, kGuard)) << "the request went on";
+            // The loop turns, since a head that has just come waits on it for nobody.
+            EXPECT_TRUE(turnUntil([this] { return server.closedConnections() > 0; }))
+                << "the request went on";
         }
     }
 
     std::unique_ptr<BusyWorkers> busy;
 };
 
-/// Those whose request is under way.
+/// Those whose request has no answer yet.
 class RequestEndTest : public TranscriptionEndTest {};
 
 TEST_P(TranscriptionEndTest, CancellingTheTaskLeavesNothingBehind)
@@ -176,8 +178,7 @@ INSTANTIATE_TEST_SUITE_P(AtEveryStage, TranscriptionEndTest,
                                          Stage::PollBody),
                          testing::PrintToStringParamName());
 
-INSTANTIATE_TEST_SUITE_P(AtEveryStage, RequestEndTest,
-                         testing::Values(Stage::Creation, Stage::CreationBody, Stage::Poll, Stage::PollBody),
+INSTANTIATE_TEST_SUITE_P(AtBothRequests, RequestEndTest, testing::Values(Stage::Creation, Stage::Poll),
                          testing::PrintToStringParamName());
 
 TEST_F(TranscriptionEndTest, ATaskThatIsNeverStartedLeavesNothingBehind)
