@@ -11,5 +11,6 @@ void checkDrawLimits();
 void checkOverlayLimits();
 void checkPanelLimits();
 void checkMarkdownLimits();
+void checkSoundLimits();
 
 } // namespace velmo::bench

@@ -45,6 +45,7 @@ int main(int argc, char** argv)
     bench::checkOverlayLimits();
     bench::checkPanelLimits();
     bench::checkMarkdownLimits();
+    bench::checkSoundLimits();
     DebugLog::flush();
     return bench::Limits::shared().allKept() ? 0 : 1;
 }

@@ -29,7 +29,8 @@ public:
 
     /// Once. What was said until now is still recorded; then the file is complete and onEnd runs, on a later
     /// turn of the main loop, unless the recorder is gone by then. A sound server that does not answer delays
-    /// it by a moment at most.
+    /// it by a moment at most. Without a single sample the end is an error, and the same one as that of a
+    /// start failure if there was any. A file that somebody else removed is an error, too.
     virtual void stop(EndHandler onEnd) = 0;
 };
 
@@ -46,8 +47,10 @@ public:
 
     /// Records from the default microphone, never from what the speakers play, into a new file that only the
     /// user can read. Begins at once and goes on elsewhere: what prevents the first sample is told to
-    /// onStartFailure, on a later turn of the main loop, unless the recorder is gone by then; what happens
-    /// after it ends the recording early, and the file is still good. Recorders must not outlive this object.
+    /// onStartFailure, once, on a later turn of the main loop, unless the recorder is gone by then, and also
+    /// if it was stopped meanwhile; a stop that comes too early is no such failure. What happens after the
+    /// first sample ends the recording early, and the file is still good, unless it cannot be written: that
+    /// is told at the end. The handler may destroy the recorder. Recorders must not outlive this object.
     [[nodiscard]] virtual Result<std::unique_ptr<AudioRecorder>, PlatformError>
     record(const QString& path, const AudioRecorderSettings& settings,
            StartFailureHandler onStartFailure) = 0;

@@ -31,6 +31,7 @@ DecodedSound::DecodedSound(const QString& path)
     QProcess process;
     process.start(QStringLiteral("ffmpeg"),
                   {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-i"), path,
+                   QStringLiteral("-ac"), QStringLiteral("1"), QStringLiteral("-ar"), QStringLiteral("44100"),
                    QStringLiteral("-f"), QStringLiteral("f32le"), QStringLiteral("-")});
     if (!process.waitForFinished() || process.exitCode() != 0 || !process.readAllStandardError().isEmpty())
         return;

@@ -6,7 +6,7 @@
 
 namespace velmo::test {
 
-/// What other programs find in a sound file.
+/// What other programs find in a sound file, all channels as one.
 class DecodedSound {
 public:
     /// Empty if it cannot be read without objections.

@@ -44,10 +44,10 @@ SoundPlayer::~SoundPlayer()
     thread_.join();
 }
 
-double SoundPlayer::position() const
+double SoundPlayer::position(Clock::TimePoint at) const
 {
     const std::scoped_lock lock(mutex_);
-    return position_ + std::chrono::duration<double>(Clock::now() - moment_).count();
+    return position_ + std::chrono::duration<double>(at - moment_).count();
 }
 
 void SoundPlayer::playOn(double seconds) const

@@ -29,8 +29,9 @@ public:
     ~SoundPlayer();
 
     [[nodiscard]] bool isPlaying() const { return isPlaying_; }
-    /// The time in the wave that leaves the speakers now, in seconds, by the server's own account.
-    [[nodiscard]] double position() const;
+    /// The time in the wave that leaves the speakers at a moment, which is not long ago, in seconds, by the
+    /// server's own account.
+    [[nodiscard]] double position(Clock::TimePoint at = Clock::now()) const;
     /// Runs the main loop until so much more of it has sounded.
     void playOn(double seconds) const;
 
