@@ -110,7 +110,7 @@ PulseRecorders::record(const QString& path, const AudioRecorderSettings& setting
     file->create(path, settings, [&loop, weak = std::weak_ptr(recording)] {
         loop.post([weak] {
             if (const auto useless = weak.lock())
-                useless->end();
+                useless->endEarly();
         });
     });
     return std::unique_ptr<AudioRecorder>(

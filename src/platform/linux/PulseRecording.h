@@ -33,6 +33,8 @@ public:
     void begin();
     /// Takes what is still under way from the microphone, which the server answers for within a moment.
     void stop();
+    /// What was recorded so far is all; stop() is still answered.
+    void endEarly();
     /// Ends the recording; nothing is told any more. The thread of the loop may destroy it then.
     void end();
 
@@ -46,8 +48,6 @@ private:
     void onTooLate();
     void fail(const PlatformError& error);
     void failWith(const QString& what);
-    /// What was recorded so far is all.
-    void endEarly();
     void finishStop();
     [[nodiscard]] bool isAtMicrophone() const;
 

@@ -166,5 +166,22 @@ TEST_P(RecordingTest, EndsWithTheMicrophoneThatIsUnplugged)
     EXPECT_LT(sound.level(kMusic, 0, sound.duration()), kNotHeard);
 }
 
+/// Some servers refuse that, some do it; then the recording ends.
+TEST_P(RecordingTest, DoesNotFollowToAnotherDevice)
+{
+    ASSERT_TRUE(server_.plugMicrophone());
+    const SoundPlayer music(SoundServer::kSpeakers, SoundPlayer::tone(kMusic));
+    const SoundPlayer voice(SoundServer::kMicrophoneSink, SoundPlayer::tone(kVoice));
+    const auto take = recordUntilSound();
+    voice.playOn(0.4);
+    server_.moveRecordings(QString::fromLatin1(SoundServer::kSpeakers) + QStringLiteral(".monitor"));
+    music.playOn(0.6);
+    ASSERT_TRUE(take->finish());
+    EXPECT_EQ(take->errorText(), "");
+    const DecodedSound sound(path());
+    EXPECT_GT(sound.level(kVoice, 0.1, 0.3), kHeard);
+    EXPECT_LT(sound.level(kMusic, 0, sound.duration()), kNotHeard);
+}
+
 } // namespace
 } // namespace velmo::test

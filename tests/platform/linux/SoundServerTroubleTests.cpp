@@ -1,4 +1,5 @@
 #include "SoundTest.h"
+#include "support/core/LongestTurn.h"
 
 #include <QFile>
 #include <gmock/gmock.h>

@@ -8,41 +8,12 @@
 
 #include <QDir>
 #include <QTemporaryDir>
-#include <algorithm>
 #include <atomic>
 #include <gtest/gtest.h>
 #include <memory>
 #include <optional>
 
 namespace velmo::test {
-
-/// The longest that the main thread was away from its loop, in milliseconds.
-class LongestTurn {
-public:
-    /// Something that the main thread does.
-    template <typename Work>
-    void run(const Work& work)
-    {
-        const auto begin = Clock::now();
-        work();
-        longest_ =
-            std::max(longest_, std::chrono::duration<double, std::milli>(Clock::now() - begin).count());
-    }
-    [[nodiscard]] bool turnUntil(const std::function<bool()>& predicate)
-    {
-        return velmo::turnUntil([&] {
-            run([] { QCoreApplication::processEvents(); });
-            return predicate();
-        });
-    }
-    [[nodiscard]] double milliseconds() const { return longest_; }
-
-    /// A server that does not answer would hold it for ever; a loaded machine does not for so long.
-    static constexpr double kGuard = 300;
-
-private:
-    double longest_ = 0;
-};
 
 /// A recording and what became of it.
 struct Take {

@@ -169,6 +169,16 @@ qsizetype SoundServer::recordingCount() const
         .count(QStringLiteral("application.name = \"Velmo\""));
 }
 
+void SoundServer::moveRecordings(const QString& source) const
+{
+    const QString streams =
+        ask({QStringLiteral("list"), QStringLiteral("short"), QStringLiteral("source-outputs")});
+    for (const QString& stream : streams.split(u'\n', Qt::SkipEmptyParts)) {
+        if (stream.contains(QStringLiteral("float32le 1ch 44100Hz")))
+            ask({QStringLiteral("move-source-output"), stream.section(u'\t', 0, 0), source});
+    }
+}
+
 void SoundServer::halt()
 {
     processes_.back().halt();

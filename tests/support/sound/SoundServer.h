@@ -36,6 +36,8 @@ public:
     [[nodiscard]] bool removeSpeakers();
     [[nodiscard]] bool makeDefaultSource(const QString& name);
     [[nodiscard]] QString defaultSource() const;
+    /// Tries to move what records elsewhere, as the desktop's volume control can. Servers may refuse it.
+    void moveRecordings(const QString& source) const;
     /// How many of the product's streams record from it.
     [[nodiscard]] qsizetype recordingCount() const;
 
