@@ -1,5 +1,6 @@
 // Records from the default microphone with the toolkit's own recorder, as an application would that has
-// everything ready before the press. Prints the monotonic moment of the press in nanoseconds.
+// everything ready before the press. Prints the monotonic moment of the press, and how long it held the main
+// thread up, in nanoseconds.
 
 #include <QAudioDevice>
 #include <QAudioInput>
@@ -39,10 +40,12 @@ int main(int argc, char** argv)
     // Until then it finds its devices.
     constexpr std::chrono::milliseconds kWarmUp{700};
     QTimer::singleShot(kWarmUp, &recorder, [&] {
-        const auto moment = std::chrono::steady_clock::now().time_since_epoch();
-        std::printf("%lld\n", static_cast<long long>(std::chrono::nanoseconds(moment).count()));
-        std::fflush(stdout);
+        const auto count = [](std::chrono::nanoseconds time) { return static_cast<long long>(time.count()); };
+        const auto pressed = std::chrono::steady_clock::now();
         recorder.record();
+        const auto held = std::chrono::steady_clock::now() - pressed;
+        std::printf("%lld %lld\n", count(pressed.time_since_epoch()), count(held));
+        std::fflush(stdout);
         QTimer::singleShot(arguments[2].toInt(), &recorder, &QMediaRecorder::stop);
     });
     return QGuiApplication::exec();

@@ -73,15 +73,27 @@ double DecodedSound::firstChirp() const
 {
     const auto sound = std::find_if(samples_.begin(), samples_.end(), isAudible);
     const auto begin = static_cast<size_t>(sound - samples_.begin());
-    if (begin + kEdge + kWindow > samples_.size())
-        return -1;
-    return chirpAt(begin + kEdge, begin + kEdge + kWindow) - static_cast<double>(kEdge) / kRate;
+    // What a recorder garbled at its beginning does not fit what comes after it.
+    constexpr double kFits = 0.02;
+    constexpr size_t kStep = kWindow / 10;
+    const double end = lastChirp();
+    for (size_t from = begin; from + kEdge + kWindow <= samples_.size(); from += kStep) {
+        const double time =
+            chirpAt(from + kEdge, from + kEdge + kWindow) - static_cast<double>(kEdge) / kRate;
+        if (std::abs(time + static_cast<double>(audibleEnd() - from) / kRate - end) < kFits)
+            return time;
+    }
+    return -1;
+}
+
+size_t DecodedSound::audibleEnd() const
+{
+    return static_cast<size_t>(samples_.rend() - std::find_if(samples_.rbegin(), samples_.rend(), isAudible));
 }
 
 double DecodedSound::lastChirp() const
 {
-    const auto sound = std::find_if(samples_.rbegin(), samples_.rend(), isAudible);
-    const auto end = static_cast<size_t>(samples_.rend() - sound);
+    const size_t end = audibleEnd();
     if (end < kEdge + kWindow)
         return -1;
     return chirpAt(end - kEdge - kWindow, end - kEdge) + static_cast<double>(kEdge + kWindow) / kRate;

@@ -21,11 +21,13 @@ public:
     /// How strong a tone is, between two times in seconds: 1 for full scale.
     [[nodiscard]] double level(double hertz, double from, double to) const;
 
-    /// The time in a SoundPlayer's chirp where it is heard first and last; below zero where it is not.
+    /// The time in a SoundPlayer's chirp where it is heard first, from there on without a gap, and last;
+    /// below zero where it is not.
     [[nodiscard]] double firstChirp() const;
     [[nodiscard]] double lastChirp() const;
 
 private:
+    [[nodiscard]] size_t audibleEnd() const;
     [[nodiscard]] double chirpAt(size_t from, size_t to) const;
 
     std::vector<float> samples_;
