@@ -119,7 +119,7 @@ TEST_P(RecordingTest, SaysWhenThereIsNoMicrophone)
 
 TEST_P(RecordingTest, NeverTakesTheSpeakersForAMicrophone)
 {
-    EXPECT_THAT(server_.defaultSource().toStdString(), testing::EndsWith(".monitor"));
+    ASSERT_TRUE(turnUntil([this] { return server_.defaultSource().endsWith(QStringLiteral(".monitor")); }));
     const auto take = record();
     ASSERT_TRUE(turnUntil([&] { return take->startFailures > 0; }));
     EXPECT_EQ(take->startFailureText(), kNoMicrophone);
