@@ -58,6 +58,14 @@ double DecodedSound::duration() const
     return static_cast<double>(samples_.size()) / kRate;
 }
 
+double DecodedSound::loudness() const
+{
+    double sum = 0;
+    for (const float sample : samples_)
+        sum += static_cast<double>(sample) * static_cast<double>(sample);
+    return samples_.empty() ? 0 : std::sqrt(sum / static_cast<double>(samples_.size()));
+}
+
 double DecodedSound::level(double hertz, double from, double to) const
 {
     const auto first = static_cast<size_t>(std::max(from, 0.0) * kRate);

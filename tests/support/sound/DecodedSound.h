@@ -21,6 +21,9 @@ public:
     /// How strong a tone is, between two times in seconds: 1 for full scale.
     [[nodiscard]] double level(double hertz, double from, double to) const;
 
+    /// The root of its mean square: 1 for full scale.
+    [[nodiscard]] double loudness() const;
+
     /// The time in a SoundPlayer's chirp where it is heard first, from there on without a gap, and last;
     /// below zero where it is not.
     [[nodiscard]] double firstChirp() const;
