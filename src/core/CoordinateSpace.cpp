@@ -94,7 +94,8 @@ QString describe(const ScreenRect& rect)
 {
     return u'(' + QString::number(wholeNumber(rect.x)) + QStringLiteral(", ") +
            QString::number(wholeNumber(rect.y)) + QStringLiteral(", ") +
-           QString::number(wholeNumber(rect.width)) + QStringLiteral(", ") + QString::number(wholeNumber(rect.height)) + u')';
+           QString::number(wholeNumber(rect.width)) + QStringLiteral(", ") +
+           QString::number(wholeNumber(rect.height)) + u')';
 }
 
 } // namespace velmo

@@ -1,9 +1,9 @@
 #include "providers/AnthropicProvider.h"
 
 #include "core/DebugLog.h"
+#include "core/ServiceEndpoint.h"
 #include "providers/AnswerProducer.h"
 #include "providers/ImagePayload.h"
-#include "core/ServiceEndpoint.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -107,7 +107,7 @@ AnswerChannel::Reader AnthropicProvider::stream(const QList<LLMMessage>& message
                 request.method = "POST";
                 request.url =
                     serviceEndpoint("ANTHROPIC_BASE_URL", QStringLiteral("https://api.anthropic.com"),
-                                     QStringLiteral("messages"));
+                                    QStringLiteral("messages"));
                 request.headers = {{"x-api-key", apiKey.toUtf8()},
                                    {"anthropic-version", "2023-06-01"},
                                    {"Content-Type", "application/json"}};

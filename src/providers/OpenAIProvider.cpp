@@ -1,7 +1,7 @@
 #include "providers/OpenAIProvider.h"
 
-#include "providers/AnswerProducer.h"
 #include "core/ServiceEndpoint.h"
+#include "providers/AnswerProducer.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -95,7 +95,7 @@ AnswerChannel::Reader OpenAIProvider::stream(const QList<LLMMessage>& messages, 
                 HttpRequest request;
                 request.method = "POST";
                 request.url = serviceEndpoint("OPENAI_BASE_URL", QStringLiteral("https://api.openai.com/v1"),
-                                               QStringLiteral("chat/completions"));
+                                              QStringLiteral("chat/completions"));
                 request.headers = {{"Authorization", "Bearer " + apiKey.toUtf8()},
                                    {"Content-Type", "application/json"}};
                 return request;
