@@ -126,6 +126,8 @@ int runCommandLine(int argc, char** argv)
     occupyStandardStreams();
     // A reader that goes away is no reason to die: writing reports it.
     std::signal(SIGPIPE, SIG_IGN);
+    // Nor is a file that may not grow any more.
+    std::signal(SIGXFSZ, SIG_IGN);
 
     QStringList arguments;
     for (int index = 1; index < argc; ++index)

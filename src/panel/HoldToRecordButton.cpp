@@ -24,7 +24,7 @@ HoldToRecordButton::HoldToRecordButton(QWidget* parent)
         if (holder_ == Holder::None)
             hold(Holder::Assistance);
         else
-            letGo(Holder::Assistance);
+            endHoldOf(Holder::Assistance);
     });
 }
 
@@ -32,13 +32,13 @@ void HoldToRecordButton::hold(Holder holder)
 {
     if (holder_ != Holder::None)
         return;
+    if (!onPress || !onPress())
+        return;
     holder_ = holder;
     fadePress(true);
-    if (onPress)
-        onPress();
 }
 
-void HoldToRecordButton::letGo(Holder holder)
+void HoldToRecordButton::endHoldOf(Holder holder)
 {
     if (holder_ != holder || holder == Holder::None)
         return;
@@ -46,6 +46,11 @@ void HoldToRecordButton::letGo(Holder holder)
     fadePress(false);
     if (onRelease)
         onRelease();
+}
+
+void HoldToRecordButton::letGo()
+{
+    endHoldOf(holder_);
 }
 
 void HoldToRecordButton::mousePressEvent(QMouseEvent* event)
@@ -60,7 +65,7 @@ void HoldToRecordButton::mouseMoveEvent(QMouseEvent* /*event*/) {}
 void HoldToRecordButton::mouseReleaseEvent(QMouseEvent* event)
 {
     if (event->button() == Qt::LeftButton)
-        letGo(Holder::Mouse);
+        endHoldOf(Holder::Mouse);
 }
 
 void HoldToRecordButton::keyPressEvent(QKeyEvent* event)
@@ -76,20 +81,20 @@ void HoldToRecordButton::keyReleaseEvent(QKeyEvent* event)
     if (!isHoldingKey(*event))
         SymbolPanelButton::keyReleaseEvent(event);
     else if (!event->isAutoRepeat())
-        letGo(Holder::Key);
+        endHoldOf(Holder::Key);
 }
 
 /// The key comes up somewhere else now.
 void HoldToRecordButton::focusOutEvent(QFocusEvent* event)
 {
-    letGo(Holder::Key);
+    endHoldOf(Holder::Key);
     SymbolPanelButton::focusOutEvent(event);
 }
 
 /// Nobody can hold what is not there, and the end of it would go unnoticed.
 void HoldToRecordButton::hideEvent(QHideEvent* event)
 {
-    letGo(holder_);
+    letGo();
     SymbolPanelButton::hideEvent(event);
 }
 

@@ -13,8 +13,12 @@ class HoldToRecordButton final : public SymbolPanelButton {
 public:
     explicit HoldToRecordButton(QWidget* parent = nullptr);
 
-    std::function<void()> onPress;
+    /// Whether anything has begun; else nothing is held.
+    std::function<bool()> onPress;
     std::function<void()> onRelease;
+
+    /// As if whoever holds it had let go.
+    void letGo();
 
 protected:
     void mousePressEvent(QMouseEvent* event) override;
@@ -29,7 +33,7 @@ private:
     enum class Holder { None, Mouse, Key, Assistance };
 
     void hold(Holder holder);
-    void letGo(Holder holder);
+    void endHoldOf(Holder holder);
 
     Holder holder_ = Holder::None;
 };

@@ -35,6 +35,8 @@ constexpr int kMaximumTranscriptHeight = 456;
 constexpr int kFooterFontSize = 11;
 constexpr std::chrono::milliseconds kFirstFocusDelay{320};
 constexpr std::chrono::milliseconds kBlinkInterval{550};
+/// Whoever has spoken for so long has forgotten to let go, or cannot.
+constexpr std::chrono::minutes kLongestHold{5};
 
 QLabel* makeStatusLabel(const QString& text, QWidget* parent)
 {
@@ -141,13 +143,17 @@ void QueryPanelContentView::buildInputRow()
     modelButton_->setParent(inputContainer_);
     micButton_ = new HoldToRecordButton(inputContainer_);
     micButton_->setVisible(transcriptionService_ != nullptr);
-    micButton_->onPress = [this] { startRecording(); };
+    micButton_->onPress = [this] { return startRecording(); };
     micButton_->onRelease = [this] { stopButtonRecordingAndTranscribe(); };
     microphoneBlinkTimer_.setInterval(kBlinkInterval);
     microphoneBlinkTimer_.callOnTimeout([this] {
         isMicrophoneBlinkVisible_ = !isMicrophoneBlinkVisible_;
         updateMicrophoneAppearance();
     });
+    longestHold_.setObjectName(QStringLiteral("longestHold"));
+    longestHold_.setSingleShot(true);
+    longestHold_.setInterval(kLongestHold);
+    longestHold_.callOnTimeout([this] { endLongHold(); });
     updateMicrophoneAppearance();
     sendButton_ = new SendButton(inputContainer_);
     connect(sendButton_, &QAbstractButton::clicked, this, [this] { submit(); });
@@ -210,6 +216,10 @@ void QueryPanelContentView::detach()
     preview_.cancel();
     imagePreviewController_.reset();
     toolTip_->hide();
+    queryField_->onEmptyEnterPressBegan = {};
+    queryField_->onEmptyEnterPressEnded = {};
+    micButton_->onPress = {};
+    micButton_->onRelease = {};
     // What is still being transcribed goes on in silence: nothing finds its way back from there.
     if (isRecording_)
         discardRecording();

@@ -81,10 +81,11 @@ private:
     void submit();
 
     // Voice.
-    void startRecording();
+    bool startRecording();
     void beginKeyboardRecording();
     void endKeyboardRecording();
     void stopButtonRecordingAndTranscribe();
+    void endLongHold();
     void endRecording(Clock::TimePoint::duration duration, const QString& trigger);
     void discardRecording();
     void finalizeRecordingAndTranscribe();
@@ -129,6 +130,7 @@ private:
     bool isTranscribing_ = false;
     bool isHeldByKeyboard_ = false; ///< The recording is.
     std::optional<Clock::TimePoint> recordingStartedAt_;
+    QTimer longestHold_{this};
     QTimer microphoneBlinkTimer_;
     bool isMicrophoneBlinkVisible_ = true;
 

@@ -105,7 +105,9 @@ void QueryTextView::pressReturn(const QKeyEvent& event)
             onSubmit();
     } else if (!event.isAutoRepeat()) {
         hasSubmittedByPress_ = false;
-        holdsEmptyEnter_ = true;
+        // The other one of the two is of no interest meanwhile.
+        if (std::exchange(heldEmptyEnter_, heldEmptyEnter_.value_or(event.key())))
+            return;
         if (onEmptyEnterPressBegan)
             onEmptyEnterPressBegan();
     }
@@ -119,7 +121,9 @@ void QueryTextView::keyReleaseEvent(QKeyEvent* event)
     }
     if (event->isAutoRepeat())
         return;
-    holdsEmptyEnter_ = false;
+    if (heldEmptyEnter_ && *heldEmptyEnter_ != event->key())
+        return;
+    heldEmptyEnter_.reset();
     if (std::exchange(hasSubmittedByPress_, false))
         return;
     if (!hasContent() && onEmptyEnterPressEnded)
@@ -131,7 +135,7 @@ void QueryTextView::keyReleaseEvent(QKeyEvent* event)
 void QueryTextView::focusOutEvent(QFocusEvent* event)
 {
     QTextEdit::focusOutEvent(event);
-    if (std::exchange(holdsEmptyEnter_, false) && onEmptyEnterPressEnded)
+    if (std::exchange(heldEmptyEnter_, std::nullopt) && onEmptyEnterPressEnded)
         onEmptyEnterPressEnded();
 }
 

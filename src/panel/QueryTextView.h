@@ -2,6 +2,7 @@
 
 #include <QTextEdit>
 #include <functional>
+#include <optional>
 
 namespace velmo {
 
@@ -44,8 +45,8 @@ private:
     void pressReturn(const QKeyEvent& event);
     void pressEscape(const QKeyEvent& event);
 
-    bool hasSubmittedByPress_ = false; ///< The key that is down now has sent a question.
-    bool holdsEmptyEnter_ = false;
+    bool hasSubmittedByPress_ = false;  ///< The key that is down now has sent a question.
+    std::optional<int> heldEmptyEnter_; ///< Which of the two keys is held in an empty field.
 };
 
 } // namespace velmo

@@ -34,17 +34,20 @@ void logEndOfHold(const QString& trigger, Clock::TimePoint::duration duration)
 
 } // namespace
 
-void QueryPanelContentView::startRecording()
+/// False when nothing began.
+bool QueryPanelContentView::startRecording()
 {
     // A recording that began now would be taken for the one that is being transcribed.
     if (!transcriptionService_ || isRecording_ || isTranscribing_)
-        return;
+        return false;
     isRecording_ = true;
     isHeldByKeyboard_ = false;
+    longestHold_.start();
     recordingStartedAt_ = desktop_.now();
     startMicrophoneBlinking();
     updateState();
     transcriptionService_->startRecording();
+    return true;
 }
 
 void QueryPanelContentView::beginKeyboardRecording()
@@ -79,8 +82,17 @@ void QueryPanelContentView::stopButtonRecordingAndTranscribe()
     endRecording(desktop_.now() - *recordingStartedAt_, QStringLiteral("Button"));
 }
 
+void QueryPanelContentView::endLongHold()
+{
+    if (isHeldByKeyboard_)
+        endKeyboardRecording();
+    else
+        micButton_->letGo();
+}
+
 void QueryPanelContentView::endRecording(Clock::TimePoint::duration duration, const QString& trigger)
 {
+    longestHold_.stop();
     logEndOfHold(trigger, duration);
     if (duration >= kMinimumHold)
         finalizeRecordingAndTranscribe();
@@ -90,6 +102,7 @@ void QueryPanelContentView::endRecording(Clock::TimePoint::duration duration, co
 
 void QueryPanelContentView::discardRecording()
 {
+    longestHold_.stop();
     transcriptionService_->cancelRecording();
     isRecording_ = false;
     recordingStartedAt_.reset();

@@ -19,9 +19,13 @@ TEST_F(VoiceInput, ATapTeachesTheGestureAndLeavesNoRecording)
     for (const milliseconds tap : {milliseconds(0), milliseconds(350)}) {
         holdReturn(tap);
         EXPECT_EQ(placeholder(), kHint);
+        QElapsedTimer shown;
+        shown.start();
         EXPECT_EQ(voice.recorders.recordersAlive(), 0);
         EXPECT_FALSE(voice.hasFiles());
         EXPECT_TRUE(turnUntil([this] { return placeholder() == kUsual; }));
+        EXPECT_GE(shown.elapsed(), 1100);
+        EXPECT_LT(shown.elapsed(), 4000);
     }
     EXPECT_EQ(recordings(), 2U);
     EXPECT_TRUE(messages().isEmpty());
@@ -139,6 +143,50 @@ TEST_F(VoiceInput, AssistiveTechnologyStartsAndStopsIt)
     EXPECT_EQ(messages().size(), 1);
 }
 
+TEST_F(VoiceInput, WhatAssistiveTechnologyPressesInVainHoldsNothing)
+{
+    holdReturn(kLong);
+    ASSERT_TRUE(voice.awaitPoll());
+    QAccessible::queryAccessibleInterface(&microphone())
+        ->actionInterface()
+        ->doAction(QAccessibleActionInterface::pressAction());
+    voice.predictions.succeed(QString());
+    ASSERT_TRUE(turnUntil([this] { return !text().isReadOnly(); }));
+    pressMicrophone();
+    EXPECT_TRUE(isRecording());
+}
+
+TEST_F(VoiceInput, TheOtherOfTheTwoReturnKeysEndsNothing)
+{
+    pressReturn();
+    voice.time += kLong;
+    pressKey(text(), Qt::Key_Enter);
+    releaseKey(text(), Qt::Key_Enter);
+    EXPECT_TRUE(isRecording());
+    releaseReturn();
+    EXPECT_EQ(messages().size(), 1);
+    EXPECT_EQ(recordings(), 1U);
+}
+
+TEST_F(VoiceInput, AHoldThatNobodyEndsEndsByItself)
+{
+    const auto timers = [this] {
+        std::vector<QTimer*> found;
+        for (QTimer* timer : scene->content->findChildren<QTimer*>(QStringLiteral("longestHold")))
+            found.push_back(timer);
+        return found;
+    }();
+    ASSERT_EQ(timers.size(), 1U);
+    EXPECT_EQ(timers.front()->intervalAsDuration(), std::chrono::minutes(5));
+    pressMicrophone();
+    EXPECT_TRUE(timers.front()->isActive());
+    timers.front()->start(0);
+    voice.time += std::chrono::minutes(5);
+    ASSERT_TRUE(turnUntil([this] { return !isRecording(); }));
+    EXPECT_EQ(messages().size(), 1);
+    EXPECT_FALSE(timers.front()->isActive());
+}
+
 TEST_F(VoiceInput, ASecondPressIsIgnoredWhileTheFirstIsHeld)
 {
     pressReturn();
@@ -203,11 +251,15 @@ TEST_F(VoiceInput, TheMicrophoneBlinksWhileRecording)
     faint.setAlphaF(0.25F);
     pressReturn();
     QElapsedTimer timer;
+    timer.start();
+    qint64 phases = 0;
     for (const QColor& next : {faint, QColor(255, 69, 58), faint}) {
-        timer.start();
         ASSERT_TRUE(turnUntil([&] { return microphone().tint() == next; }));
-        EXPECT_GE(timer.elapsed(), 450);
+        constexpr qint64 kPhase = 550;
+        constexpr qint64 kCoarse = 30;
+        EXPECT_GE(timer.elapsed(), ++phases * kPhase - kCoarse);
     }
+    EXPECT_LT(timer.elapsed(), 4000);
     releaseReturn();
     EXPECT_EQ(microphone().tint(), QueryPanelTheme::dimText());
 }

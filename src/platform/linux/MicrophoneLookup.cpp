@@ -1,6 +1,7 @@
 #include "platform/linux/MicrophoneLookup.h"
 
 #include <algorithm>
+#include <pulse/context.h>
 #include <pulse/introspect.h>
 #include <pulse/proplist.h>
 #include <span>
@@ -41,11 +42,11 @@ MicrophoneLookup::MicrophoneLookup(pa_context& context, Handler onFound)
     // The answers come in the order of the questions, so both can be asked at once.
     , askSources_(pa_context_get_source_info_list(
           &context,
-          [](pa_context*, const pa_source_info* source, int end, void* self) {
+          [](pa_context* asked, const pa_source_info* source, int end, void* self) {
               if (end == 0)
                   static_cast<MicrophoneLookup*>(self)->onSource(*source);
               else
-                  static_cast<MicrophoneLookup*>(self)->finish();
+                  static_cast<MicrophoneLookup*>(self)->finish(end < 0 ? pa_context_errno(asked) : 0);
           },
           this))
 {}
@@ -71,10 +72,10 @@ void MicrophoneLookup::onSource(const pa_source_info& source)
         best_ = Source{source.name, rank};
 }
 
-void MicrophoneLookup::finish()
+void MicrophoneLookup::finish(int error)
 {
     const Handler onFound = std::move(onFound_);
-    onFound(best_ ? std::optional(best_->name) : std::nullopt);
+    onFound(best_ ? std::optional(best_->name) : std::nullopt, error);
 }
 
 } // namespace velmo

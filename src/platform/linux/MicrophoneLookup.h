@@ -16,8 +16,9 @@ namespace velmo {
 /// is never the answer. On the loop's thread; destroying it ends the question.
 class MicrophoneLookup {
 public:
-    /// Nothing when there is no microphone. May destroy the lookup.
-    using Handler = std::function<void(std::optional<std::string> name)>;
+    /// Nothing when there is no microphone, or when the server refuses to say; then with its error, else 0.
+    /// May destroy the lookup.
+    using Handler = std::function<void(std::optional<std::string> name, int error)>;
 
     MicrophoneLookup(pa_context& context, Handler onFound);
     MicrophoneLookup(const MicrophoneLookup&) = delete;
@@ -32,7 +33,7 @@ private:
 
     void onServer(const pa_server_info& server);
     void onSource(const pa_source_info& source);
-    void finish();
+    void finish(int error);
 
     Handler onFound_;
     std::string default_;

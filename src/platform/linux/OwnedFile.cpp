@@ -2,12 +2,55 @@
 
 #include <QFile>
 #include <cerrno>
+#include <cstdlib>
 #include <fcntl.h>
+#include <mutex>
+#include <set>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
 
 namespace velmo {
+
+namespace {
+
+/// The files that there are. The toolkit ends the program without destroying anything when the display
+/// breaks, and even then none of them may stay.
+class LivingFiles {
+public:
+    void add(const OwnedFile& file)
+    {
+        const std::scoped_lock lock(mutex_);
+        files_.insert(&file);
+    }
+    void remove(const OwnedFile& file)
+    {
+        const std::scoped_lock lock(mutex_);
+        files_.erase(&file);
+    }
+    void unlinkAll()
+    {
+        const std::scoped_lock lock(mutex_);
+        for (const OwnedFile* file : files_)
+            file->unlinkIfInPlace();
+    }
+
+    static LivingFiles& instance()
+    {
+        // Never destroyed: a file of another thread may outlive the end of main().
+        static auto* const files = [] {
+            std::atexit([] { instance().unlinkAll(); });
+            return new LivingFiles;
+        }();
+        return *files;
+    }
+
+private:
+    std::mutex mutex_;
+    std::set<const OwnedFile*> files_;
+};
+
+} // namespace
 
 std::unique_ptr<OwnedFile> OwnedFile::create(const QString& path, int& error)
 {
@@ -29,11 +72,18 @@ OwnedFile::OwnedFile(QByteArray path, int descriptor)
         device_ = status.st_dev;
         number_ = status.st_ino;
     }
+    LivingFiles::instance().add(*this);
 }
 
 OwnedFile::~OwnedFile()
 {
     close();
+    unlinkIfInPlace();
+    LivingFiles::instance().remove(*this);
+}
+
+void OwnedFile::unlinkIfInPlace() const
+{
     if (isInPlace())
         unlink(path_.constData());
 }

@@ -6,8 +6,8 @@
 
 namespace velmo {
 
-/// A new file that only the user can read and that is removed with this object, unless somebody else has put
-/// another one in its place. One thread.
+/// A new file that only the user can read and that is removed with this object, or when the program exits,
+/// unless somebody else has put another one in its place. One thread.
 class OwnedFile {
 public:
     /// Null, with the number of the system's error, if there is something of that name, or the folder does
@@ -28,6 +28,8 @@ public:
     [[nodiscard]] int error() const { return error_; }
     /// Under its name, so that it could be opened.
     [[nodiscard]] bool isInPlace() const;
+    /// Any thread.
+    void unlinkIfInPlace() const;
 
 private:
     OwnedFile(QByteArray path, int descriptor);

@@ -51,7 +51,12 @@ void PulseRecording::onConnected(pa_context& context)
 {
     timer_->start(kAnswerLimit);
     lookup_ = std::make_unique<MicrophoneLookup>(
-        context, [this, &context](const std::optional<std::string>& name) { onMicrophone(context, name); });
+        context, [this, &context](const std::optional<std::string>& name, int error) {
+            if (error != 0)
+                failWith(QString::fromUtf8(pa_strerror(error)));
+            else
+                onMicrophone(context, name);
+        });
 }
 
 void PulseRecording::onDisconnected(const PlatformError& reason)

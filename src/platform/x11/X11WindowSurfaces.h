@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/WindowSurfaces.h"
+#include "platform/x11/X11KeyRepeats.h"
 
 #include <QPointer>
 #include <QWidget>
@@ -40,6 +41,7 @@ public:
     void releaseTop(QWidget& widget) override;
 
 private:
+    X11KeyRepeats repeats_; ///< Before all other filters.
     std::shared_ptr<X11KeyboardFocus> keyboard_;
     QPointer<QWidget> managedTop_;
     QPointer<QWidget> displacedHolder_; ///< Held the keyboard when the managed window took it.
