@@ -1,11 +1,14 @@
 #include "Benchmarks.h"
 #include "Limits.h"
+#include "core/async/TaskScope.h"
+#include "platform/HttpClient.h"
 #include "platform/linux/AacFile.h"
 #include "platform/linux/PulseRecorders.h"
 #include "support/sound/DecodedSound.h"
 #include "support/sound/SoundPlayer.h"
 #include "support/sound/SoundServer.h"
 #include "support/x11/Await.h"
+#include "voice/ReplicateWhisperService.h"
 
 #include <QProcess>
 #include <QTemporaryDir>
@@ -175,10 +178,63 @@ void lostAtBeginning(benchmark::State& state)
     }
     Limits::shared().note("sound/lost", quantile(ours, 0.5));
     Limits::shared().note("sound/held", quantile(held, 0.5));
+#ifdef VELMO_RECORD_ONCE
+    if (toolkitHeld.empty())
+        skip(state, "the toolkit's recorder never worked");
+#endif
     if (!toolkitHeld.empty())
         Limits::shared().note("sound/held/toolkit", quantile(toolkitHeld, 0.5));
     if (!toolkits.empty())
         Limits::shared().note("sound/lost/toolkit", quantile(toolkits, 0.5));
+}
+
+/// Notes when it is asked to send something, and sends nothing.
+class UploadClock final : public HttpClient {
+public:
+    [[nodiscard]] std::unique_ptr<HttpExchange> send(HttpRequest request, HeadHandler /*onHead*/) override
+    {
+        moment = Clock::now();
+        bytes = request.body.size();
+        return std::make_unique<HttpExchange>();
+    }
+
+    std::optional<Clock::TimePoint> moment;
+    qsizetype bytes = 0;
+};
+
+/// From the end of a question of some seconds until its sound leaves the program.
+void releaseToUpload(benchmark::State& state)
+{
+    constexpr std::chrono::milliseconds kQuestion{2000};
+    constexpr int kQuestions = 9;
+    SoundServer server(SoundServer::Kind::PulseAudio);
+    if (!server.isReady() || !server.plugMicrophone()) {
+        skip(state, "the sound server did not start");
+        return;
+    }
+    const SoundPlayer player(SoundServer::kMicrophoneSink, SoundPlayer::chirp);
+    PulseRecorders recorders;
+    std::vector<double> waits;
+    for ([[maybe_unused]] auto iteration : state) {
+        for (int question = 0; question < kQuestions; ++question) {
+            UploadClock upload;
+            async::TaskScope tasks;
+            ReplicateWhisperService service(QStringLiteral("key"), QStringLiteral("version"),
+                                            VoiceCollaborators{recorders, upload});
+            service.startRecording();
+            const auto pressed = Clock::now();
+            test::awaitCondition([&] { return Clock::now() >= pressed + kQuestion; });
+            const auto released = Clock::now();
+            tasks.start(service.stopAndTranscribe());
+            if (!test::awaitCondition([&] { return upload.moment.has_value(); })) {
+                skip(state, "a recording failed");
+                return;
+            }
+            waits.push_back(Milliseconds(*upload.moment - released).count());
+        }
+    }
+    Limits::shared().note("sound/upload/p50", quantile(waits, 0.5));
+    Limits::shared().note("sound/upload/max", quantile(waits, 1));
 }
 
 void encodeSound(benchmark::State& state)
@@ -209,6 +265,7 @@ void encodeSound(benchmark::State& state)
 
 BENCHMARK(pressToFirstSound)->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(lostAtBeginning)->Iterations(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(releaseToUpload)->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(encodeSound)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
 
 } // namespace
@@ -229,6 +286,9 @@ void checkSoundLimits()
                       "sound/held/toolkit", kBesideToolkit);
     limits.report("release to complete file, median, ms", limits.value("sound/file/p50"));
     limits.report("release to complete file, 99th percentile, ms", limits.value("sound/file/p99"));
+    limits.report("release of a two-second question to its upload, median, ms",
+                  limits.value("sound/upload/p50"));
+    limits.report("the same at its longest, ms", limits.value("sound/upload/max"));
     limits.check("encoding, in percent of the sound's own time", limits.value("sound/encode"),
                  kEncodingPercent);
 }
