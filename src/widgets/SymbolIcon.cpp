@@ -15,9 +15,7 @@ static void registerIcons()
 
 namespace velmo {
 
-namespace {
-
-/// The symbol in pixels of the size. Kept for a while, since a control paints its own again and again.
+// Kept for a while, since a control paints its own again and again.
 QPixmap symbolPixmap(const QString& name, const QColor& color, int pixels)
 {
     const QString key = name + u'/' + color.name(QColor::HexArgb) + u'/' + QString::number(pixels);
@@ -37,8 +35,6 @@ QPixmap symbolPixmap(const QString& name, const QColor& color, int pixels)
     QPixmapCache::insert(key, pixmap);
     return pixmap;
 }
-
-} // namespace
 
 QIcon symbolIcon(const QString& name, const QColor& color, int size)
 {

@@ -2,6 +2,7 @@
 
 #include <QColor>
 #include <QIcon>
+#include <QPixmap>
 #include <QRectF>
 #include <QString>
 
@@ -11,6 +12,9 @@ namespace velmo {
 
 /// One of the project's own symbols, by name, in one colour. Main thread.
 [[nodiscard]] QIcon symbolIcon(const QString& name, const QColor& color, int size);
+
+/// The symbol alone, in a square of that many pixels.
+[[nodiscard]] QPixmap symbolPixmap(const QString& name, const QColor& color, int pixels);
 
 /// The same, drawn into a square of the painter's coordinates, sharp at every scale.
 void drawSymbol(QPainter& painter, const QString& name, const QColor& color, const QRectF& square);

@@ -26,9 +26,10 @@ Message newCall(sd_bus* bus, const BusRequest& request)
         return nullptr;
     Message owner(message);
     sd_bus_message_set_auto_start(message, 0);
-    if (request.argument &&
-        sd_bus_message_append_basic(message, SD_BUS_TYPE_STRING, request.argument->c_str()) < 0)
-        return nullptr;
+    for (const auto& argument : {request.argument, request.secondArgument}) {
+        if (argument && sd_bus_message_append_basic(message, SD_BUS_TYPE_STRING, argument->c_str()) < 0)
+            return nullptr;
+    }
     return owner;
 }
 

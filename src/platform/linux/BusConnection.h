@@ -12,13 +12,14 @@ struct sd_bus;
 
 namespace velmo {
 
-/// A method to call. At most one argument, a text: more is not needed here.
+/// A method to call. At most two arguments, both texts: more is not needed here.
 struct BusRequest {
     std::string destination;
     std::string path;
     std::string interface;
     std::string member;
     std::optional<std::string> argument;
+    std::optional<std::string> secondArgument = std::nullopt; ///< Only beside a first one.
 };
 
 /// A call that waits for its answer, or a rule that listens to signals. Destroying it ends the waiting or the

@@ -48,6 +48,14 @@ std::optional<uint32_t> BusMessage::readNumber()
     return number;
 }
 
+std::optional<bool> BusMessage::readFlag()
+{
+    int flag = 0;
+    if (sd_bus_message_read(message_, "v", "b", &flag) <= 0)
+        return std::nullopt;
+    return flag != 0;
+}
+
 std::vector<std::string> BusMessage::readTexts()
 {
     std::vector<std::string> texts;

@@ -39,6 +39,8 @@ public:
     [[nodiscard]] std::optional<std::string> readText();
     [[nodiscard]] std::optional<int32_t> readSigned();
     [[nodiscard]] std::optional<uint32_t> readNumber();
+    /// A property's value that is true or false.
+    [[nodiscard]] std::optional<bool> readFlag();
     [[nodiscard]] std::vector<std::string> readTexts();
     [[nodiscard]] std::vector<uint32_t> readNumbers();
     /// A list of (name, path).

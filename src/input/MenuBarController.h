@@ -1,0 +1,57 @@
+#pragma once
+
+#include "core/AnnotationSession.h"
+#include "input/StatusItem.h"
+
+#include <QWidget>
+
+namespace velmo {
+
+/// What the menu's items open, beside what the controller does itself.
+struct MenuBarCallbacks {
+    /// Applies its own checks before it starts; empty: the session begins at once.
+    std::function<void()> requestAnnotation;
+    /// Empty, or null made by it: there is no such window.
+    std::function<std::unique_ptr<QWidget>()> makeSettingsWindow;
+    std::function<void()> checkForUpdates;
+    std::function<void()> terminate;
+};
+
+/// The application's one lasting piece of user interface: the status item, its menu, and the windows that the
+/// menu opens. Main thread.
+class MenuBarController {
+public:
+    /// The desktop's part of it. All outlive the controller.
+    struct Desktop {
+        WindowSurfaces& windows;
+        const StatusItem::Trays& trays;
+    };
+
+    MenuBarController(AnnotationSession& session, std::shared_ptr<SettingsManager> settings, Desktop desktop,
+                      MenuBarCallbacks callbacks);
+    MenuBarController(const MenuBarController&) = delete;
+    MenuBarController& operator=(const MenuBarController&) = delete;
+    ~MenuBarController();
+
+    [[nodiscard]] StatusMenu& menu() { return menu_; }
+    [[nodiscard]] const StatusItem& statusItem() const { return statusItem_; }
+
+    /// The settings, in one window that is made at the first call and kept.
+    void openSettingsWindow();
+    /// Null before it was opened.
+    [[nodiscard]] QWidget* settingsWindow() const { return settingsWindow_.get(); }
+
+private:
+    [[nodiscard]] StatusMenu::Actions actions();
+    void activateAnnotation();
+
+    AnnotationSession& session_;
+    std::shared_ptr<SettingsManager> settings_;
+    Desktop desktop_;
+    MenuBarCallbacks callbacks_;
+    StatusMenu menu_;
+    StatusItem statusItem_;
+    std::unique_ptr<QWidget> settingsWindow_;
+};
+
+} // namespace velmo

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <QSize>
+#include <QString>
+
+class QWidget;
+
+namespace velmo::DialogWindow {
+
+/// Makes the widget a titled window with a close button and contents of that size, in the middle of the main
+/// screen, which is kept when it is closed. Before it is shown. Main thread.
+void prepare(QWidget& window, const QString& title, QSize contentSize);
+
+/// Shows the window above others and asks for the keyboard, as if the user had just chosen it.
+void bringToFront(QWidget& window);
+
+} // namespace velmo::DialogWindow

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "platform/TrayPresence.h"
+
+#include <utility>
+
+namespace velmo {
+
+/// A tray that comes and goes as a test says.
+class FakeTrayPresence final : public TrayPresence {
+public:
+    explicit FakeTrayPresence(State state)
+        : state_(state)
+    {}
+
+    [[nodiscard]] State state() const override { return state_; }
+    [[nodiscard]] std::optional<QColor> symbolColor() const override { return color_; }
+    void setChangeHandler(std::function<void()> handler) override { handler_ = std::move(handler); }
+
+    void become(State state, std::optional<QColor> color = std::nullopt)
+    {
+        state_ = state;
+        color_ = color;
+        if (handler_)
+            handler_();
+    }
+    [[nodiscard]] bool isWatched() const { return handler_ != nullptr; }
+
+private:
+    State state_;
+    std::optional<QColor> color_;
+    std::function<void()> handler_;
+};
+
+} // namespace velmo

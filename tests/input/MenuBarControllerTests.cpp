@@ -1,0 +1,164 @@
+#include "support/input/MenuBarTest.h"
+
+#include <QScreen>
+
+namespace velmo {
+namespace {
+
+const QString kAnnotate = QStringLiteral("Annotate Screen");
+const QString kSettings = QStringLiteral("Settings...");
+
+TEST_F(MenuBarTest, AnnotateAsksTheProgramWhichChecksFirst)
+{
+    int requests = 0;
+    callbacks.requestAnnotation = [&] { ++requests; };
+    build();
+    choose(kAnnotate);
+    EXPECT_EQ(requests, 1);
+    EXPECT_EQ(state(), SessionState::Idle);
+}
+
+TEST_F(MenuBarTest, AnnotateBeginsTheSessionItselfWithoutAProgram)
+{
+    choose(kAnnotate);
+    EXPECT_EQ(state(), SessionState::Drawing);
+    EXPECT_TRUE(overlay().showToolbar);
+}
+
+TEST_F(MenuBarTest, UpdatesAndQuitAreHandedOn)
+{
+    std::vector<std::string> done;
+    callbacks.checkForUpdates = [&] { done.emplace_back("updates"); };
+    callbacks.terminate = [&] { done.emplace_back("terminate"); };
+    build();
+    choose(QStringLiteral("Check for Updates..."));
+    choose(QStringLiteral("Quit Velmo"));
+    EXPECT_THAT(done, testing::ElementsAre("updates", "terminate"));
+}
+
+TEST_F(MenuBarTest, SettingsTwiceShowTheSameWindow)
+{
+    int made = 0;
+    callbacks.makeSettingsWindow = [&] {
+        ++made;
+        return makeForm();
+    };
+    build();
+    EXPECT_EQ(controller->settingsWindow(), nullptr);
+    choose(kSettings);
+    QWidget* window = controller->settingsWindow();
+    choose(kSettings);
+    EXPECT_EQ(controller->settingsWindow(), window);
+    EXPECT_EQ(made, 1);
+    EXPECT_TRUE(window->isVisible());
+}
+
+TEST_F(MenuBarTest, TheSettingsWindowIsTitledClosableAndCentred)
+{
+    callbacks.makeSettingsWindow = makeForm;
+    build();
+    choose(kSettings);
+    const QWidget& window = *controller->settingsWindow();
+    EXPECT_EQ(window.windowTitle(), QStringLiteral("Velmo Settings"));
+    EXPECT_EQ(window.size(), QSize(520, 580));
+    EXPECT_EQ(window.minimumSize(), window.maximumSize());
+    EXPECT_TRUE(window.windowFlags().testFlag(Qt::WindowTitleHint));
+    EXPECT_TRUE(window.windowFlags().testFlag(Qt::WindowCloseButtonHint));
+    EXPECT_FALSE(window.windowFlags().testFlag(Qt::WindowMinimizeButtonHint));
+    // But for the frame around it.
+    const QPoint off = window.frameGeometry().center() - window.screen()->availableGeometry().center();
+    EXPECT_LE(std::max(std::abs(off.x()), std::abs(off.y())), 4);
+}
+
+TEST_F(MenuBarTest, AClosedSettingsWindowComesBack)
+{
+    callbacks.makeSettingsWindow = makeForm;
+    build();
+    choose(kSettings);
+    QWidget* window = controller->settingsWindow();
+    window->close();
+    ASSERT_FALSE(window->isVisible());
+    choose(kSettings);
+    EXPECT_EQ(controller->settingsWindow(), window);
+    EXPECT_TRUE(window->isVisible());
+}
+
+TEST_F(MenuBarTest, OpeningTheSettingsAgainTakesTheKeyboardFromTheirFields)
+{
+    callbacks.makeSettingsWindow = makeForm;
+    build();
+    choose(kSettings);
+    QWidget* window = controller->settingsWindow();
+    auto* field = window->findChild<QLineEdit*>();
+    window->activateWindow();
+    field->setFocus();
+    ASSERT_TRUE(turnUntil([&] { return field->hasFocus(); }));
+    choose(kSettings);
+    EXPECT_FALSE(field->hasFocus());
+    EXPECT_EQ(window->focusWidget(), nullptr);
+}
+
+TEST_F(MenuBarTest, WithoutASettingsWindowNothingOpens)
+{
+    choose(kSettings);
+    EXPECT_EQ(controller->settingsWindow(), nullptr);
+}
+
+class StatusItemTest : public MenuBarTest {
+protected:
+    void SetUp() override {}
+    [[nodiscard]] QStringList explanations() { return log.take().filter(QStringLiteral("tray")); }
+};
+
+TEST_F(StatusItemTest, WaitsForATray)
+{
+    FakeTrayPresence& tray = addTray(TrayPresence::State::Absent);
+    build();
+    EXPECT_FALSE(controller->statusItem().exists());
+    tray.become(TrayPresence::State::Present);
+    EXPECT_TRUE(controller->statusItem().exists());
+}
+
+TEST_F(StatusItemTest, AsksNothingOfTheToolkitWhileTheBusOwesAnAnswer)
+{
+    FakeTrayPresence& bus = addTray(TrayPresence::State::Unknown);
+    addTray(TrayPresence::State::Present);
+    build();
+    EXPECT_FALSE(controller->statusItem().exists());
+    EXPECT_THAT(explanations(), testing::IsEmpty());
+    bus.become(TrayPresence::State::Absent);
+    EXPECT_TRUE(controller->statusItem().exists());
+}
+
+TEST_F(StatusItemTest, SaysOnceThatThereIsNoTray)
+{
+    FakeTrayPresence& bus = addTray(TrayPresence::State::Unknown);
+    FakeTrayPresence& selection = addTray(TrayPresence::State::Absent);
+    build();
+    bus.become(TrayPresence::State::Absent);
+    selection.become(TrayPresence::State::Absent);
+    EXPECT_THAT(explanations(), testing::ElementsAre(QStringLiteral(
+                                    "[Platform] This desktop has no tray yet; the menu appears "
+                                    "as soon as there is one.")));
+}
+
+TEST_F(StatusItemTest, StaysWhenTheTrayGoes)
+{
+    FakeTrayPresence& tray = addTray(TrayPresence::State::Present);
+    build();
+    tray.become(TrayPresence::State::Absent);
+    EXPECT_TRUE(controller->statusItem().exists());
+    EXPECT_THAT(explanations(), testing::IsEmpty());
+}
+
+TEST_F(StatusItemTest, NobodyIsToldAfterItsEnd)
+{
+    FakeTrayPresence& tray = addTray(TrayPresence::State::Absent);
+    build();
+    EXPECT_TRUE(tray.isWatched());
+    controller.reset();
+    EXPECT_FALSE(tray.isWatched());
+}
+
+} // namespace
+} // namespace velmo

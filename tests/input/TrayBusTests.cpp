@@ -1,0 +1,173 @@
+#include "support/tray/TrayTest.h"
+
+#include "support/widgets/Palettes.h"
+
+#include <csignal>
+
+namespace velmo::test {
+namespace {
+
+using testing::ElementsAre;
+
+class BusTrayTest : public TrayTest {
+protected:
+    [[nodiscard]] bool awaitItem()
+    {
+        return awaitCondition([this] { return !host.items().isEmpty(); });
+    }
+};
+
+TEST_F(BusTrayTest, TheMenuIsExportedAsItIs)
+{
+    ASSERT_TRUE(host.start());
+    buildOnDesktop();
+    ASSERT_TRUE(awaitItem());
+    std::vector<std::string> rows;
+    for (const ExportedItem& item : host.menu()) {
+        EXPECT_TRUE(item.isEnabled);
+        rows.push_back((item.label + u'|' + item.keys).toStdString());
+    }
+    EXPECT_THAT(rows, ElementsAre("Annotate Screen|", "|", "Change Hotkey...|", "Settings...|Control+,", "|",
+                                  "Check for Updates...|", "|", "Quit Velmo|Control+Q"));
+    EXPECT_EQ(host.toolTip(), QStringLiteral("Velmo"));
+}
+
+TEST_F(BusTrayTest, ItemsThatAreChosenThereDoTheirWork)
+{
+    ASSERT_TRUE(host.start());
+    buildOnDesktop();
+    ASSERT_TRUE(awaitItem());
+    ASSERT_TRUE(host.choose(QStringLiteral("Annotate Screen")));
+    EXPECT_TRUE(awaitCondition([this] { return annotations == 1; }));
+    ASSERT_TRUE(host.choose(QStringLiteral("Quit Velmo")));
+    EXPECT_TRUE(awaitCondition([this] { return terminations == 1; }));
+}
+
+TEST_F(BusTrayTest, APressOpensTheMenuWhereTheBarDoesNot)
+{
+    ASSERT_TRUE(host.start());
+    buildOnDesktop();
+    ASSERT_TRUE(awaitItem());
+    ASSERT_TRUE(host.activate());
+    EXPECT_TRUE(awaitCondition([this] { return controller->menu().isVisible(); }));
+    controller->menu().close();
+}
+
+TEST_F(BusTrayTest, ALateBarIsFound)
+{
+    buildOnDesktop();
+    ASSERT_TRUE(awaitAnswers());
+    EXPECT_FALSE(exists());
+    ASSERT_TRUE(host.start());
+    EXPECT_TRUE(awaitItem());
+    EXPECT_TRUE(exists());
+}
+
+TEST_F(BusTrayTest, AWatcherWithoutABarIsNoneYet)
+{
+    ASSERT_TRUE(host.startWatcher());
+    buildOnDesktop();
+    ASSERT_TRUE(awaitAnswers());
+    EXPECT_FALSE(exists());
+    ASSERT_TRUE(host.startHost());
+    EXPECT_TRUE(awaitItem());
+}
+
+TEST_F(BusTrayTest, ARestartedBarGetsTheItemAgain)
+{
+    ASSERT_TRUE(host.start());
+    buildOnDesktop();
+    ASSERT_TRUE(awaitItem());
+    for (int round = 0; round < 3; ++round) {
+        host.stop();
+        ASSERT_TRUE(awaitCondition([this] { return trays.front()->state() == TrayPresence::State::Absent; }));
+        ASSERT_TRUE(host.start());
+        ASSERT_TRUE(awaitItem()) << round;
+        EXPECT_FALSE(host.menu().isEmpty());
+    }
+    EXPECT_EQ(host.items().size(), 1);
+}
+
+TEST_F(BusTrayTest, WithoutABarTheLogSaysSoOnce)
+{
+    buildOnDesktop();
+    ASSERT_TRUE(awaitAnswers());
+    ASSERT_TRUE(awaitCondition([this] { return log.text().contains(QStringLiteral("no tray yet")); }));
+    ASSERT_TRUE(host.start());
+    ASSERT_TRUE(awaitItem());
+    host.stop();
+    ASSERT_TRUE(awaitCondition([this] { return trays.front()->state() == TrayPresence::State::Absent; }));
+    EXPECT_EQ(log.text().count(QStringLiteral("no tray yet")), 1);
+}
+
+TEST_F(BusTrayTest, TheSymbolIsSentInEverySizeAndFollowsTheScheme)
+{
+    ASSERT_TRUE(host.start());
+    const auto strongest = [this] {
+        const QImage image = host.symbol(QSize(22, 22));
+        for (int y = 0; y < image.height(); ++y) {
+            for (int x = 0; x < image.width(); ++x) {
+                if (image.pixelColor(x, y).alpha() == 255)
+                    return image.pixelColor(x, y);
+            }
+        }
+        return QColor();
+    };
+    const ApplicationPalette light(lightPalette());
+    buildOnDesktop();
+    ASSERT_TRUE(awaitItem());
+    EXPECT_THAT(host.symbolSizes(), ElementsAre(QSize(16, 16), QSize(22, 22), QSize(24, 24), QSize(32, 32)));
+    EXPECT_EQ(strongest(), QColor(0x1c1c22));
+    const ApplicationPalette dark(darkPalette());
+    EXPECT_TRUE(awaitCondition([&] { return strongest() == QColor(0xf2f2f5); }));
+}
+
+/// A bus that does not answer.
+class HaltedBus {
+public:
+    HaltedBus() { kill(buses().sessionProcess(), SIGSTOP); }
+    HaltedBus(const HaltedBus&) = delete;
+    HaltedBus& operator=(const HaltedBus&) = delete;
+    ~HaltedBus() { goOn(); }
+    void goOn() { kill(buses().sessionProcess(), SIGCONT); }
+};
+
+TEST_F(BusTrayTest, AFrozenBusHoldsNothingUp)
+{
+    ASSERT_TRUE(host.start());
+    HaltedBus halted;
+    QElapsedTimer timer;
+    timer.start();
+    buildOnDesktop();
+    QCoreApplication::processEvents();
+    EXPECT_LT(timer.elapsed(), 2000);
+    EXPECT_FALSE(exists());
+    halted.goOn();
+    EXPECT_TRUE(awaitItem());
+}
+
+TEST(BusTrayPresence, WithoutABusThereIsNone)
+{
+    EXPECT_EQ(BusTrayPresence("").state(), TrayPresence::State::Absent);
+    BusTrayPresence nobody("unix:path=/nonexistent/bus");
+    int changes = 0;
+    nobody.setChangeHandler([&] { ++changes; });
+    EXPECT_TRUE(awaitCondition([&] { return nobody.state() == TrayPresence::State::Absent; }));
+}
+
+TEST(BusTrayPresence, ABusThatEndsTakesItsTrayAlong)
+{
+    auto other = std::make_unique<PrivateBuses>();
+    TrayHost host(other->sessionAddress());
+    ASSERT_TRUE(host.start());
+    BusTrayPresence tray(other->sessionAddress().toStdString());
+    int changes = 0;
+    tray.setChangeHandler([&] { ++changes; });
+    ASSERT_TRUE(awaitCondition([&] { return tray.state() == TrayPresence::State::Present; }));
+    other.reset();
+    EXPECT_TRUE(awaitCondition([&] { return tray.state() == TrayPresence::State::Absent; }));
+    EXPECT_TRUE(awaitCondition([&] { return changes == 2; }));
+}
+
+} // namespace
+} // namespace velmo::test

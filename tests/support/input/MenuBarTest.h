@@ -1,0 +1,53 @@
+#pragma once
+
+#include "fakes/FakeTrayPresence.h"
+#include "fakes/FakeWindowSurfaces.h"
+#include "input/MenuBarController.h"
+#include "support/core/SessionTest.h"
+
+#include <QLineEdit>
+#include <QVBoxLayout>
+
+namespace velmo {
+
+/// The menu with a session and stand-ins for what it opens.
+class MenuBarTest : public SessionTest {
+protected:
+    void SetUp() override { build(); }
+
+    void build()
+    {
+        controller.reset();
+        controller = std::make_unique<MenuBarController>(
+            *session, settings, MenuBarController::Desktop{windows, trays}, callbacks);
+    }
+
+    FakeTrayPresence& addTray(TrayPresence::State state)
+    {
+        trays.push_back(std::make_unique<FakeTrayPresence>(state));
+        return static_cast<FakeTrayPresence&>(*trays.back());
+    }
+
+    void choose(const QString& title)
+    {
+        for (QAction* item : controller->menu().actions()) {
+            if (item->text() == title)
+                item->trigger();
+        }
+    }
+
+    [[nodiscard]] static std::unique_ptr<QWidget> makeForm()
+    {
+        auto form = std::make_unique<QWidget>();
+        auto* layout = new QVBoxLayout(form.get());
+        layout->addWidget(new QLineEdit);
+        return form;
+    }
+
+    FakeWindowSurfaces windows;
+    StatusItem::Trays trays;
+    MenuBarCallbacks callbacks;
+    std::unique_ptr<MenuBarController> controller;
+};
+
+} // namespace velmo
