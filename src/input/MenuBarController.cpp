@@ -2,6 +2,7 @@
 
 #include "widgets/DialogWindow.h"
 
+#include <QApplication>
 #include <utility>
 
 namespace velmo {
@@ -28,7 +29,7 @@ StatusMenu::Actions MenuBarController::actions()
 {
     return {
         .activateAnnotation = [this] { activateAnnotation(); },
-        .changeHotkey = {},
+        .changeHotkey = [this] { presentHotkeySheet(); },
         .openSettings = [this] { openSettingsWindow(); },
         .checkForUpdates = callbacks_.checkForUpdates,
         .terminate = callbacks_.terminate,
@@ -55,6 +56,17 @@ void MenuBarController::openSettingsWindow()
         focused->clearFocus();
     }
     DialogWindow::bringToFront(*settingsWindow_);
+}
+
+void MenuBarController::presentHotkeySheet()
+{
+    // What the former one has stored is not to wait for a sheet that is gone.
+    if (hotkeySheet_)
+        hotkeySheet_->finishPending();
+    hotkeySheet_ = std::make_unique<HotkeyCaptureSheet>(
+        settings_, HotkeyCaptureCollaborators{desktop_.keys, callbacks_.restartHotkeyMonitor,
+                                              [] { QApplication::beep(); }});
+    hotkeySheet_->present();
 }
 
 } // namespace velmo

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/AnnotationSession.h"
+#include "input/HotkeyCaptureSheet.h"
 #include "input/StatusItem.h"
 
 #include <QWidget>
@@ -13,6 +14,8 @@ struct MenuBarCallbacks {
     std::function<void()> requestAnnotation;
     /// Empty, or null made by it: there is no such window.
     std::function<std::unique_ptr<QWidget>()> makeSettingsWindow;
+    /// After a new hotkey was recorded.
+    std::function<void()> restartHotkeyMonitor;
     std::function<void()> checkForUpdates;
     std::function<void()> terminate;
 };
@@ -24,6 +27,7 @@ public:
     /// The desktop's part of it. All outlive the controller.
     struct Desktop {
         WindowSurfaces& windows;
+        KeyReader& keys;
         const StatusItem::Trays& trays;
     };
 
@@ -41,6 +45,11 @@ public:
     /// Null before it was opened.
     [[nodiscard]] QWidget* settingsWindow() const { return settingsWindow_.get(); }
 
+    /// A new sheet in place of the one before it.
+    void presentHotkeySheet();
+    /// The latest; null before the first.
+    [[nodiscard]] HotkeyCaptureSheet* hotkeySheet() const { return hotkeySheet_.get(); }
+
 private:
     [[nodiscard]] StatusMenu::Actions actions();
     void activateAnnotation();
@@ -52,6 +61,7 @@ private:
     StatusMenu menu_;
     StatusItem statusItem_;
     std::unique_ptr<QWidget> settingsWindow_;
+    std::unique_ptr<HotkeyCaptureSheet> hotkeySheet_;
 };
 
 } // namespace velmo

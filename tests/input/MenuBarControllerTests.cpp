@@ -1,11 +1,16 @@
 #include "support/input/MenuBarTest.h"
 
+#include "platform/EventTap.h"
+
+#include <QKeyEvent>
 #include <QScreen>
+#include <QWindow>
 
 namespace velmo {
 namespace {
 
 const QString kAnnotate = QStringLiteral("Annotate Screen");
+const QString kChangeHotkey = QStringLiteral("Change Hotkey...");
 const QString kSettings = QStringLiteral("Settings...");
 
 TEST_F(MenuBarTest, AnnotateAsksTheProgramWhichChecksFirst)
@@ -102,6 +107,34 @@ TEST_F(MenuBarTest, WithoutASettingsWindowNothingOpens)
 {
     choose(kSettings);
     EXPECT_EQ(controller->settingsWindow(), nullptr);
+}
+
+TEST_F(MenuBarTest, ChangeHotkeyOpensANewSheetInPlaceOfTheFormer)
+{
+    EXPECT_EQ(controller->hotkeySheet(), nullptr);
+    choose(kChangeHotkey);
+    QWidget* first = controller->hotkeySheet()->window();
+    EXPECT_TRUE(first->isVisible());
+    bool isGone = false;
+    QObject::connect(first, &QObject::destroyed, first, [&] { isGone = true; });
+    choose(kChangeHotkey);
+    EXPECT_TRUE(isGone);
+    EXPECT_TRUE(controller->hotkeySheet()->window()->isVisible());
+}
+
+TEST_F(MenuBarTest, AHotkeyThatWasRecordedComesIntoForceAlsoWhenItsSheetIsReplaced)
+{
+    int restarts = 0;
+    callbacks.restartHotkeyMonitor = [&] { ++restarts; };
+    build();
+    choose(kChangeHotkey);
+    keys.key = {40, ModifierFlag::Shift | ModifierFlag::Command, QStringLiteral("K")};
+    QKeyEvent press(QEvent::KeyPress, Qt::Key_K, Qt::ShiftModifier | Qt::MetaModifier);
+    QCoreApplication::sendEvent(controller->hotkeySheet()->window()->windowHandle(), &press);
+    EXPECT_EQ(restarts, 0);
+    choose(kChangeHotkey);
+    EXPECT_EQ(restarts, 1);
+    EXPECT_TRUE(controller->hotkeySheet()->window()->isVisible());
 }
 
 class StatusItemTest : public MenuBarTest {

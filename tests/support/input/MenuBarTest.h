@@ -1,5 +1,6 @@
 #pragma once
 
+#include "fakes/FakeKeyReader.h"
 #include "fakes/FakeTrayPresence.h"
 #include "fakes/FakeWindowSurfaces.h"
 #include "input/MenuBarController.h"
@@ -19,7 +20,7 @@ protected:
     {
         controller.reset();
         controller = std::make_unique<MenuBarController>(
-            *session, settings, MenuBarController::Desktop{windows, trays}, callbacks);
+            *session, settings, MenuBarController::Desktop{windows, keys, trays}, callbacks);
     }
 
     FakeTrayPresence& addTray(TrayPresence::State state)
@@ -45,6 +46,7 @@ protected:
     }
 
     FakeWindowSurfaces windows;
+    FakeKeyReader keys;
     StatusItem::Trays trays;
     MenuBarCallbacks callbacks;
     std::unique_ptr<MenuBarController> controller;

@@ -1,0 +1,201 @@
+#include "input/HotkeyCaptureSheet.h"
+
+#include "widgets/DialogWindow.h"
+#include "widgets/ModifierSymbols.h"
+#include "widgets/SystemFont.h"
+#include "widgets/WindowTheme.h"
+
+#include <QCoreApplication>
+#include <QGuiApplication>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QTimer>
+#include <QVBoxLayout>
+#include <utility>
+
+namespace velmo {
+
+namespace {
+
+constexpr QSize kSize{320, 100};
+constexpr int kInset = 24;
+constexpr int kTextSize = 14;
+constexpr std::chrono::milliseconds kFarewell{800};
+
+/// The places of the modifier keys themselves.
+constexpr int kFirstModifierKey = 54;
+constexpr int kLastModifierKey = 63;
+
+/// The toolkit reports a modifier as a key press of its own, also while a combination is being built.
+bool isModifierPress(int key)
+{
+    switch (key) {
+    case Qt::Key_Shift:
+    case Qt::Key_Control:
+    case Qt::Key_Alt:
+    case Qt::Key_AltGr:
+    case Qt::Key_Meta:
+    case Qt::Key_Super_L:
+    case Qt::Key_Super_R:
+    case Qt::Key_Hyper_L:
+    case Qt::Key_Hyper_R:
+    case Qt::Key_CapsLock:
+    case Qt::Key_NumLock:
+    case Qt::Key_ScrollLock:
+    case Qt::Key_Mode_switch:
+        return true;
+    default:
+        return false;
+    }
+}
+
+} // namespace
+
+class HotkeyCaptureSheet::Window final : public QWidget {
+public:
+    explicit Window(std::function<void()> onClose)
+        : onClose_(std::move(onClose))
+        , label_(new QLabel(this))
+    {
+        auto* stack = new QVBoxLayout(this);
+        stack->setContentsMargins(kInset, kInset, kInset, kInset);
+        stack->addWidget(label_);
+        label_->setAlignment(Qt::AlignCenter);
+        label_->setWordWrap(true);
+        // The name of a key may look like a tag.
+        label_->setTextFormat(Qt::PlainText);
+        label_->setFont(systemFont(kTextSize));
+        setAutoFillBackground(true);
+        followScheme();
+    }
+
+    void setText(const QString& text)
+    {
+        label_->setText(text);
+        setAccessibleDescription(text);
+    }
+
+protected:
+    bool event(QEvent* event) override
+    {
+        if (event->type() == QEvent::ApplicationPaletteChange)
+            followScheme();
+        return QWidget::event(event);
+    }
+
+    void closeEvent(QCloseEvent* event) override
+    {
+        onClose_();
+        QWidget::closeEvent(event);
+    }
+
+private:
+    void followScheme()
+    {
+        const WindowTheme theme = WindowTheme::of(QGuiApplication::palette());
+        QPalette colors;
+        colors.setColor(QPalette::Window, theme.window);
+        colors.setColor(QPalette::WindowText, theme.text);
+        setPalette(colors);
+    }
+
+    std::function<void()> onClose_;
+    QLabel* label_;
+};
+
+HotkeyCaptureSheet::HotkeyCaptureSheet(std::shared_ptr<SettingsManager> settings,
+                                       HotkeyCaptureCollaborators collaborators)
+    : settings_(std::move(settings))
+    , collaborators_(std::move(collaborators))
+{}
+
+HotkeyCaptureSheet::~HotkeyCaptureSheet()
+{
+    cleanupMonitor();
+}
+
+QWidget* HotkeyCaptureSheet::window() const
+{
+    return window_.get();
+}
+
+void HotkeyCaptureSheet::present()
+{
+    window_ = std::make_unique<Window>([this] { cleanupMonitor(); });
+    window_->setText(QStringLiteral("Press your desired key combination..."));
+    DialogWindow::prepare(*window_, QStringLiteral("Change Hotkey"), kSize);
+    QCoreApplication::instance()->installEventFilter(this);
+    DialogWindow::bringToFront(*window_);
+}
+
+bool HotkeyCaptureSheet::eventFilter(QObject* watched, QEvent* event)
+{
+    // The toolkit hands a press to the window first, and then to the widgets in it, one after the other.
+    if (event->type() != QEvent::KeyPress || !watched->isWindowType())
+        return false;
+    return swallows(static_cast<const QKeyEvent&>(*event));
+}
+
+bool HotkeyCaptureSheet::swallows(const QKeyEvent& event)
+{
+    if (isModifierPress(event.key()))
+        return false;
+    const PressedKey key = collaborators_.keys.read(event.nativeScanCode(), event.nativeModifiers());
+    if (key.modifiers == 0)
+        return false;
+    // A key that is held is one press.
+    if (event.isAutoRepeat())
+        return true;
+    // A key that settings have no number for can be no hotkey either.
+    if (key.keyCode < 0 || (key.keyCode >= kFirstModifierKey && key.keyCode <= kLastModifierKey))
+        refuse();
+    else
+        save(key);
+    return true;
+}
+
+void HotkeyCaptureSheet::refuse()
+{
+    if (collaborators_.beep)
+        collaborators_.beep();
+    window_->setText(QStringLiteral("Choose a non-modifier key with modifiers."));
+}
+
+void HotkeyCaptureSheet::save(const PressedKey& key)
+{
+    settings_->hotkeyKeyCode.set(key.keyCode);
+    settings_->hotkeyModifiers.set(static_cast<qint64>(key.modifiers));
+    const QString characters = key.characters.isEmpty() ? QStringLiteral("?") : key.characters.toUpper();
+    window_->setText(QStringLiteral("Saved: ") + characters + QStringLiteral(" with ") +
+                     modifierSymbols(key.modifiers));
+    ++pending_;
+    // Each one counts for itself: the first closes the window, and a later one still comes into force.
+    QTimer::singleShot(kFarewell, Qt::PreciseTimer, this, [this] {
+        if (pending_ == 0)
+            return;
+        --pending_;
+        finish();
+    });
+}
+
+void HotkeyCaptureSheet::finishPending()
+{
+    if (std::exchange(pending_, 0) > 0)
+        finish();
+}
+
+void HotkeyCaptureSheet::finish()
+{
+    cleanupMonitor();
+    window_->close();
+    if (collaborators_.restartHotkeyMonitor)
+        collaborators_.restartHotkeyMonitor();
+}
+
+void HotkeyCaptureSheet::cleanupMonitor()
+{
+    if (auto* application = QCoreApplication::instance(); application != nullptr)
+        application->removeEventFilter(this);
+}
+
+} // namespace velmo

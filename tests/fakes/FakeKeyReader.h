@@ -1,0 +1,23 @@
+#pragma once
+
+#include "platform/KeyReader.h"
+
+#include <QList>
+#include <utility>
+
+namespace velmo {
+
+/// A keyboard whose every press is the one that a test has set.
+class FakeKeyReader final : public KeyReader {
+public:
+    [[nodiscard]] PressedKey read(quint32 nativeKeyCode, quint32 nativeModifiers) override
+    {
+        asked.append({nativeKeyCode, nativeModifiers});
+        return key;
+    }
+
+    PressedKey key;
+    QList<std::pair<quint32, quint32>> asked;
+};
+
+} // namespace velmo
