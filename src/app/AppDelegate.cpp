@@ -45,6 +45,7 @@ AppDelegate::AppDelegate(std::shared_ptr<SettingsManager> settings, DesktopServi
 AppDelegate::~AppDelegate()
 {
     desktop_.screens->setChangeHandler({});
+    menuBarController_.reset();
     stopHotkeyMonitor();
     session_.end();
     // Nobody reads the screen any more when the desktop goes.
@@ -91,6 +92,17 @@ PanelDesktop AppDelegate::panelDesktop()
     };
 }
 
+MenuBarCallbacks AppDelegate::menuBarCallbacks()
+{
+    return {
+        .requestAnnotation = [this] { requestAnnotation(); },
+        .makeSettingsWindow = {},
+        .restartHotkeyMonitor = [this] { restartHotkeyMonitor(); },
+        .checkForUpdates = {},
+        .terminate = [this] { terminate(); },
+    };
+}
+
 void AppDelegate::applicationDidFinishLaunching(JsonFileDefaults& defaults)
 {
     DebugLog::reset();
@@ -100,6 +112,10 @@ void AppDelegate::applicationDidFinishLaunching(JsonFileDefaults& defaults)
     logDesktopDiagnostics();
     defaults.setProblemHandler(logPlatform);
     session_.setSettings(settings_);
+    menuBarController_ = std::make_unique<MenuBarController>(
+        session_, settings_,
+        MenuBarController::Desktop{*desktop_.windowSurfaces, *desktop_.keyReader, desktop_.trays},
+        menuBarCallbacks());
     desktop_.screens->setChangeHandler([this] { followScreens(); });
     followScreens();
     captureRelease_.setSingleShot(true);

@@ -5,6 +5,7 @@
 #include "core/AnnotationSession.h"
 #include "core/async/TaskScope.h"
 #include "input/HotkeyMonitor.h"
+#include "input/MenuBarController.h"
 #include "overlay/HintCapsuleController.h"
 #include "panel/PanelDesktop.h"
 #include "platform/HttpClient.h"
@@ -33,6 +34,8 @@ public:
     void terminate();
 
     [[nodiscard]] AnnotationSession& session() { return session_; }
+    /// Null before the launch has finished.
+    [[nodiscard]] MenuBarController* menuBarController() { return menuBarController_.get(); }
 
     /// The hotkey's and the menu's action.
     void requestAnnotation();
@@ -49,6 +52,7 @@ public:
 private:
     [[nodiscard]] SessionCollaborators collaborators();
     [[nodiscard]] PanelDesktop panelDesktop();
+    [[nodiscard]] MenuBarCallbacks menuBarCallbacks();
     [[nodiscard]] QStringList missingPermissions();
     void followSessionState(SessionState next);
     void logDesktopDiagnostics();
@@ -65,6 +69,7 @@ private:
     AnnotationSession session_;
     Subscription stateSubscription_;
     Subscription captureSubscription_;
+    std::unique_ptr<MenuBarController> menuBarController_;
     std::shared_ptr<HotkeyMonitor> hotkeyMonitor_;
     std::unique_ptr<HintCapsuleController> hintCapsuleController_; ///< From the monitor's first start on.
     bool printsPassedKeys_ = true;

@@ -1,6 +1,7 @@
 #include "app/DesktopServices.h"
 
 #include "platform/linux/AtSpiFocus.h"
+#include "platform/linux/BusTrayPresence.h"
 #include "platform/linux/PulseRecorders.h"
 #include "platform/x11/X11Platform.h"
 
@@ -39,6 +40,9 @@ DesktopServices DesktopServices::create()
 {
     X11Platform x11 = X11Platform::create(std::make_unique<AtSpiFocus>());
     X11DisplayCapture* capture = x11.displayCapture.get();
+    std::vector<std::unique_ptr<TrayPresence>> trays;
+    trays.push_back(std::make_unique<BusTrayPresence>(AtSpiFocus::sessionAddress()));
+    trays.push_back(std::move(x11.trayPresence));
     return {std::move(x11.screens),
             std::move(x11.eventTap),
             std::move(x11.displayCapture),
@@ -46,6 +50,8 @@ DesktopServices DesktopServices::create()
             std::move(x11.windowSurfaces),
             std::move(x11.permissions),
             std::make_unique<PulseRecorders>(),
+            std::move(x11.keyReader),
+            std::move(trays),
             [capture, notes = limitations()]() mutable {
                 return std::exchange(notes, {}) + capture->takeDiagnostics();
             }};

@@ -4,14 +4,17 @@
 #include "platform/AudioRecorder.h"
 #include "platform/DisplayCapture.h"
 #include "platform/EventTap.h"
+#include "platform/KeyReader.h"
 #include "platform/Permissions.h"
 #include "platform/Screens.h"
+#include "platform/TrayPresence.h"
 #include "platform/WindowFocus.h"
 #include "platform/WindowSurfaces.h"
 
 #include <QStringList>
 #include <functional>
 #include <memory>
+#include <vector>
 
 namespace velmo {
 
@@ -24,6 +27,8 @@ struct DesktopServices {
     std::unique_ptr<WindowSurfaces> windowSurfaces;
     std::unique_ptr<Permissions> permissions;
     std::unique_ptr<AudioRecorders> audioRecorders;
+    std::unique_ptr<KeyReader> keyReader;
+    std::vector<std::unique_ptr<TrayPresence>> trays; ///< Of every kind that the desktop may have.
 
     /// What the backends could not do as they should, since the last call.
     std::function<QStringList()> takeDiagnostics;

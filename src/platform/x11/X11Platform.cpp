@@ -17,6 +17,8 @@ X11Platform X11Platform::create(std::unique_ptr<AccessibleFocus> elements)
     platform.windowFocus = std::make_unique<X11WindowFocus>(std::move(elements));
     platform.windowSurfaces = std::make_unique<X11WindowSurfaces>();
     platform.permissions = std::make_unique<X11Permissions>();
+    platform.keyReader = std::make_unique<X11KeyReader>();
+    platform.trayPresence = std::make_unique<X11TrayPresence>();
 
     if (xcb_connection_t* connection = toolkitConnection(); connection != nullptr) {
         const auto* setup = xcb_get_setup(connection);

@@ -2,8 +2,10 @@
 
 #include "platform/x11/X11DisplayCapture.h"
 #include "platform/x11/X11EventTap.h"
+#include "platform/x11/X11KeyReader.h"
 #include "platform/x11/X11Permissions.h"
 #include "platform/x11/X11Screens.h"
+#include "platform/x11/X11TrayPresence.h"
 #include "platform/x11/X11WindowFocus.h"
 #include "platform/x11/X11WindowSurfaces.h"
 
@@ -20,6 +22,8 @@ struct X11Platform {
     std::unique_ptr<X11WindowFocus> windowFocus;
     std::unique_ptr<X11WindowSurfaces> windowSurfaces; ///< After the tap: it tells it who holds the keyboard.
     std::unique_ptr<X11Permissions> permissions;
+    std::unique_ptr<X11KeyReader> keyReader;
+    std::unique_ptr<X11TrayPresence> trayPresence;
 
     /// What is inside other applications' windows is for the elements to know; null for nobody.
     [[nodiscard]] static X11Platform create(std::unique_ptr<AccessibleFocus> elements = nullptr);

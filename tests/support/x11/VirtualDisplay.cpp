@@ -120,8 +120,9 @@ VirtualDisplay::VirtualDisplay(const Options& options)
     }
     setVariable("WAYLAND_DISPLAY", {});
     // Without any address a bus would be started.
+    const QByteArray nowhere = "unix:path=" + folder_.filePath(QStringLiteral("no-session-bus")).toUtf8();
     setVariable("DBUS_SESSION_BUS_ADDRESS",
-                "unix:path=" + folder_.filePath(QStringLiteral("no-session-bus")).toUtf8());
+                options.sessionAddress.isEmpty() ? nowhere : options.sessionAddress);
 
     int pipe[2];
     if (pipe2(pipe, O_CLOEXEC) != 0)

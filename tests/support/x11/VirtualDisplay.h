@@ -22,6 +22,7 @@ public:
         Server server = Server::Virtual;
         QByteArray screen = "1920x1080x24"; ///< For Xvfb; Xorg always has 1920x1080.
         QList<QByteArray> arguments;        ///< More for the server, such as "-extension", "XTEST".
+        QByteArray sessionAddress;          ///< Of the bus that programs on it find; empty for none.
     };
 
     VirtualDisplay()
