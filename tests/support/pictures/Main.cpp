@@ -12,6 +12,7 @@
 #include "overlay/HintCapsuleController.h"
 #include "overlay/ImagePreviewWindowController.h"
 #include "overlay/PenCursor.h"
+#include "support/pictures/MenuPictures.h"
 #include "support/pictures/PanelPictures.h"
 
 #include <QApplication>
@@ -42,7 +43,8 @@ public:
                drawToolbars(SubmitMode::ManualSubmit, QStringLiteral("toolbar-manual-submit")) &&
                drawHint() && drawPen() && drawStrokes() && drawPreview() &&
                drawPanels(
-                   [this](const QPixmap& picture, const QString& name) { return save(picture, name); });
+                   [this](const QPixmap& picture, const QString& name) { return save(picture, name); }) &&
+               drawMenus([this](const QPixmap& picture, const QString& name) { return save(picture, name); });
     }
 
 private:

@@ -1,0 +1,106 @@
+#include "support/pictures/MenuPictures.h"
+
+#include "fakes/FakeKeyReader.h"
+#include "fakes/FakeKeychain.h"
+#include "fakes/FakeWindowSurfaces.h"
+#include "fakes/InMemoryDefaults.h"
+#include "input/HotkeyCaptureSheet.h"
+#include "input/StatusMenu.h"
+#include "input/TrayIcon.h"
+#include "platform/EventTap.h"
+#include "support/core/EventLoop.h"
+#include "support/widgets/Palettes.h"
+
+#include <QGuiApplication>
+#include <QKeyEvent>
+#include <QPainter>
+#include <QWindow>
+
+namespace velmo {
+namespace {
+
+constexpr int kMargin = 24;
+
+QPixmap ground(QSize size)
+{
+    const double ratio = qGuiApp->devicePixelRatio();
+    QPixmap picture(size * ratio);
+    picture.setDevicePixelRatio(ratio);
+    picture.fill(QColor(0xb8bce8));
+    return picture;
+}
+
+QPixmap menuPicture()
+{
+    FakeWindowSurfaces windows;
+    windows.composited = true;
+    StatusMenu menu(windows, {});
+    menu.resize(menu.sizeHint());
+    menu.setActiveAction(menu.actions().constFirst());
+    QPixmap picture = ground(menu.size() + QSize(2 * kMargin, 2 * kMargin));
+    QPainter(&picture).drawPixmap(kMargin, kMargin, menu.grab());
+    return picture;
+}
+
+/// In each of its three states, side by side and without a frame.
+QPixmap sheetPicture()
+{
+    const auto settings = std::make_shared<SettingsManager>(std::make_shared<InMemoryDefaults>(),
+                                                            std::make_shared<FakeKeychain>());
+    FakeKeyReader keys;
+    HotkeyCaptureSheet sheet(settings, {keys, {}, {}});
+    sheet.present();
+    QWidget& window = *sheet.window();
+    QPixmap picture = ground(QSize(3 * (window.width() + kMargin) + kMargin, window.height() + 2 * kMargin));
+    QPainter painter(&picture);
+    const std::array<PressedKey, 2> presses{
+        PressedKey{59, ModifierFlag::Control, {}},
+        PressedKey{40, ModifierFlag::Shift | ModifierFlag::Command, QStringLiteral("K")}};
+    for (int state = 0; state <= 2; ++state) {
+        if (state > 0) {
+            keys.key = presses.at(static_cast<std::size_t>(state - 1));
+            QKeyEvent press(QEvent::KeyPress, Qt::Key_K, Qt::NoModifier);
+            QCoreApplication::sendEvent(window.windowHandle(), &press);
+        }
+        settle();
+        painter.drawPixmap(kMargin + state * (window.width() + kMargin), kMargin, window.grab());
+    }
+    return picture;
+}
+
+/// At each size that bars have, on a light one and on a dark one.
+QPixmap symbolPicture()
+{
+    constexpr std::array kSizes{16, 22, 24, 32};
+    constexpr QSize kBar(80, 48);
+    QPixmap picture = ground(QSize(kBar.width() * static_cast<int>(kSizes.size()), 2 * kBar.height()));
+    QPainter painter(&picture);
+    for (int row = 0; row < 2; ++row) {
+        const QRect bar(0, row * kBar.height(), picture.width(), kBar.height());
+        painter.fillRect(bar, row == 0 ? QColor(0xf4f4f6) : QColor(0x18181c));
+        const QColor color = trayColor(std::nullopt, {}, row == 0 ? lightPalette() : darkPalette());
+        for (int i = 0; i < static_cast<int>(kSizes.size()); ++i) {
+            QRect place(0, 0, kSizes.at(static_cast<std::size_t>(i)), kSizes.at(static_cast<std::size_t>(i)));
+            place.moveCenter({i * kBar.width() + kBar.width() / 2, bar.center().y()});
+            trayIcon(color).paint(&painter, place);
+        }
+    }
+    return picture;
+}
+
+} // namespace
+
+bool drawMenus(const std::function<bool(const QPixmap&, const QString& name)>& save)
+{
+    for (const bool isDark : {false, true}) {
+        const ApplicationPalette palette(isDark ? darkPalette() : lightPalette());
+        settle();
+        const QString scheme = isDark ? QStringLiteral("-dark") : QStringLiteral("-light");
+        if (!save(menuPicture(), QStringLiteral("status-menu") + scheme) ||
+            !save(sheetPicture(), QStringLiteral("hotkey-sheet") + scheme))
+            return false;
+    }
+    return save(symbolPicture(), QStringLiteral("tray-icon"));
+}
+
+} // namespace velmo
