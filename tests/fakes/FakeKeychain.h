@@ -38,6 +38,11 @@ public:
         return Status::Success;
     }
 
+    [[nodiscard]] Availability availability() override
+    {
+        return isAvailable ? Availability::Available : Availability::NoService;
+    }
+
     [[nodiscard]] static QString name(const QString& service, const QString& account)
     {
         return service + u'/' + account;

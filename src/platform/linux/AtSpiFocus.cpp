@@ -147,14 +147,6 @@ private:
         std::make_shared<std::atomic<FocusFinding>>(FocusFinding::Pending);
 };
 
-std::string AtSpiFocus::sessionAddress()
-{
-    if (const auto address = qgetenv("DBUS_SESSION_BUS_ADDRESS"); !address.isEmpty())
-        return address.toStdString();
-    const auto folder = qgetenv("XDG_RUNTIME_DIR");
-    return folder.isEmpty() ? std::string() : "unix:path=" + folder.toStdString() + "/bus";
-}
-
 AtSpiFocus::AtSpiFocus(std::string address)
     : mailbox_(std::make_shared<Mailbox>())
     , thread_([mailbox = mailbox_, address = std::move(address)] {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/AccessibleFocus.h"
+#include "platform/linux/BusConnection.h"
 #include "platform/linux/FocusFinding.h"
 
 #include <memory>
@@ -16,10 +17,7 @@ namespace velmo {
 /// application does.
 class AtSpiFocus final : public AccessibleFocus {
 public:
-    /// Where this user's session bus is, as the environment tells.
-    [[nodiscard]] static std::string sessionAddress();
-
-    explicit AtSpiFocus(std::string address = sessionAddress());
+    explicit AtSpiFocus(std::string address = BusConnection::sessionAddress());
     ~AtSpiFocus() override;
 
     /// Found within 150 ms, or not at all.

@@ -3,6 +3,7 @@
 #include <systemd/sd-bus.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <utility>
 
 namespace velmo {
@@ -25,11 +26,15 @@ Message newCall(sd_bus* bus, const BusRequest& request)
                                        request.interface.c_str(), request.member.c_str()) < 0)
         return nullptr;
     Message owner(message);
-    sd_bus_message_set_auto_start(message, 0);
+    sd_bus_message_set_auto_start(message, request.activation == BusActivation::IfNeeded ? 1 : 0);
+    if (request.isSensitive && sd_bus_message_sensitive(message) < 0)
+        return nullptr;
     for (const auto& argument : {request.argument, request.secondArgument}) {
         if (argument && sd_bus_message_append_basic(message, SD_BUS_TYPE_STRING, argument->c_str()) < 0)
             return nullptr;
     }
+    if (request.writeArguments && request.writeArguments(message) < 0)
+        return nullptr;
     return owner;
 }
 
@@ -67,10 +72,17 @@ BusListener::BusListener(BusListener&&) noexcept = default;
 BusListener& BusListener::operator=(BusListener&&) noexcept = default;
 BusListener::~BusListener() = default;
 
+std::string BusConnection::sessionAddress()
+{
+    if (const char* address = std::getenv("DBUS_SESSION_BUS_ADDRESS"); address != nullptr && *address != 0)
+        return address;
+    const char* folder = std::getenv("XDG_RUNTIME_DIR");
+    return folder == nullptr || *folder == 0 ? std::string() : std::string("unix:path=") + folder + "/bus";
+}
+
 std::unique_ptr<BusConnection> BusConnection::open(const std::string& address)
 {
-    // Any other kind may look names up or start programs, and would have to be waited for.
-    if (!address.starts_with("unix:"))
+    if (!isLocalAddress(address))
         return nullptr;
     sd_bus* bus = nullptr;
     if (sd_bus_new(&bus) < 0)

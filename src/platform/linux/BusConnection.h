@@ -9,10 +9,14 @@
 #include <string>
 
 struct sd_bus;
+struct sd_bus_message;
 
 namespace velmo {
 
-/// A method to call. At most two arguments, both texts: more is not needed here.
+/// Whether a call may start the program that answers to the name, where the bus knows how.
+enum class BusActivation { Never, IfNeeded };
+
+/// A method to call.
 struct BusRequest {
     std::string destination;
     std::string path;
@@ -20,6 +24,11 @@ struct BusRequest {
     std::string member;
     std::optional<std::string> argument;
     std::optional<std::string> secondArgument = std::nullopt; ///< Only beside a first one.
+    /// Writes what is more than a text; negative if that fails.
+    std::function<int(sd_bus_message*)> writeArguments{};
+    BusActivation activation = BusActivation::Never;
+    /// The arguments and the answer are erased from memory when they are freed.
+    bool isSensitive = false;
 };
 
 /// A call that waits for its answer, or a rule that listens to signals. Destroying it ends the waiting or the
@@ -51,6 +60,16 @@ public:
         std::optional<Clock::TimePoint> until;
     };
 
+    /// Where the user's session bus listens: what the environment says, else where systems put it. Empty if
+    /// neither is known.
+    [[nodiscard]] static std::string sessionAddress();
+    /// Whether a bus may be there. Any other kind may look names up or start programs, and would have to be
+    /// waited for.
+    [[nodiscard]] static bool isLocalAddress(const std::string& address)
+    {
+        return address.starts_with("unix:");
+    }
+
     /// Null if the address names no local socket. Requests may be made at once.
     [[nodiscard]] static std::unique_ptr<BusConnection> open(const std::string& address);
     BusConnection(const BusConnection&) = delete;
@@ -62,7 +81,7 @@ public:
     [[nodiscard]] bool process();
     [[nodiscard]] Wait nextWait() const;
 
-    /// The handler gets the answer, or an error when there is none in time. No service is started for it. A
+    /// The handler gets the answer, or an error when there is none in time. A
     /// bus that does not read what it is sent gets nothing more, and the handler is not called then.
     [[nodiscard]] BusListener call(const BusRequest& request, std::chrono::microseconds timeout,
                                    Handler handler);

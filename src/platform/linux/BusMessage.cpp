@@ -11,6 +11,11 @@ bool BusMessage::isError() const
     return sd_bus_message_is_method_error(message_, nullptr) > 0;
 }
 
+bool BusMessage::isError(const char* name) const
+{
+    return sd_bus_message_is_method_error(message_, name) > 0;
+}
+
 bool BusMessage::isFromNobody() const
 {
     return sd_bus_message_is_method_error(message_, SD_BUS_ERROR_NAME_HAS_NO_OWNER) > 0 ||
@@ -99,6 +104,62 @@ std::optional<BusOwnerChange> BusMessage::readOwnerChange()
     if (!name || !formerOwner || !owner)
         return std::nullopt;
     return BusOwnerChange{std::move(*name), std::move(*owner)};
+}
+
+std::optional<bool> BusMessage::readFlag()
+{
+    int flag = 0;
+    if (sd_bus_message_read_basic(message_, SD_BUS_TYPE_BOOLEAN, &flag) <= 0)
+        return std::nullopt;
+    return flag != 0;
+}
+
+std::optional<std::string> BusMessage::readPath()
+{
+    const char* path = nullptr;
+    if (sd_bus_message_read_basic(message_, SD_BUS_TYPE_OBJECT_PATH, &path) <= 0)
+        return std::nullopt;
+    return path;
+}
+
+std::vector<std::string> BusMessage::readPaths()
+{
+    std::vector<std::string> paths;
+    if (!enter(SD_BUS_TYPE_ARRAY, "o"))
+        return paths;
+    while (auto path = readPath())
+        paths.push_back(std::move(*path));
+    leave();
+    return paths;
+}
+
+std::optional<std::string> BusMessage::readBytes()
+{
+    const void* bytes = nullptr;
+    size_t count = 0;
+    if (sd_bus_message_read_array(message_, SD_BUS_TYPE_BYTE, &bytes, &count) < 0)
+        return std::nullopt;
+    return count == 0 ? std::string() : std::string(static_cast<const char*>(bytes), count);
+}
+
+bool BusMessage::enter(char type, const char* contents)
+{
+    return sd_bus_message_enter_container(message_, type, contents) > 0;
+}
+
+void BusMessage::leave()
+{
+    sd_bus_message_exit_container(message_);
+}
+
+void BusMessage::eraseWhenFreed()
+{
+    sd_bus_message_sensitive(message_);
+}
+
+void BusMessage::skip(const char* types)
+{
+    sd_bus_message_skip(message_, types);
 }
 
 } // namespace velmo

@@ -31,6 +31,8 @@ public:
     {}
 
     [[nodiscard]] bool isError() const;
+    /// For errors, by their name on the bus.
+    [[nodiscard]] bool isError(const char* name) const;
     /// For errors: the name has no owner.
     [[nodiscard]] bool isFromNobody() const;
     /// The object that a signal comes from.
@@ -47,6 +49,18 @@ public:
     [[nodiscard]] std::vector<BusObject> readObjects();
 
     [[nodiscard]] std::optional<BusOwnerChange> readOwnerChange();
+    [[nodiscard]] std::optional<bool> readFlag();
+    [[nodiscard]] std::optional<std::string> readPath();
+    [[nodiscard]] std::vector<std::string> readPaths();
+    [[nodiscard]] std::optional<std::string> readBytes();
+
+    /// Goes into a container, of the types that the library names; false if it is another.
+    [[nodiscard]] bool enter(char type, const char* contents);
+    void leave();
+    /// It holds a secret: its memory is erased when it is freed.
+    void eraseWhenFreed();
+    /// Passes over what is of these types.
+    void skip(const char* types);
 
 private:
     sd_bus_message* message_;

@@ -1,0 +1,310 @@
+#include "platform/linux/SecretService.h"
+
+#include <systemd/sd-bus.h>
+
+#include <algorithm>
+#include <array>
+#include <poll.h>
+#include <utility>
+
+namespace velmo {
+namespace {
+
+const std::string kBusName = "org.freedesktop.secrets";
+const std::string kRoot = "/org/freedesktop/secrets";
+const std::string kService = "org.freedesktop.Secret.Service";
+const std::string kCollection = "org.freedesktop.Secret.Collection";
+const std::string kItem = "org.freedesktop.Secret.Item";
+const std::string kPrompt = "org.freedesktop.Secret.Prompt";
+const char* const kIsLocked = "org.freedesktop.Secret.Error.IsLocked";
+/// The schema of items that "secret-tool" makes, too.
+const char* const kSchema = "org.freedesktop.Secret.Generic";
+const char* const kContentType = "text/plain";
+const std::string kOwnerRule = "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',"
+                               "member='NameOwnerChanged',arg0='org.freedesktop.secrets'";
+
+BusRequest newRequest(const std::string& path, const std::string& interface, const std::string& member,
+                      std::function<int(sd_bus_message*)> writeArguments = {})
+{
+    BusRequest request{kBusName, path, interface, member, std::nullopt};
+    request.writeArguments = std::move(writeArguments);
+    request.activation = BusActivation::IfNeeded;
+    return request;
+}
+
+/// Takes the results of the library's functions one after the other; the first failure stays.
+int firstFailure(std::initializer_list<int> results)
+{
+    const auto* failure = std::find_if(results.begin(), results.end(), [](int result) { return result < 0; });
+    return failure == results.end() ? 0 : *failure;
+}
+
+int writeSecret(sd_bus_message* message, const std::string& session, const std::string& secret)
+{
+    return firstFailure({sd_bus_message_open_container(message, SD_BUS_TYPE_STRUCT, "oayays"),
+                         sd_bus_message_append(message, "o", session.c_str()),
+                         sd_bus_message_append_array(message, SD_BUS_TYPE_BYTE, nullptr, 0),
+                         sd_bus_message_append_array(message, SD_BUS_TYPE_BYTE, secret.data(), secret.size()),
+                         sd_bus_message_append(message, "s", kContentType),
+                         sd_bus_message_close_container(message)});
+}
+
+/// Timeouts of the library's own come after ours, so that an answer of this name is the bus's: whoever was
+/// asked is gone.
+constexpr std::chrono::seconds kBeyondOurLimit{5};
+
+SecretFault faultOf(const BusMessage& error)
+{
+    if (error.isError(kIsLocked))
+        return SecretFault::IsLocked;
+    const bool isGone = error.isFromNobody() || error.isError(SD_BUS_ERROR_NO_REPLY) ||
+                        error.isError("org.freedesktop.DBus.Error.Spawn.ChildExited") ||
+                        error.isError("org.freedesktop.DBus.Error.Spawn.ServiceNotFound") ||
+                        error.isError("org.freedesktop.DBus.Error.Spawn.ExecFailed") ||
+                        error.isError("org.freedesktop.DBus.Error.Spawn.Failed");
+    return isGone ? SecretFault::NoService : SecretFault::Refused;
+}
+
+} // namespace
+
+SecretService::SecretService(const std::string& busAddress, const Interrupt* interrupt)
+    : interrupt_(interrupt)
+    , bus_(BusConnection::open(busAddress))
+{
+    beginLimit();
+}
+
+SecretService::Answer<SecretService::Done> SecretService::runUntil(const std::function<bool()>& isDone,
+                                                                   Clock::TimePoint end)
+{
+    using std::chrono::ceil;
+    using std::chrono::milliseconds;
+    if (!bus_)
+        return Failure{SecretFault::NoBus};
+    while (!isDone()) {
+        if (!bus_->process()) {
+            bus_.reset();
+            return Failure{SecretFault::NoBus};
+        }
+        if (isDone())
+            break;
+        const auto now = Clock::now();
+        if (now >= end)
+            return Failure{SecretFault::Timeout};
+        const BusConnection::Wait wait = bus_->nextWait();
+        const auto wakeUp = std::max(std::min(wait.until.value_or(end), end), now);
+        // Who waits for a person needs no more than a look at the clock once in a while.
+        const auto limit = std::min<milliseconds>(ceil<milliseconds>(wakeUp - now), std::chrono::minutes(1));
+        std::array descriptors{pollfd{wait.descriptor, wait.events, 0},
+                               pollfd{interrupt_ != nullptr ? interrupt_->descriptor() : -1, POLLIN, 0}};
+        poll(descriptors.data(), descriptors.size(), static_cast<int>(limit.count()));
+        if (descriptors.at(1).revents != 0)
+            return Failure{SecretFault::Interrupted};
+    }
+    return Done{};
+}
+
+SecretService::Answer<SecretService::Done> SecretService::call(BusRequest request, const Reader& read)
+{
+    if (!bus_)
+        return Failure{SecretFault::NoBus};
+    std::optional<SecretFault> fault;
+    bool isAnswered = false;
+    const auto limit = std::max(end_ - Clock::now(), Clock::TimePoint::duration::zero()) + kBeyondOurLimit;
+    const auto waiting = bus_->call(request, std::chrono::duration_cast<std::chrono::microseconds>(limit),
+                                    [&](BusMessage& message) {
+                                        isAnswered = true;
+                                        if (request.isSensitive)
+                                            message.eraseWhenFreed();
+                                        if (message.isError())
+                                            fault = faultOf(message);
+                                        else if (!read(message))
+                                            fault = SecretFault::Refused;
+                                    });
+    if (auto answer = runUntil([&] { return isAnswered; }, end_); !answer)
+        return answer;
+    if (fault)
+        return Failure{*fault};
+    return Done{};
+}
+
+SecretService::Answer<std::string> SecretService::callForPath(BusRequest request, const char* skipped)
+{
+    std::string path;
+    const auto answer = call(std::move(request), [&](BusMessage& message) {
+        if (skipped != nullptr)
+            message.skip(skipped);
+        path = message.readPath().value_or(std::string());
+        return !path.empty();
+    });
+    if (!answer)
+        return Failure{answer.error()};
+    return path;
+}
+
+SecretService::Answer<std::string> SecretService::session()
+{
+    if (session_.empty()) {
+        // Not encrypted: whoever can listen on the user's own bus can ask for the secret as well.
+        auto path = callForPath(newRequest(kRoot, kService, "OpenSession",
+                                           [](sd_bus_message* message) {
+                                               return sd_bus_message_append(message, "sv", "plain", "s", "");
+                                           }),
+                                "v");
+        if (!path)
+            return path;
+        session_ = std::move(path.value());
+    }
+    return session_;
+}
+
+SecretService::Answer<SecretService::Found> SecretService::search(const SecretName& name)
+{
+    Found found;
+    const auto answer =
+        call(newRequest(kRoot, kService, "SearchItems",
+                        [name](sd_bus_message* message) {
+                            return sd_bus_message_append(message, "a{ss}", 2, "service", name.service.c_str(),
+                                                         "account", name.account.c_str());
+                        }),
+             [&](BusMessage& message) {
+                 found.unlocked = message.readPaths();
+                 found.locked = message.readPaths();
+                 return true;
+             });
+    if (!answer)
+        return Failure{answer.error()};
+    return found;
+}
+
+SecretService::Answer<std::string> SecretService::secretOf(const std::string& item)
+{
+    const auto sessionPath = session();
+    if (!sessionPath)
+        return sessionPath;
+    BusRequest request = newRequest(item, kItem, "GetSecret", [&](sd_bus_message* message) {
+        return sd_bus_message_append(message, "o", sessionPath.value().c_str());
+    });
+    request.isSensitive = true;
+    std::optional<std::string> secret;
+    const auto answer = call(std::move(request), [&](BusMessage& message) {
+        if (!message.enter(SD_BUS_TYPE_STRUCT, "oayays"))
+            return false;
+        message.skip("oay");
+        secret = message.readBytes();
+        return secret.has_value();
+    });
+    if (!answer)
+        return Failure{answer.error()};
+    return std::move(*secret);
+}
+
+SecretService::Answer<SecretService::Done> SecretService::setSecret(const std::string& item,
+                                                                    const std::string& secret)
+{
+    const auto sessionPath = session();
+    if (!sessionPath)
+        return Failure{sessionPath.error()};
+    BusRequest request = newRequest(item, kItem, "SetSecret", [&](sd_bus_message* message) {
+        return writeSecret(message, sessionPath.value(), secret);
+    });
+    request.isSensitive = true;
+    return call(std::move(request), [](BusMessage&) { return true; });
+}
+
+SecretService::Answer<std::string> SecretService::defaultCollection()
+{
+    BusRequest request = newRequest(kRoot, kService, "ReadAlias");
+    request.argument = "default";
+    return callForPath(std::move(request), nullptr);
+}
+
+SecretService::Answer<bool> SecretService::isLocked(const std::string& collection)
+{
+    std::optional<bool> isLocked;
+    const auto answer =
+        call(newRequest(collection, "org.freedesktop.DBus.Properties", "Get",
+                        [](sd_bus_message* message) {
+                            return sd_bus_message_append(message, "ss", kCollection.c_str(), "Locked");
+                        }),
+             [&](BusMessage& message) {
+                 if (message.enter(SD_BUS_TYPE_VARIANT, "b"))
+                     isLocked = message.readFlag();
+                 return isLocked.has_value();
+             });
+    if (!answer)
+        return Failure{answer.error()};
+    return *isLocked;
+}
+
+SecretService::Answer<std::string>
+SecretService::createItem(const std::string& collection, const SecretName& name, const std::string& secret)
+{
+    const auto sessionPath = session();
+    if (!sessionPath)
+        return sessionPath;
+    const std::string label = "Velmo " + name.account;
+    BusRequest request = newRequest(collection, kCollection, "CreateItem", [&](sd_bus_message* message) {
+        constexpr int kMayReplace = 0;
+        return firstFailure(
+            {sd_bus_message_append(message, "a{sv}", 2, "org.freedesktop.Secret.Item.Label", "s",
+                                   label.c_str(), "org.freedesktop.Secret.Item.Attributes", "a{ss}", 3,
+                                   "service", name.service.c_str(), "account", name.account.c_str(),
+                                   "xdg:schema", kSchema),
+             writeSecret(message, sessionPath.value(), secret),
+             sd_bus_message_append(message, "b", kMayReplace)});
+    });
+    request.isSensitive = true;
+    return callForPath(std::move(request), "o");
+}
+
+SecretService::Answer<std::string> SecretService::createDefaultCollection()
+{
+    return callForPath(newRequest(kRoot, kService, "CreateCollection",
+                                  [](sd_bus_message* message) {
+                                      return sd_bus_message_append(message, "a{sv}s", 1,
+                                                                   "org.freedesktop.Secret.Collection.Label",
+                                                                   "s", "Default keyring", "default");
+                                  }),
+                       "o");
+}
+
+SecretService::Answer<std::string> SecretService::unlock(const std::string& object)
+{
+    return callForPath(newRequest(kRoot, kService, "Unlock",
+                                  [&](sd_bus_message* message) {
+                                      return sd_bus_message_append(message, "ao", 1, object.c_str());
+                                  }),
+                       "ao");
+}
+
+SecretService::Answer<SecretService::Done> SecretService::awaitPrompt(const std::string& prompt)
+{
+    if (!bus_)
+        return Failure{SecretFault::NoBus};
+    std::optional<SecretFault> fault;
+    bool isAnswered = false;
+    const auto completion =
+        bus_->listen("type='signal',interface='" + kPrompt + "',member='Completed',path='" + prompt + "'",
+                     [&](BusMessage& message) {
+                         isAnswered = true;
+                         if (message.readFlag().value_or(true))
+                             fault = SecretFault::Dismissed;
+                     });
+    const auto departure = bus_->listen(kOwnerRule, [&](BusMessage&) {
+        isAnswered = true;
+        fault = SecretFault::NoService;
+    });
+    BusRequest request = newRequest(prompt, kPrompt, "Prompt");
+    request.argument = ""; // There is no window that it belongs to.
+    beginLimit();
+    if (auto answer = call(std::move(request), [](BusMessage&) { return true; }); !answer)
+        return answer;
+    if (auto answer = runUntil([&] { return isAnswered; }, Clock::TimePoint::max()); !answer)
+        return answer;
+    if (fault)
+        return Failure{*fault};
+    return Done{};
+}
+
+} // namespace velmo
