@@ -1,6 +1,7 @@
 #include "app/CommandLine.h"
 
 #include "app/AskCommand.h"
+#include "app/KeyCommand.h"
 #include "app/VelmoApp.h"
 #include "core/SettingsManager.h"
 
@@ -24,10 +25,16 @@ Usage:
   velmo ask [--provider anthropic|openai] [--model NAME] [--image FILE] [QUESTION]
                              ask one question and print the answer as it arrives;
                              without QUESTION it is read from standard input
+  velmo key set anthropic|openai|replicate
+                             put a key into the keyring; it is read from standard input
+  velmo key clear anthropic|openai|replicate
+                             empty it there
+  velmo key status           say where each key comes from, without showing it
   velmo --help | --version
 
-Keys come from ANTHROPIC_API_KEY and OPENAI_API_KEY; servers of your own from
-ANTHROPIC_BASE_URL and OPENAI_BASE_URL, their models from ANTHROPIC_MODEL and OPENAI_MODEL.
+Keys come from the keyring, else from ANTHROPIC_API_KEY, OPENAI_API_KEY and
+REPLICATE_API_TOKEN; servers of your own from ANTHROPIC_BASE_URL and OPENAI_BASE_URL,
+their models from ANTHROPIC_MODEL and OPENAI_MODEL.
 Exit codes: 0 done, 1 failed, 2 wrong usage.
 )";
 
@@ -74,6 +81,30 @@ bool parseAsk(const QStringList& arguments, AskArguments& ask, QString* reason)
     return true;
 }
 
+bool parseKey(const QStringList& arguments, KeyArguments& key, QString* reason)
+{
+    const QString action = arguments.value(0);
+    if (action == QStringLiteral("status") && arguments.size() == 1)
+        return true;
+    if (action != QStringLiteral("set") && action != QStringLiteral("clear")) {
+        *reason = QStringLiteral("\"key\" is followed by status, or by set or clear and a service");
+        return false;
+    }
+    key.action = action == QStringLiteral("set") ? KeyArguments::Action::Set : KeyArguments::Action::Clear;
+    key.name = arguments.value(1);
+    // What was typed is not repeated: it may be a key.
+    if (arguments.size() > 2) {
+        *reason = QStringLiteral("a key is read from standard input, never from the command line");
+        return false;
+    }
+    if (!QStringList{QStringLiteral("anthropic"), QStringLiteral("openai"), QStringLiteral("replicate")}
+             .contains(key.name)) {
+        *reason = QStringLiteral("the service is one of anthropic, openai and replicate");
+        return false;
+    }
+    return true;
+}
+
 /// A standard stream that was closed would be replaced by the next file that is opened, which would then get
 /// what is meant for the stream. What stands in for it fails, as a closed one would.
 void occupyStandardStreams()
@@ -102,6 +133,12 @@ std::optional<CommandLine> parseCommandLine(const QStringList& arguments, QStrin
     if (verb == QStringLiteral("ask")) {
         line.verb = CommandLine::Verb::Ask;
         if (!parseAsk(arguments.sliced(1), line.ask, reason))
+            return std::nullopt;
+        return line;
+    }
+    if (verb == QStringLiteral("key")) {
+        line.verb = CommandLine::Verb::Key;
+        if (!parseKey(arguments.sliced(1), line.key, reason))
             return std::nullopt;
         return line;
     }
@@ -143,6 +180,8 @@ int runCommandLine(int argc, char** argv)
         return static_cast<int>(runVelmoApp(argc, argv, line->startMode));
     case CommandLine::Verb::Ask:
         return static_cast<int>(runAskCommand(argc, argv, line->ask));
+    case CommandLine::Verb::Key:
+        return static_cast<int>(runKeyCommand(argc, argv, line->key));
     case CommandLine::Verb::Help:
         std::fputs(kUsage, stdout);
         return static_cast<int>(ExitCode::Done);

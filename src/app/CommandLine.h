@@ -17,15 +17,23 @@ struct AskArguments {
     std::optional<QString> question; ///< None: it comes from standard input.
 };
 
+/// "velmo key", as it was typed.
+struct KeyArguments {
+    enum class Action { Status, Set, Clear };
+    Action action = Action::Status;
+    QString name; ///< "anthropic", "openai" or "replicate"; empty for the status.
+};
+
 /// How the program was started: by somebody who waits for it, or by the session.
 enum class StartMode { Interactive, Background };
 
 /// A command line, understood.
 struct CommandLine {
-    enum class Verb { Start, Ask, Help, Version };
+    enum class Verb { Start, Ask, Key, Help, Version };
     Verb verb = Verb::Start;
     StartMode startMode = StartMode::Interactive;
     AskArguments ask;
+    KeyArguments key;
 };
 
 /// The arguments after the program's name; nothing, and the reason, if they are not understood.

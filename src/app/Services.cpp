@@ -3,15 +3,16 @@
 #include "core/DebugLog.h"
 #include "core/SettingsManager.h"
 #include "core/async/WorkerPool.h"
-#include "platform/NullKeychain.h"
 #include "platform/linux/CurlHttpClient.h"
+#include "platform/linux/SecretServiceKeychain.h"
 #include "providers/LLMTransport.h"
 
 namespace velmo {
 
 Services::Services()
+    : keychain_(SecretServiceKeychain::create())
 {
-    SettingsManager::installStores(defaults_, std::make_shared<NullKeychain>());
+    SettingsManager::installStores(defaults_, keychain_);
     LLMTransport::installClient([this] { return http(); });
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/HttpClient.h"
+#include "platform/Keychain.h"
 #include "platform/linux/JsonFileDefaults.h"
 
 #include <memory>
@@ -17,11 +18,13 @@ public:
     ~Services();
 
     [[nodiscard]] JsonFileDefaults& defaults() { return *defaults_; }
+    [[nodiscard]] Keychain& keychain() { return *keychain_; }
     /// The program's one client, from the first use on.
     [[nodiscard]] const std::shared_ptr<HttpClient>& http();
 
 private:
     std::shared_ptr<JsonFileDefaults> defaults_ = std::make_shared<JsonFileDefaults>();
+    std::shared_ptr<Keychain> keychain_;
     std::shared_ptr<HttpClient> http_;
 };
 

@@ -177,15 +177,15 @@ std::optional<QString> SettingsManager::keychainRead(const QString& account) con
     return decodeUtf8(result.data);
 }
 
-void SettingsManager::keychainWrite(const QString& account, const QString& value)
+Keychain::Status SettingsManager::keychainWrite(const QString& account, const QString& value)
 {
     // Text with half a surrogate pair has no UTF-8 form; storing something else in its place would lock
     // people out.
     if (!value.isValidUtf16())
-        return;
+        return Keychain::Status::Unavailable;
     const QByteArray data = value.toUtf8();
-    if (keychain_->update(keychainService, account, data) == Keychain::Status::ItemNotFound)
-        keychain_->add(keychainService, account, data);
+    const auto status = keychain_->update(keychainService, account, data);
+    return status == Keychain::Status::ItemNotFound ? keychain_->add(keychainService, account, data) : status;
 }
 
 std::optional<QString> SettingsManager::effectiveKey(const QString& account) const
@@ -194,6 +194,19 @@ std::optional<QString> SettingsManager::effectiveKey(const QString& account) con
         return stored;
     const QString fallback = environmentValue(environmentNames(account).key);
     return fallback.isEmpty() ? std::nullopt : std::optional(fallback);
+}
+
+KeySource SettingsManager::keySource(const QString& account) const
+{
+    if (const auto stored = keychainRead(account); stored && !stored->isEmpty())
+        return KeySource::Keychain;
+    return environmentValue(environmentNames(account).key).isEmpty() ? KeySource::None
+                                                                     : KeySource::Environment;
+}
+
+QString SettingsManager::environmentKeyName(const QString& account)
+{
+    return QString::fromLatin1(environmentNames(account).key);
 }
 
 QString SettingsManager::effectiveModel(const QString& provider) const

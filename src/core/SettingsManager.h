@@ -41,6 +41,9 @@ private:
     std::function<void(const T&)> store_;
 };
 
+/// Where a key comes from.
+enum class KeySource { Keychain, Environment, None };
+
 /// The user's choices and keys. Main thread.
 class SettingsManager {
 public:
@@ -75,11 +78,16 @@ public:
 
     /// The stored key, from the key store alone. Nothing if there is none or it is not text.
     [[nodiscard]] std::optional<QString> keychainRead(const QString& account) const;
-    /// Stores the key; failures are silent. An empty value is stored as it is.
-    void keychainWrite(const QString& account, const QString& value);
+    /// Stores the key; failures are silent, but for the outcome that is given back. An empty value is stored
+    /// as it is.
+    Keychain::Status keychainWrite(const QString& account, const QString& value);
 
     /// The key to use: the key store's if it is not empty, else the one in the environment.
     [[nodiscard]] std::optional<QString> effectiveKey(const QString& account) const;
+    /// Where effectiveKey() takes it from.
+    [[nodiscard]] KeySource keySource(const QString& account) const;
+    /// The variable that holds the account's key in the environment.
+    [[nodiscard]] static QString environmentKeyName(const QString& account);
 
     /// The model to use with a provider ("openai", or anything else for Anthropic): the stored choice, or the
     /// one that the environment names for the server that it points to.

@@ -116,6 +116,37 @@ TEST(CommandLineTest, EachProviderHasItsName)
                   QStringLiteral("unknown provider: ") + QString::fromUtf8(name));
 }
 
+TEST(CommandLineTest, KeyTakesAnActionAndAService)
+{
+    for (const char* name : {"anthropic", "openai", "replicate"}) {
+        for (const auto& [word, action] :
+             {std::pair("set", KeyArguments::Action::Set), std::pair("clear", KeyArguments::Action::Clear)}) {
+            QString reason;
+            const auto line = parseCommandLine(words({"key", word, name}), &reason);
+            ASSERT_TRUE(line.has_value()) << reason.toStdString();
+            EXPECT_EQ(line->verb, CommandLine::Verb::Key);
+            EXPECT_EQ(line->key.action, action);
+            EXPECT_EQ(line->key.name, QString::fromUtf8(name));
+        }
+    }
+    QString reason;
+    const auto status = parseCommandLine(words({"key", "status"}), &reason);
+    ASSERT_TRUE(status.has_value());
+    EXPECT_EQ(status->key.action, KeyArguments::Action::Status);
+}
+
+TEST(CommandLineTest, AKeyThatWasTypedIntoTheCommandIsNeitherTakenNorRepeated)
+{
+    for (const auto& arguments :
+         {words({"key", "set", "anthropic", "sk-secret"}), words({"key", "set", "sk-secret"}),
+          words({"key", "sk-secret"}), words({"key", "status", "sk-secret"}), words({"key", "set"}),
+          words({"key", "clear", "Anthropic"}), words({"key"})}) {
+        const QString reason = reasonAgainst(arguments);
+        EXPECT_FALSE(reason.isEmpty());
+        EXPECT_FALSE(reason.contains(QStringLiteral("sk-secret")));
+    }
+}
+
 TEST(CommandLineTest, WhatIsNotUnderstoodIsNamed)
 {
     EXPECT_TRUE(reasonAgainst(words({"ask", "--provider"})).contains(QStringLiteral("--provider")));

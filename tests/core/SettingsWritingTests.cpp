@@ -199,6 +199,31 @@ TEST_F(SettingsWritingTest, TheKeyStoreComesBeforeTheEnvironment)
     EXPECT_EQ(settings.effectiveKey(KeychainAccount::Anthropic), QStringLiteral("stored"));
 }
 
+TEST_F(SettingsWritingTest, TheSourceOfAKeyIsKnown)
+{
+    EXPECT_EQ(settings.keySource(KeychainAccount::Anthropic), KeySource::None);
+    environment.anthropicKey.assign(QByteArray("from-environment"));
+    EXPECT_EQ(settings.keySource(KeychainAccount::Anthropic), KeySource::Environment);
+    EXPECT_EQ(settings.keySource(KeychainAccount::OpenAI), KeySource::None);
+    keychain->items.insert(item(KeychainAccount::Anthropic), "");
+    EXPECT_EQ(settings.keySource(KeychainAccount::Anthropic), KeySource::Environment);
+    keychain->items.insert(item(KeychainAccount::Anthropic), "stored");
+    EXPECT_EQ(settings.keySource(KeychainAccount::Anthropic), KeySource::Keychain);
+    keychain->isAvailable = false;
+    EXPECT_EQ(settings.keySource(KeychainAccount::Anthropic), KeySource::Environment);
+}
+
+TEST_F(SettingsWritingTest, WhoeverAsksLearnsHowAWriteEnded)
+{
+    EXPECT_EQ(settings.keychainWrite(KeychainAccount::OpenAI, QStringLiteral("a")),
+              Keychain::Status::Success);
+    EXPECT_EQ(settings.keychainWrite(KeychainAccount::OpenAI, QStringLiteral("b")),
+              Keychain::Status::Success);
+    keychain->isAvailable = false;
+    EXPECT_EQ(settings.keychainWrite(KeychainAccount::OpenAI, QStringLiteral("c")),
+              Keychain::Status::Unavailable);
+}
+
 TEST_F(SettingsWritingTest, EachAccountHasItsOwnVariable)
 {
     environment.anthropicKey.assign(QByteArray("a"));

@@ -1,0 +1,131 @@
+#include "support/app/KeyTest.h"
+
+namespace velmo {
+
+class KeyCommandTest : public KeyTest {
+protected:
+    void SetUp() override { ASSERT_TRUE(keyring.startUnlocked()); }
+};
+
+TEST_F(KeyCommandTest, PutsAKeyIntoTheKeyringAndReplacesIt)
+{
+    const KeyResult result = set(kKey + '\n');
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.output, "The key for Anthropic is in the keyring.\n");
+    EXPECT_EQ(result.errors, "");
+    EXPECT_EQ(stored(), kKey);
+    EXPECT_EQ(set("another").exitCode, 0);
+    EXPECT_EQ(stored(), "another");
+}
+
+TEST_F(KeyCommandTest, EachServiceHasItsAccount)
+{
+    EXPECT_EQ(set("a", QStringLiteral("anthropic")).exitCode, 0);
+    EXPECT_EQ(set("o", QStringLiteral("openai")).exitCode, 0);
+    EXPECT_EQ(set("r", QStringLiteral("replicate")).exitCode, 0);
+    EXPECT_EQ(stored(QStringLiteral("apiKey.anthropic")), "a");
+    EXPECT_EQ(stored(QStringLiteral("apiKey.openai")), "o");
+    EXPECT_EQ(stored(QStringLiteral("apiKey.replicate")), "r");
+}
+
+TEST_F(KeyCommandTest, OnlyTheLineEndIsTakenOff)
+{
+    EXPECT_EQ(set(" k%1\xC3\xA9y \r\n").exitCode, 0);
+    EXPECT_EQ(stored(), " k%1\xC3\xA9y ");
+}
+
+TEST_F(KeyCommandTest, WhatIsNoKeyIsRefusedUnread)
+{
+    ASSERT_EQ(set("before").exitCode, 0);
+    for (const QByteArray& input : {QByteArray(), QByteArray("\n"), kKey + "\n" + kKey + "\n", kKey + "\x01",
+                                    kKey + "\xFF", kKey + '\0', kKey.repeated(1000)}) {
+        const KeyResult result = set(input);
+        EXPECT_EQ(result.exitCode, 2);
+        EXPECT_TRUE(result.errors.startsWith("velmo: ")) << result.errors.toStdString();
+        EXPECT_EQ(result.output, "");
+    }
+    EXPECT_EQ(stored(), "before");
+}
+
+TEST_F(KeyCommandTest, TellsWhereEachKeyComesFrom)
+{
+    EXPECT_EQ(status(), "anthropic  none (not in the keyring, and ANTHROPIC_API_KEY is not set)\n"
+                        "openai     none (not in the keyring, and OPENAI_API_KEY is not set)\n"
+                        "replicate  none (not in the keyring, and REPLICATE_API_TOKEN is not set)\n");
+    ASSERT_EQ(set(kKey).exitCode, 0);
+    environment.insert(QStringLiteral("ANTHROPIC_API_KEY"), QString::fromUtf8(kKey));
+    environment.insert(QStringLiteral("REPLICATE_API_TOKEN"), QString::fromUtf8(kKey));
+    EXPECT_EQ(status(), "anthropic  from the keyring\n"
+                        "openai     none (not in the keyring, and OPENAI_API_KEY is not set)\n"
+                        "replicate  from the environment (REPLICATE_API_TOKEN)\n");
+}
+
+TEST_F(KeyCommandTest, EmptiesAKeyInTheKeyring)
+{
+    ASSERT_EQ(set(kKey).exitCode, 0);
+    environment.insert(QStringLiteral("ANTHROPIC_API_KEY"), QString::fromUtf8(kKey));
+    const KeyResult result = run({QStringLiteral("clear"), QStringLiteral("anthropic")});
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.output, "The keyring holds no key for Anthropic any more.\n"
+                             "ANTHROPIC_API_KEY still supplies one.\n");
+    EXPECT_EQ(stored().value_or("nothing"), "");
+    EXPECT_TRUE(status().startsWith("anthropic  from the environment (ANTHROPIC_API_KEY)\n"));
+}
+
+TEST_F(KeyCommandTest, AKeyThatIsNotThereIsAsGoodAsCleared)
+{
+    EXPECT_EQ(run({QStringLiteral("clear"), QStringLiteral("openai")}).exitCode, 0);
+    EXPECT_EQ(stored(QStringLiteral("apiKey.openai")), std::nullopt);
+}
+
+TEST_F(KeyCommandTest, WaitsUntilTheUserHasUnlockedTheKeyring)
+{
+    ASSERT_TRUE(keyring.lock());
+    keyring.willAnswer(test::PrivateKeyring::kPassword);
+    const QByteArray told = status();
+    EXPECT_TRUE(told.contains("The keyring is locked")) << told.toStdString();
+    EXPECT_TRUE(keyring.isUnasked()) << "telling asks nobody";
+    const KeyResult result = set(kKey);
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.errors, "velmo: waiting for the keyring to be unlocked\n");
+    EXPECT_EQ(stored(), kKey);
+}
+
+TEST_F(KeyCommandTest, SaysThatAKeyringThatStayedLockedTookNothing)
+{
+    ASSERT_TRUE(keyring.lock());
+    keyring.willCancel();
+    const KeyResult result = set(kKey);
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(result.output, "");
+    EXPECT_TRUE(result.errors.contains("nothing was stored. The keyring is locked"))
+        << result.errors.toStdString();
+}
+
+TEST_F(KeyCommandTest, SaysWhyNothingCanBeKept)
+{
+    keyring.daemon().halt();
+    EXPECT_TRUE(set(kKey).errors.contains("The keyring does not answer"));
+    keyring.daemon().stop();
+    const KeyResult none = set(kKey);
+    EXPECT_EQ(none.exitCode, 1);
+    EXPECT_TRUE(none.errors.contains("No keyring is running")) << none.errors.toStdString();
+    EXPECT_TRUE(status().contains("anthropic  none (ANTHROPIC_API_KEY is not set)\n"));
+
+    environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), QStringLiteral("disabled:"));
+    EXPECT_TRUE(status().contains("There is no session bus"));
+    const KeyResult noBus = run({QStringLiteral("clear"), QStringLiteral("anthropic")});
+    EXPECT_EQ(noBus.exitCode, 1);
+    EXPECT_TRUE(noBus.errors.contains("There is no session bus")) << noBus.errors.toStdString();
+}
+
+TEST_F(KeyCommandTest, AKeyOnTheCommandLineIsRefusedAndNotRepeated)
+{
+    const KeyResult result =
+        run({QStringLiteral("set"), QStringLiteral("anthropic"), QString::fromUtf8(kKey)});
+    EXPECT_EQ(result.exitCode, 2);
+    EXPECT_TRUE(result.errors.contains("standard input")) << result.errors.toStdString();
+    EXPECT_EQ(stored(), std::nullopt);
+}
+
+} // namespace velmo
