@@ -96,7 +96,7 @@ ExitCode explainFailure(Keychain& keychain)
     const auto availability = keychain.availability();
     printError(QStringLiteral("velmo: nothing was stored. ") +
                (availability == Keychain::Availability::Available
-                    ? QStringLiteral("The keyring did not take it.")
+                    ? QStringLiteral("The keyring was not unlocked, or refused it.")
                     : description(availability)));
     return ExitCode::Failed;
 }

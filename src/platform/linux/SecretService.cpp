@@ -10,60 +10,17 @@
 namespace velmo {
 namespace {
 
-const std::string kBusName = "org.freedesktop.secrets";
 const std::string kRoot = "/org/freedesktop/secrets";
 const std::string kService = "org.freedesktop.Secret.Service";
 const std::string kCollection = "org.freedesktop.Secret.Collection";
 const std::string kItem = "org.freedesktop.Secret.Item";
 const std::string kPrompt = "org.freedesktop.Secret.Prompt";
-const char* const kIsLocked = "org.freedesktop.Secret.Error.IsLocked";
-/// The schema of items that "secret-tool" makes, too.
-const char* const kSchema = "org.freedesktop.Secret.Generic";
-const char* const kContentType = "text/plain";
 const std::string kOwnerRule = "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',"
                                "member='NameOwnerChanged',arg0='org.freedesktop.secrets'";
-
-BusRequest newRequest(const std::string& path, const std::string& interface, const std::string& member,
-                      std::function<int(sd_bus_message*)> writeArguments = {})
-{
-    BusRequest request{kBusName, path, interface, member, std::nullopt};
-    request.writeArguments = std::move(writeArguments);
-    request.activation = BusActivation::IfNeeded;
-    return request;
-}
-
-/// Takes the results of the library's functions one after the other; the first failure stays.
-int firstFailure(std::initializer_list<int> results)
-{
-    const auto* failure = std::find_if(results.begin(), results.end(), [](int result) { return result < 0; });
-    return failure == results.end() ? 0 : *failure;
-}
-
-int writeSecret(sd_bus_message* message, const std::string& session, const std::string& secret)
-{
-    return firstFailure({sd_bus_message_open_container(message, SD_BUS_TYPE_STRUCT, "oayays"),
-                         sd_bus_message_append(message, "o", session.c_str()),
-                         sd_bus_message_append_array(message, SD_BUS_TYPE_BYTE, nullptr, 0),
-                         sd_bus_message_append_array(message, SD_BUS_TYPE_BYTE, secret.data(), secret.size()),
-                         sd_bus_message_append(message, "s", kContentType),
-                         sd_bus_message_close_container(message)});
-}
 
 /// Timeouts of the library's own come after ours, so that an answer of this name is the bus's: whoever was
 /// asked is gone.
 constexpr std::chrono::seconds kBeyondOurLimit{5};
-
-SecretFault faultOf(const BusMessage& error)
-{
-    if (error.isError(kIsLocked))
-        return SecretFault::IsLocked;
-    const bool isGone = error.isFromNobody() || error.isError(SD_BUS_ERROR_NO_REPLY) ||
-                        error.isError("org.freedesktop.DBus.Error.Spawn.ChildExited") ||
-                        error.isError("org.freedesktop.DBus.Error.Spawn.ServiceNotFound") ||
-                        error.isError("org.freedesktop.DBus.Error.Spawn.ExecFailed") ||
-                        error.isError("org.freedesktop.DBus.Error.Spawn.Failed");
-    return isGone ? SecretFault::NoService : SecretFault::Refused;
-}
 
 } // namespace
 
@@ -243,16 +200,8 @@ SecretService::createItem(const std::string& collection, const SecretName& name,
     const auto sessionPath = session();
     if (!sessionPath)
         return sessionPath;
-    const std::string label = "Velmo " + name.account;
     BusRequest request = newRequest(collection, kCollection, "CreateItem", [&](sd_bus_message* message) {
-        constexpr int kMayReplace = 0;
-        return firstFailure(
-            {sd_bus_message_append(message, "a{sv}", 2, "org.freedesktop.Secret.Item.Label", "s",
-                                   label.c_str(), "org.freedesktop.Secret.Item.Attributes", "a{ss}", 3,
-                                   "service", name.service.c_str(), "account", name.account.c_str(),
-                                   "xdg:schema", kSchema),
-             writeSecret(message, sessionPath.value(), secret),
-             sd_bus_message_append(message, "b", kMayReplace)});
+        return writeItem(message, sessionPath.value(), name, secret);
     });
     request.isSensitive = true;
     return callForPath(std::move(request), "o");

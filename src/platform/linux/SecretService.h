@@ -4,6 +4,7 @@
 #include "core/Result.h"
 #include "platform/linux/BusConnection.h"
 #include "platform/linux/Interrupt.h"
+#include "platform/linux/SecretMessages.h"
 
 #include <functional>
 #include <memory>
@@ -12,24 +13,6 @@
 #include <vector>
 
 namespace velmo {
-
-/// Why the Secret Service did not do what was asked.
-enum class SecretFault {
-    NoBus,
-    NoService, ///< Nobody on the bus keeps secrets, or no longer.
-    Timeout,
-    IsLocked,
-    Dismissed,   ///< The user did not want to.
-    Refused,     ///< Any other error.
-    Interrupted, ///< The Interrupt asked for an end.
-};
-
-/// By what a secret is found; that of other programs may carry more attributes.
-struct SecretName {
-    std::string service;
-    std::string account;
-    friend auto operator<=>(const SecretName&, const SecretName&) = default;
-};
 
 /// One conversation with the Secret Service (the freedesktop.org interface that keyrings speak), over a
 /// connection of its own, so that nothing is left of a service that was replaced. Any one thread, which waits
