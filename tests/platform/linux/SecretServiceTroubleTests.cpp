@@ -105,6 +105,40 @@ TEST_F(SecretServiceTroubleTest, WithoutAKeyringNothingIsReadOrKept)
     EXPECT_EQ(keychain->availability(), Availability::NoService);
 }
 
+TEST_F(SecretServiceTroubleTest, AKeyringThatTheBusCanStartIsStarted)
+{
+    QByteArray command = "/usr/bin/env";
+    for (const QString& variable : keyring.environment().toStringList())
+        command += ' ' + variable.toUtf8();
+    ASSERT_TRUE(keyring.buses().offer("org.freedesktop.secrets",
+                                      command + " gnome-keyring-daemon --foreground --components=secrets"));
+    // Starting may take longer than a call; the second one comes when it is done.
+    const bool isThere = awaitCondition([this] {
+        now += SecretServiceKeychain::kLeftAlone;
+        return readStatus() == Status::ItemNotFound;
+    });
+    EXPECT_TRUE(isThere);
+    EXPECT_EQ(keychain->availability(), Availability::Available);
+}
+
+TEST_F(SecretServiceTroubleTest, AKeyringThatNeverFinishesToStartCostsHalfASecond)
+{
+    ASSERT_TRUE(keyring.buses().offer("org.freedesktop.secrets", "/bin/sleep 20"));
+    const auto waited = durationOf([this] { EXPECT_EQ(readStatus(), Status::Unavailable); });
+    EXPECT_GE(waited, SecretService::kPatience);
+    EXPECT_LT(waited, kGuard);
+    EXPECT_EQ(keychain->availability(), Availability::Timeout);
+}
+
+TEST_F(SecretServiceTroubleTest, AKeyringThatCannotBeStartedIsNone)
+{
+    ASSERT_TRUE(keyring.buses().offer("org.freedesktop.secrets", "/nonexistent/keyring"));
+    EXPECT_EQ(readStatus(), Status::Unavailable);
+    ASSERT_TRUE(keyring.buses().offer("org.freedesktop.secrets", "/bin/false"));
+    EXPECT_EQ(readStatus(), Status::Unavailable);
+    EXPECT_EQ(keychain->availability(), Availability::NoService);
+}
+
 TEST_F(SecretServiceTroubleTest, ABusThatIsNotThereIsNone)
 {
     for (const char* address : {"unix:path=/nonexistent/bus", "", "disabled:", "tcp:host=127.0.0.1,port=1"}) {

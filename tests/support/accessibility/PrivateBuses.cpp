@@ -4,6 +4,7 @@
 #include "support/accessibility/BusAccess.h"
 #include "support/x11/Await.h"
 
+#include <QDir>
 #include <QFile>
 
 namespace velmo::test {
@@ -11,13 +12,13 @@ namespace {
 
 const std::string kBusName = "org.freedesktop.DBus";
 
-QByteArray configuration(const QByteArray& address)
+QByteArray configuration(const QByteArray& address, const QByteArray& services)
 {
     return "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\" "
            "\"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
            "<busconfig><type>session</type><listen>" +
-           address +
-           "</listen><auth>EXTERNAL</auth><policy context=\"default\"><allow send_destination=\"*\"/>"
+           address + "</listen><auth>EXTERNAL</auth><servicedir>" + services +
+           "</servicedir><policy context=\"default\"><allow send_destination=\"*\"/>"
            "<allow receive_sender=\"*\"/><allow own=\"*\"/></policy></busconfig>\n";
 }
 
@@ -29,7 +30,9 @@ PrivateBuses::PrivateBuses()
     QFile file(folder_.filePath(QStringLiteral("bus.conf")));
     if (!file.open(QIODevice::WriteOnly))
         return;
-    file.write(configuration(address_));
+    const QString services = folder_.filePath(QStringLiteral("services"));
+    QDir().mkpath(services);
+    file.write(configuration(address_, services.toUtf8()));
     file.close();
     session_ =
         ChildProcess({"dbus-daemon", "--nofork", "--nopidfile", "--config-file=" + file.fileName().toUtf8()});
@@ -37,6 +40,18 @@ PrivateBuses::PrivateBuses()
         return askBus(address_.toStdString(), {kBusName, "/", kBusName, "GetId", std::nullopt},
                       [](BusMessage&) {});
     }));
+}
+
+bool PrivateBuses::offer(const QByteArray& name, const QByteArray& command)
+{
+    QFile file(
+        folder_.filePath(QStringLiteral("services/") + QString::fromUtf8(name) + QStringLiteral(".service")));
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        return false;
+    file.write("[D-BUS Service]\nName=" + name + "\nExec=" + command + '\n');
+    file.close();
+    return askBus(address_.toStdString(), {kBusName, "/", kBusName, "ReloadConfig", std::nullopt},
+                  [](BusMessage&) {});
 }
 
 bool PrivateBuses::startAccessibility()

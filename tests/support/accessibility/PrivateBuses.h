@@ -8,8 +8,9 @@
 
 namespace velmo::test {
 
-/// A session bus of the test's own, on which nothing starts by itself, and an accessibility bus beside it
-/// when the test wants one. All of it, and what was started on it, is gone with this object.
+/// A session bus of the test's own, on which nothing starts by itself unless the test offers it, and an
+/// accessibility bus beside it when the test wants one. All of it, and what was started on it, is gone with
+/// this object.
 class PrivateBuses {
 public:
     PrivateBuses();
@@ -18,6 +19,9 @@ public:
 
     [[nodiscard]] QByteArray sessionAddress() const { return address_; }
     [[nodiscard]] pid_t sessionProcess() const { return session_.processID(); }
+
+    /// From now on the session bus starts the command for whoever calls the name.
+    [[nodiscard]] bool offer(const QByteArray& name, const QByteArray& command);
 
     /// True when applications can find the accessibility bus.
     [[nodiscard]] bool startAccessibility();
