@@ -53,7 +53,7 @@ std::optional<uint32_t> BusMessage::readNumber()
     return number;
 }
 
-std::optional<bool> BusMessage::readFlag()
+std::optional<bool> BusMessage::readFlagProperty()
 {
     int flag = 0;
     if (sd_bus_message_read(message_, "v", "b", &flag) <= 0)

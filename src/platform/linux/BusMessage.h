@@ -42,7 +42,7 @@ public:
     [[nodiscard]] std::optional<int32_t> readSigned();
     [[nodiscard]] std::optional<uint32_t> readNumber();
     /// A property's value that is true or false.
-    [[nodiscard]] std::optional<bool> readFlag();
+    [[nodiscard]] std::optional<bool> readFlagProperty();
     [[nodiscard]] std::vector<std::string> readTexts();
     [[nodiscard]] std::vector<uint32_t> readNumbers();
     /// A list of (name, path).

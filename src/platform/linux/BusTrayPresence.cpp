@@ -68,7 +68,7 @@ BusTrayPresence::~BusTrayPresence() = default;
 void BusTrayPresence::askForHost()
 {
     hostCall_ = bus_->call(kGetHost, kAnswerLimit, [this](BusMessage& message) {
-        become(message.readFlag().value_or(false) ? State::Present : State::Absent);
+        become(message.readFlagProperty().value_or(false) ? State::Present : State::Absent);
     });
 }
 
