@@ -1,6 +1,7 @@
 #include "app/DesktopServices.h"
 
 #include "platform/linux/AtSpiFocus.h"
+#include "platform/linux/BusConnection.h"
 #include "platform/linux/BusTrayPresence.h"
 #include "platform/linux/PulseRecorders.h"
 #include "platform/x11/X11Platform.h"
@@ -41,7 +42,7 @@ DesktopServices DesktopServices::create()
     X11Platform x11 = X11Platform::create(std::make_unique<AtSpiFocus>());
     X11DisplayCapture* capture = x11.displayCapture.get();
     std::vector<std::unique_ptr<TrayPresence>> trays;
-    trays.push_back(std::make_unique<BusTrayPresence>(AtSpiFocus::sessionAddress()));
+    trays.push_back(std::make_unique<BusTrayPresence>(BusConnection::sessionAddress()));
     trays.push_back(std::move(x11.trayPresence));
     return {std::move(x11.screens),
             std::move(x11.eventTap),
