@@ -124,7 +124,8 @@ ImagePreviewWindowController::ImagePreviewWindowController(const QImage& image, 
 
 ImagePreviewWindowController::~ImagePreviewWindowController()
 {
-    window_->hide();
+    // Not only hidden: whoever else of ours wants the keyboard is to have it before the window goes.
+    window_->close();
 }
 
 void ImagePreviewWindowController::showWindow()

@@ -189,6 +189,26 @@ TEST_P(PanelDesk, AHintBorrowsTheKeyboardForTheApplication)
     expectNextKeyInPanel("h");
 }
 
+TEST_P(PanelDesk, TheKeyboardIsThePanelsAsSoonAsAnotherWindowOfOursCloses)
+{
+    startDesktop(FocusPolicy::Click);
+    openPanel(centreOf(*application_));
+    askAndAnswer();
+    QWidget window;
+    window.resize(300, 200);
+    window.show();
+    window.activateWindow();
+    ASSERT_TRUE(awaitCondition([&] { return inputFocus() == idOf(&window) && window.isActiveWindow(); }));
+    window.close();
+    // At once, and not after whoever the window manager chooses. Some choose for a window that had not got
+    // the keyboard any more, too.
+    if (GetParam() == QStringLiteral("openbox")) {
+        EXPECT_TRUE(panelHasFocus());
+    }
+    EXPECT_TRUE(focusSettlesInPanel());
+    expectNextKeyInPanel("w");
+}
+
 TEST_P(PanelDesk, KeysTypedAcrossTheEndOfAnotherCaptureAllArriveInOrder)
 {
     constexpr int kLetters = 100;

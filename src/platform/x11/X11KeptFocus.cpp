@@ -31,8 +31,11 @@ bool movesFocus(const xcb_focus_in_event_t& event)
 
 /// Whether the end of a window makes them choose who has the focus next: one that took the mouse or the
 /// keyboard, and no menu.
-bool isMissedByWindowManagers(const QWidget& widget)
+bool isMissedByWindowManagers(const QObject& object)
 {
+    if (!object.isWidgetType())
+        return false;
+    const auto& widget = static_cast<const QWidget&>(object);
     return widget.isWindow() && widget.windowType() != Qt::Popup &&
            !widget.windowFlags().testFlag(Qt::WindowTransparentForInput);
 }
@@ -71,26 +74,31 @@ void X11KeptFocus::take()
 
 void X11KeptFocus::giveBack()
 {
-    if (!hasFocus())
+    if (!hasFocus(window_))
         return;
     // A window may have gone meanwhile; then the keyboard was somewhere else before.
     static_cast<void>(std::any_of(former_.rbegin(), former_.rend(),
                                   [this](xcb_window_t window) { return keyboard_->handTo(window); }));
 }
 
-bool X11KeptFocus::hasFocus() const
+bool X11KeptFocus::hasFocus(const QWidget& window) const
 {
-    return keyboard_->owner() == window_.winId();
+    return window.internalWinId() != 0 && keyboard_->owner() == window.internalWinId();
 }
 
 bool X11KeptFocus::eventFilter(QObject* watched, QEvent* event)
 {
     if (event->type() == QEvent::MouseButtonPress) {
         // The window's press comes before those of the widgets in it, which keep theirs for themselves.
-        if (watched == window_.windowHandle() && !hasFocus())
+        if (watched == window_.windowHandle() && !hasFocus(window_))
             take();
-    } else if (event->type() == QEvent::Hide && watched->isWidgetType() && watched != &window_) {
-        if (isMissedByWindowManagers(*static_cast<const QWidget*>(watched))) {
+    } else if (event->type() == QEvent::Close && watched != &window_) {
+        // Gone with the focus, it would leave the next keys to whomever the window manager chooses then.
+        if (window_.isVisible() && isMissedByWindowManagers(*watched) &&
+            hasFocus(*static_cast<const QWidget*>(watched)))
+            take();
+    } else if (event->type() == QEvent::Hide && watched != &window_) {
+        if (isMissedByWindowManagers(*watched)) {
             noteDisturbance();
             vanishing_ = disturbance_;
         }
@@ -162,7 +170,7 @@ void X11KeptFocus::takeBack()
 {
     // A press since then ended it, and so did another window of ours that took the keyboard.
     const QWidget* holder = keyboard_->holder();
-    if (disturbance_ == Clock::time_point{} || !window_.isVisible() || holder != nullptr || hasFocus())
+    if (disturbance_ == Clock::time_point{} || !window_.isVisible() || holder != nullptr || hasFocus(window_))
         return;
     if (isUsersDoing())
         disturbance_ = {};

@@ -44,7 +44,7 @@ private:
     void noteLoss();
     void scheduleChecks();
     void takeBack();
-    [[nodiscard]] bool hasFocus() const;
+    [[nodiscard]] bool hasFocus(const QWidget& window) const;
 
     std::shared_ptr<X11KeyboardFocus> keyboard_;
     QWidget& window_;
