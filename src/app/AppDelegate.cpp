@@ -4,6 +4,7 @@
 #include "core/async/WorkerPool.h"
 #include "overlay/OverlayWindowController.h"
 #include "panel/QueryPanelController.h"
+#include "platform/linux/PackageOwner.h"
 #include "providers/AnthropicProvider.h"
 #include "providers/OpenAIProvider.h"
 #include "voice/ReplicateWhisperService.h"
@@ -37,6 +38,8 @@ AppDelegate::AppDelegate(std::shared_ptr<SettingsManager> settings, DesktopServi
     , http_(std::move(http))
     , capture_(*desktop.displayCapture)
     , session_(collaborators())
+    , updateController_(UpdateSource::builtIn(), QVersionNumber::fromString(QStringLiteral(VELMO_VERSION)),
+                        updateCollaborators())
 {
     stateSubscription_ = session_.state().subscribe([this](SessionState next) { followSessionState(next); });
     captureSubscription_ = session_.isPreparingCapture().subscribe([this](bool) { logDesktopDiagnostics(); });
@@ -92,13 +95,22 @@ PanelDesktop AppDelegate::panelDesktop()
     };
 }
 
+UpdateCollaborators AppDelegate::updateCollaborators()
+{
+    return {
+        .http = http_,
+        .findPackageManager = [] { return findPackageOwner(QCoreApplication::applicationFilePath()); },
+        .openAddress = [](const QUrl& address) { QDesktopServices::openUrl(address); },
+    };
+}
+
 MenuBarCallbacks AppDelegate::menuBarCallbacks()
 {
     return {
         .requestAnnotation = [this] { requestAnnotation(); },
         .makeSettingsWindow = {},
         .restartHotkeyMonitor = [this] { restartHotkeyMonitor(); },
-        .checkForUpdates = {},
+        .checkForUpdates = [this] { updateController_.checkForUpdates(); },
         .terminate = [this] { terminate(); },
     };
 }

@@ -10,6 +10,7 @@
 #include "panel/PanelDesktop.h"
 #include "platform/HttpClient.h"
 #include "platform/linux/JsonFileDefaults.h"
+#include "updates/UpdateController.h"
 
 #include <QTimer>
 
@@ -52,6 +53,7 @@ public:
 private:
     [[nodiscard]] SessionCollaborators collaborators();
     [[nodiscard]] PanelDesktop panelDesktop();
+    [[nodiscard]] UpdateCollaborators updateCollaborators();
     [[nodiscard]] MenuBarCallbacks menuBarCallbacks();
     [[nodiscard]] QStringList missingPermissions();
     void followSessionState(SessionState next);
@@ -69,6 +71,7 @@ private:
     AnnotationSession session_;
     Subscription stateSubscription_;
     Subscription captureSubscription_;
+    UpdateController updateController_;
     std::unique_ptr<MenuBarController> menuBarController_;
     std::shared_ptr<HotkeyMonitor> hotkeyMonitor_;
     std::unique_ptr<HintCapsuleController> hintCapsuleController_; ///< From the monitor's first start on.

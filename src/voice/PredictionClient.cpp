@@ -3,8 +3,8 @@
 #include "core/DebugLog.h"
 #include "core/ServiceEndpoint.h"
 #include "core/Text.h"
-#include "core/async/OneShot.h"
 #include "core/async/WorkerPool.h"
+#include "platform/HttpFetch.h"
 #include "voice/PredictionText.h"
 
 #include <QJsonDocument>
@@ -62,9 +62,10 @@ std::optional<QUrl> pollUrl(const QJsonObject& reply, const QUrl& endpoint)
     return url;
 }
 
-Failure<TranscriptionFailure> failure(TranscriptionFailure reason)
+template <typename T>
+PredictionClient::Outcome<T> failure(TranscriptionFailure reason)
 {
-    return {std::move(reason)};
+    return Failure{std::move(reason)};
 }
 
 QString statusText(int status)
@@ -93,15 +94,15 @@ async::Task<PredictionClient::Outcome<QUrl>> PredictionClient::createPrediction(
 
     const auto exchanged = co_await exchange(std::move(creation));
     if (!exchanged)
-        co_return failure(exchanged.error());
+        co_return failure<QUrl>(exchanged.error());
     const Reply& reply = exchanged.value();
     log(QStringLiteral("Create prediction response status=") + statusText(reply.status) +
         QStringLiteral(" body=") + reply.body);
     if (reply.status != kStatusOK && reply.status != kStatusCreated)
-        co_return failure(TranscriptionError::httpError(reply.status, reply.body));
+        co_return failure<QUrl>(TranscriptionError::httpError(reply.status, reply.body));
     const auto url = pollUrl(reply.object.value_or(QJsonObject()), endpoint);
     if (!url)
-        co_return failure(TranscriptionError::invalidResponse());
+        co_return failure<QUrl>(TranscriptionError::invalidResponse());
     co_return *url;
 }
 
@@ -111,16 +112,16 @@ async::Task<PredictionClient::Outcome<QString>> PredictionClient::pollForResult(
         co_await pause_(kPollPause);
         const auto exchanged = co_await exchange(request("GET", url, kPollTimeOut));
         if (!exchanged)
-            co_return failure(exchanged.error());
+            co_return failure<QString>(exchanged.error());
         const Reply& reply = exchanged.value();
         if (reply.status < kStatusOK || reply.status >= kFirstStatusAfterSuccess) {
             log(QStringLiteral("Poll response status=") + statusText(reply.status) +
                 QStringLiteral(" body=") + reply.body);
-            co_return failure(TranscriptionError::httpError(reply.status, reply.body));
+            co_return failure<QString>(TranscriptionError::httpError(reply.status, reply.body));
         }
         if (!reply.object) {
             log(QStringLiteral("Poll invalid response body=") + reply.body);
-            co_return failure(TranscriptionError::invalidResponse());
+            co_return failure<QString>(TranscriptionError::invalidResponse());
         }
         const QString status =
             reply.object->value(QStringLiteral("status")).toString(QStringLiteral("unknown"));
@@ -131,7 +132,7 @@ async::Task<PredictionClient::Outcome<QString>> PredictionClient::pollForResult(
             co_return resultOf(status, reply);
         if (pollCounter == kPolls - 1) {
             log(QStringLiteral("Prediction polling timed out url=") + url.toString(QUrl::FullyEncoded));
-            co_return failure(TranscriptionError::timeout());
+            co_return failure<QString>(TranscriptionError::timeout());
         }
     }
 }
@@ -146,30 +147,19 @@ PredictionClient::Outcome<QString> PredictionClient::resultOf(const QString& sta
         reply.object->value(QStringLiteral("error")).toString(QStringLiteral("Unknown error")), apiKey_);
     log(QStringLiteral("Prediction ended status=") + status + QStringLiteral(" error=") + error +
         QStringLiteral(" body=") + reply.body);
-    return failure(TranscriptionError::predictionFailed(error));
+    return failure<QString>(TranscriptionError::predictionFailed(error));
 }
 
 async::Task<Result<PredictionClient::Reply, HttpError>> PredictionClient::exchange(HttpRequest request) const
 {
-    const async::OneShot<Result<HttpResponse, HttpError>> head;
-    const auto pending = http_->send(std::move(request), [head](Result<HttpResponse, HttpError> result) {
-        head.resolve(std::move(result));
-    });
-    auto response = co_await head.value();
-    if (!response)
-        co_return Failure{response.error()};
-
-    const auto bytes = std::make_shared<QByteArray>();
-    const async::OneShot<std::optional<HttpError>> end;
-    response.value().body->read([bytes](QByteArrayView piece) { bytes->append(piece); },
-                                [end](std::optional<HttpError> error) { end.resolve(std::move(error)); });
-    if (auto error = co_await end.value())
-        co_return Failure{std::move(*error)};
+    auto fetched = co_await fetchWhole(*http_, std::move(request));
+    if (!fetched)
+        co_return Failure{fetched.error()};
 
     // The service may repeat the whole recording in its replies, so even reading them is a worker's.
-    auto digest = [bytes, key = apiKey_, status = response.value().head.status] {
-        const QJsonDocument document = QJsonDocument::fromJson(*bytes);
-        return Reply{status, stringBody(*bytes, key),
+    auto digest = [reply = std::move(fetched.value()), key = apiKey_] {
+        const QJsonDocument document = QJsonDocument::fromJson(reply.body);
+        return Reply{reply.head.status, stringBody(reply.body, key),
                      document.isObject() ? std::optional(document.object()) : std::nullopt};
     };
     co_return co_await async::onWorker(std::move(digest));

@@ -18,7 +18,7 @@ namespace fs = std::filesystem;
 const std::map<std::string, std::set<std::string>> kAllowed{
     {"core/async", {"core"}},
     {"core", {"core/async", "platform", "providers"}},
-    {"platform", {"core"}},
+    {"platform", {"core", "core/async"}},
     {"platform/x11", {"core", "core/async", "platform"}},
     {"platform/linux", {"core", "core/async", "platform"}},
     {"providers", {"core", "core/async", "platform"}},
@@ -28,10 +28,11 @@ const std::map<std::string, std::set<std::string>> kAllowed{
     {"overlay", {"core", "core/async", "platform", "widgets"}},
     {"markdown", {}},
     {"voice", {"core", "core/async", "platform"}},
+    {"updates", {"core", "core/async", "platform", "widgets"}},
     {"panel", {"core", "core/async", "platform", "widgets", "markdown", "overlay", "voice"}},
     {"app",
      {"core", "core/async", "platform", "platform/x11", "platform/linux", "providers", "capture", "input",
-      "overlay", "panel", "widgets", "markdown", "voice"}},
+      "overlay", "panel", "widgets", "markdown", "voice", "updates"}},
 };
 
 /// The base library stands below the seam, although its files share a folder with the session.
@@ -56,7 +57,7 @@ const std::string kPanelFromOverlay = "overlay/ImagePreviewWindowController.h";
 const std::map<std::string, std::string> kConfined{
     {"xcb/", "platform/x11"},     {"X11/", "platform/x11"},       {"curl/", "platform/linux"},
     {"QDBus", "platform/linux"},  {"systemd/", "platform/linux"}, {"wayland-", "platform/wayland"},
-    {"pulse/", "platform/linux"}, {"libav", "platform/linux"},
+    {"pulse/", "platform/linux"}, {"libav", "platform/linux"},    {"openssl/", "updates"},
 };
 
 struct Include {

@@ -10,6 +10,7 @@
 #include "platform/EventTap.h"
 #include "support/core/EventLoop.h"
 #include "support/widgets/Palettes.h"
+#include "updates/UpdateWindow.h"
 
 #include <QGuiApplication>
 #include <QKeyEvent>
@@ -68,6 +69,32 @@ QPixmap sheetPicture()
     return picture;
 }
 
+/// While it looks, with something to offer, and with nothing but a reason.
+QPixmap updatePicture()
+{
+    UpdateWindow window;
+    const UpdateSource source{QUrl(QStringLiteral("https://velmo.example/feed.json")), "key"};
+    const QVersionNumber current(0, 1, 0);
+    UpdateOutcome newer;
+    newer.kind = UpdateOutcome::Kind::Newer;
+    newer.latest = QVersionNumber(0, 2, 0);
+    UpdateOutcome tampered;
+    tampered.kind = UpdateOutcome::Kind::Tampered;
+    const std::array messages{describe(newer, source, current, {}),
+                              describe(tampered, source, current, QStringLiteral("APT"))};
+    QPixmap picture = ground(QSize(3 * (window.width() + kMargin) + kMargin, window.height() + 2 * kMargin));
+    QPainter painter(&picture);
+    window.showChecking();
+    window.show();
+    for (int state = 0; state <= 2; ++state) {
+        if (state > 0)
+            window.showMessage(messages.at(static_cast<std::size_t>(state - 1)), {});
+        settle();
+        painter.drawPixmap(kMargin + state * (window.width() + kMargin), kMargin, window.grab());
+    }
+    return picture;
+}
+
 /// At each size that bars have, on a light one and on a dark one.
 QPixmap symbolPicture()
 {
@@ -97,7 +124,8 @@ bool drawMenus(const std::function<bool(const QPixmap&, const QString& name)>& s
         settle();
         const QString scheme = isDark ? QStringLiteral("-dark") : QStringLiteral("-light");
         if (!save(menuPicture(), QStringLiteral("status-menu") + scheme) ||
-            !save(sheetPicture(), QStringLiteral("hotkey-sheet") + scheme))
+            !save(sheetPicture(), QStringLiteral("hotkey-sheet") + scheme) ||
+            !save(updatePicture(), QStringLiteral("update") + scheme))
             return false;
     }
     return save(symbolPicture(), QStringLiteral("tray-icon"));

@@ -1,0 +1,50 @@
+#pragma once
+
+#include "core/async/Task.h"
+#include "platform/HttpClient.h"
+#include "updates/UpdateFeed.h"
+
+namespace velmo {
+
+/// What a look at the feed came to.
+struct UpdateOutcome {
+    enum class Kind {
+        NotConfigured,
+        Newer,
+        UpToDate,
+        Ahead, ///< This program is newer than what is announced.
+        Expired,
+        Unsigned,
+        Tampered,
+        Malformed,
+        Refused, ///< The server answers, but not with a feed.
+        TooLarge,
+        TimedOut,
+        UntrustedServer, ///< Its certificate is not what it should be.
+        Unreachable,
+    };
+
+    Kind kind = Kind::NotConfigured;
+    QVersionNumber latest; ///< With Newer, UpToDate and Ahead.
+    QUrl page;             ///< With the same.
+    int status = 0;        ///< With Refused.
+    QString description;   ///< With Unreachable and UntrustedServer: what the network says.
+
+    /// Whether the feed was believed.
+    [[nodiscard]] bool isKnown() const
+    {
+        return kind == Kind::Newer || kind == Kind::UpToDate || kind == Kind::Ahead;
+    }
+};
+
+/// Asks the feed about releases newer than that one. Three seconds and 64 KiB at most; nothing that the
+/// server says counts before its signature is checked. The client outlives the task.
+[[nodiscard]] async::Task<UpdateOutcome> checkForUpdate(UpdateSource source, QVersionNumber current,
+                                                        HttpClient& http);
+
+/// The same for what has been received.
+[[nodiscard]] UpdateOutcome judgeUpdate(const UpdateSource& source, const QVersionNumber& current,
+                                        const QByteArray& feed, const QByteArray& signature,
+                                        const QDateTime& now);
+
+} // namespace velmo

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "core/Result.h"
+
+#include <QByteArray>
+#include <QDateTime>
+#include <QUrl>
+#include <QVersionNumber>
+#include <optional>
+
+namespace velmo {
+
+/// Where releases are announced, and whose word counts. Built into the program; empty where nobody announces.
+struct UpdateSource {
+    QUrl feed;
+    QByteArray publicKey; ///< Raw Ed25519, 32 bytes.
+
+    /// What this build was made with.
+    [[nodiscard]] static UpdateSource builtIn();
+
+    [[nodiscard]] bool isConfigured() const { return !feed.isEmpty() && !publicKey.isEmpty(); }
+    /// The signature lies beside the feed: its address with ".sig" at the end of the path.
+    [[nodiscard]] QUrl signature() const;
+};
+
+/// What the feed says about the latest release.
+struct UpdateFeed {
+    QVersionNumber version;
+    QUrl page; ///< Over HTTPS.
+    QDateTime
+        expires; ///< From then on the feed is too old to be believed: somebody may hold newer ones back.
+};
+
+enum class UpdateFeedError {
+    Unsigned, ///< The signature is no signature at all.
+    Tampered, ///< The signature is not that of this feed by the right key.
+    Malformed,
+};
+
+/// Reads a feed: JSON with "version", "page" and "expires" (ISO 8601 with an offset), other keys being of no
+/// concern. The signature is in base 64. Not a byte is interpreted before the signature has proved right.
+[[nodiscard]] Result<UpdateFeed, UpdateFeedError>
+readUpdateFeed(const QByteArray& feed, const QByteArray& signature, const QByteArray& publicKey);
+
+/// The whole text as a version, "1.2.3"; nothing if it is anything else.
+[[nodiscard]] std::optional<QVersionNumber> versionFrom(const QString& text);
+
+} // namespace velmo
