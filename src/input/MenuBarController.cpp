@@ -20,7 +20,7 @@ MenuBarController::MenuBarController(AnnotationSession& session, std::shared_ptr
     , desktop_(desktop)
     , callbacks_(std::move(callbacks))
     , menu_(desktop_.windows, actions())
-    , statusItem_(menu_, desktop_.trays)
+    , statusItem_(menu_, desktop_.trays, callbacks_.onTrayMissing)
 {}
 
 MenuBarController::~MenuBarController() = default;

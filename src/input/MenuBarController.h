@@ -18,6 +18,8 @@ struct MenuBarCallbacks {
     std::function<void()> restartHotkeyMonitor;
     std::function<void()> checkForUpdates;
     std::function<void()> terminate;
+    /// Once, on a later turn, when the desktop has no tray at the moment.
+    std::function<void()> onTrayMissing;
 };
 
 /// The application's one lasting piece of user interface: the status item, its menu, and the windows that the

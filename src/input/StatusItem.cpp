@@ -20,10 +20,13 @@ bool isAny(const StatusItem::Trays& trays, TrayPresence::State state)
 
 } // namespace
 
-StatusItem::StatusItem(StatusMenu& menu, const Trays& trays)
+StatusItem::StatusItem(StatusMenu& menu, const Trays& trays, std::function<void()> onMissing)
     : menu_(menu)
     , trays_(trays)
 {
+    missing_.setSingleShot(true);
+    if (onMissing)
+        missing_.callOnTimeout(std::move(onMissing));
     for (const auto& tray : trays_)
         tray->setChangeHandler([this] { followTrays(); });
     menu_.onColorsChanged = [this] { followTrays(); };
@@ -49,10 +52,12 @@ void StatusItem::followTrays()
         return;
     if (isAny(trays_, TrayPresence::State::Present))
         create();
-    else if (!std::exchange(hasExplained_, true))
+    else if (!std::exchange(hasExplained_, true)) {
         DebugLog::log(
             QStringLiteral("Platform"),
             QStringLiteral("This desktop has no tray yet; the menu appears as soon as there is one."));
+        missing_.start(std::chrono::milliseconds(0));
+    }
 }
 
 void StatusItem::create()

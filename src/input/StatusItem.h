@@ -4,6 +4,8 @@
 #include "platform/TrayPresence.h"
 
 #include <QSystemTrayIcon>
+#include <QTimer>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -15,8 +17,9 @@ class StatusItem final {
 public:
     using Trays = std::vector<std::unique_ptr<TrayPresence>>;
 
-    /// The menu and the trays outlive it; the handlers of both are its own.
-    StatusItem(StatusMenu& menu, const Trays& trays);
+    /// The menu and the trays outlive it; the handlers of both are its own. onMissing tells, once and on a
+    /// later turn, that the desktop has no tray at the moment.
+    StatusItem(StatusMenu& menu, const Trays& trays, std::function<void()> onMissing = {});
     StatusItem(const StatusItem&) = delete;
     StatusItem& operator=(const StatusItem&) = delete;
     ~StatusItem();
@@ -33,6 +36,7 @@ private:
     StatusMenu& menu_;
     const Trays& trays_;
     std::unique_ptr<QSystemTrayIcon> icon_;
+    QTimer missing_;
     bool hasExplained_ = false;
 };
 

@@ -69,7 +69,8 @@ public:
         bool started = false;
         /// Readable sentences: each combination that was refused ("held by another program"), or why nothing
         /// started.
-        QStringList problems;
+        QStringList problems{};
+        QStringList hotkeyProblems{}; ///< Those of them that are the hotkey's.
         friend bool operator==(const StartReport&, const StartReport&) = default;
     };
     /// Told on the tap's thread, before the handler is entered for the first time, and later on changes.

@@ -73,15 +73,14 @@ private:
             if (onStarted)
                 onStarted(report);
         };
-        const auto onProblems = [&tell](const QStringList& problems) { tell({true, problems}); };
         tap_.replayRequested_ = false;
         X11TapSession session(
             interest, guarded,
-            {stopDescriptor_, tap_.ownKeyboardHeld_, tap_.pointerSpace_, tap_.replayRequested_, onProblems});
+            {stopDescriptor_, tap_.ownKeyboardHeld_, tap_.pointerSpace_, tap_.replayRequested_, tell});
         const StartReport report = session.setUp();
         tell(report);
         if (report.started && !session.run())
-            tell({false, {QStringLiteral("The connection to the X display was lost.")}});
+            tell({false, {QStringLiteral("The connection to the X display was lost.")}, {}});
     }
 
     X11EventTap& tap_;

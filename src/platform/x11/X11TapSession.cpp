@@ -34,11 +34,11 @@ EventTap::StartReport X11TapSession::setUp()
 {
     connection_ = X11Connection::open();
     if (!connection_)
-        return {false, {QStringLiteral("No X display can be reached.")}};
+        return {false, {QStringLiteral("No X display can be reached.")}, {}};
     const auto extensions = X11InputExtensions::probe(*connection_);
     if (!extensions.missing.isEmpty()) {
         connection_.reset();
-        return {false, {extensions.missing}};
+        return {false, {extensions.missing}, {}};
     }
     inputOpcode_ = extensions.inputOpcode;
     keyboardEvent_ = extensions.keyboardEvent;
@@ -50,13 +50,14 @@ EventTap::StartReport X11TapSession::setUp()
     pointer_.emplace(
         *connection_, interest_,
         X11TapPointer::Context{handler_, controls_.pointerSpace, clock_, controls_.replayRequested});
-    problems_ = installGrabs();
-    return {true, problems_};
+    report_ = installGrabs();
+    return report_;
 }
 
-QStringList X11TapSession::installGrabs()
+EventTap::StartReport X11TapSession::installGrabs()
 {
-    return hotkey_->install(layout_) + pointer_->install(layout_);
+    const QStringList hotkeyProblems = hotkey_->install(layout_);
+    return {true, hotkeyProblems + pointer_->install(layout_), hotkeyProblems};
 }
 
 /// From then on the state is what events say: a question would be answered ahead of those that are under way.
@@ -218,11 +219,11 @@ void X11TapSession::updateLayout()
     // The server also sends this whenever input moves from one keyboard to another, with the same map.
     layout_ = X11KeyboardLayout::read(*connection_);
     updateFlags();
-    QStringList problems = installGrabs();
-    if (problems == problems_)
+    EventTap::StartReport report = installGrabs();
+    if (report == report_)
         return;
-    problems_ = std::move(problems);
-    controls_.onProblems(problems_);
+    report_ = std::move(report);
+    controls_.onReport(report_);
 }
 
 } // namespace velmo

@@ -24,7 +24,7 @@ public:
         const X11PointerSpace& pointerSpace;
         std::atomic<bool>& replayRequested; ///< See X11TapPointer.
         /// What cannot be reserved has changed with the keyboard.
-        std::function<void(const QStringList&)> onProblems;
+        std::function<void(const EventTap::StartReport&)> onReport;
     };
 
     X11TapSession(const TapInterest& interest, EventTap::Handler handler, Controls controls);
@@ -45,7 +45,7 @@ private:
     void handleRawKeyPress(const xcb_ge_generic_event_t& event);
     void readModifiers();
     void updateFlags();
-    [[nodiscard]] QStringList installGrabs();
+    [[nodiscard]] EventTap::StartReport installGrabs();
     void updateLayout();
     [[nodiscard]] bool stopRequested() const;
 
@@ -59,7 +59,7 @@ private:
     X11EventClock clock_;
     std::optional<X11HotkeyGrab> hotkey_;
     std::optional<X11TapPointer> pointer_;
-    QStringList problems_;
+    EventTap::StartReport report_;
     quint32 modifiers_ = 0; ///< The server's, as the latest event says.
     quint64 flags_ = 0;     ///< The same in ModifierFlag bits.
     bool layoutChanged_ = false;
