@@ -12,5 +12,6 @@ void checkOverlayLimits();
 void checkPanelLimits();
 void checkMarkdownLimits();
 void checkSoundLimits();
+void checkShellLimits();
 
 } // namespace velmo::bench

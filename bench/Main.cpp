@@ -46,6 +46,7 @@ int main(int argc, char** argv)
     bench::checkPanelLimits();
     bench::checkMarkdownLimits();
     bench::checkSoundLimits();
+    bench::checkShellLimits();
     DebugLog::flush();
     return bench::Limits::shared().allKept() ? 0 : 1;
 }
