@@ -2,12 +2,12 @@
 
 #include "core/Identity.h"
 #include "core/async/MainLoop.h"
+#include "platform/linux/FileLock.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonDocument>
-#include <QLockFile>
 #include <QSaveFile>
 #include <QStandardPaths>
 #include <cerrno>
@@ -81,6 +81,15 @@ QString lockName(const QString& path)
     return path + QStringLiteral(".lock");
 }
 
+/// What programs have left that died while they saved. Under the lock nobody is at work on one.
+void removeUnfinished(const QString& path)
+{
+    const QFileInfo file(path);
+    QDir folder = file.dir();
+    for (const QString& name : folder.entryList({file.fileName() + QStringLiteral(".??????")}, QDir::Files))
+        folder.remove(name);
+}
+
 } // namespace
 
 /// The worker's side. Only the queue touches it.
@@ -97,8 +106,8 @@ struct JsonFileDefaults::Writer {
         if (!QDir().mkpath(folder))
             return QStringLiteral("Settings could not be saved: ") + folder +
                    QStringLiteral(" cannot be created");
-        QLockFile lock(lockName(path));
-        if (!lock.tryLock(static_cast<int>(kLockPatience.count())))
+        FileLock lock(lockName(path));
+        if (!lock.tryLock(kLockPatience))
             return QStringLiteral("Settings could not be saved: ") + path +
                    QStringLiteral(" cannot be locked");
 
@@ -107,6 +116,7 @@ struct JsonFileDefaults::Writer {
         for (auto change = pending.begin(); change != pending.end(); ++change)
             existing.values.insert(change.key(), change.value());
 
+        removeUnfinished(path);
         QSaveFile file(path);
         const QByteArray text = QJsonDocument(existing.values).toJson();
         if (!file.open(QIODevice::WriteOnly) ||
@@ -139,8 +149,8 @@ JsonFileDefaults::JsonFileDefaults(const QString& path)
     if (!outcome.problem.isEmpty()) {
         // Another instance may have mended the file in this very moment, so only what is bad under the lock
         // goes.
-        QLockFile lock(lockName(path));
-        lock.tryLock(static_cast<int>(kStartPatience.count()));
+        FileLock lock(lockName(path));
+        static_cast<void>(lock.tryLock(kStartPatience));
         outcome = readFile(path);
         if (!outcome.problem.isEmpty())
             problems_.append(moveAside(path, outcome.problem));

@@ -1,0 +1,64 @@
+#include "platform/linux/FileLock.h"
+
+#include <QFile>
+#include <algorithm>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
+
+namespace velmo {
+
+namespace {
+
+constexpr std::chrono::milliseconds kPause{2};
+constexpr mode_t kOwnerOnly = 0600;
+
+} // namespace
+
+FileLock::FileLock(const QString& path)
+    : path_(QFile::encodeName(path))
+{}
+
+FileLock::~FileLock()
+{
+    if (descriptor_ < 0)
+        return;
+    // While it is still held: afterwards the file may be somebody else's.
+    unlink(path_.constData());
+    close(descriptor_);
+}
+
+bool FileLock::tryLock(std::chrono::milliseconds patience)
+{
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    while (!tryOnce()) {
+        if (std::chrono::steady_clock::now() >= deadline)
+            return false;
+        std::this_thread::sleep_for(kPause);
+    }
+    return true;
+}
+
+bool FileLock::tryOnce()
+{
+    // Never through a link, and never waiting for somebody at the other end of a pipe.
+    const int descriptor =
+        open(path_.constData(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, kOwnerOnly);
+    if (descriptor < 0)
+        return false;
+    struct stat held {};
+    struct stat named {};
+    // Who held it before has removed the file; then this lock is on one that nobody else will find.
+    const bool isHeld = flock(descriptor, LOCK_EX | LOCK_NB) == 0 && fstat(descriptor, &held) == 0 &&
+                        stat(path_.constData(), &named) == 0 && held.st_ino == named.st_ino &&
+                        held.st_dev == named.st_dev;
+    if (isHeld)
+        descriptor_ = descriptor;
+    else
+        close(descriptor);
+    return isHeld;
+}
+
+} // namespace velmo
