@@ -18,6 +18,7 @@ constexpr int kPadding = 12;
 constexpr int kPrimaryPadding = 14;
 constexpr int kHeight = 26;
 constexpr int kPrimaryHeight = 30;
+constexpr int kWordHeight = 18;
 constexpr double kRadius = 6;
 constexpr double kPrimaryRadius = 7;
 constexpr double kWordRadius = 4;
@@ -35,6 +36,12 @@ QColor faint(QColor color)
 {
     color.setAlphaF(kDisabledText);
     return color;
+}
+
+ExactFont fontOf(PushButton::Kind kind)
+{
+    return kind == PushButton::Kind::Primary ? ExactFont(kPrimaryTextSize, QFont::DemiBold)
+                                             : ExactFont(kTextSize);
 }
 
 ButtonColors restColors(const WindowTheme& theme, PushButton::Kind kind)
@@ -76,12 +83,10 @@ ButtonColors disabledColors(const WindowTheme& theme, PushButton::Kind kind)
 PushButton::PushButton(Kind kind, const QString& title, QWidget* parent)
     : FadingButton(parent)
     , kind_(kind)
+    , textScale_(fontOf(kind).scale)
 {
     setFocusPolicy(Qt::StrongFocus);
-    const double size = kind == Kind::Primary ? kPrimaryTextSize : kTextSize;
-    const auto whole = static_cast<int>(std::ceil(size));
-    textScale_ = size / whole;
-    setFont(systemFont(whole, kind == Kind::Primary ? QFont::DemiBold : QFont::Normal));
+    setFont(fontOf(kind).font);
     setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
     setTitle(title);
 }
@@ -112,11 +117,10 @@ void PushButton::setDefault(bool isDefault)
 
 QSize PushButton::sizeHint() const
 {
-    const QFontMetricsF metrics(font());
-    const auto scaled = [this](double length) { return static_cast<int>(std::ceil(length * textScale_)); };
-    const int text = scaled(metrics.horizontalAdvance(this->text()));
+    const int text =
+        static_cast<int>(std::ceil(QFontMetricsF(font()).horizontalAdvance(this->text()) * textScale_));
     if (!hasGround())
-        return {text, scaled(metrics.height())};
+        return {text, kWordHeight};
     if (kind_ == Kind::Primary)
         return {text + 2 * kPrimaryPadding, kPrimaryHeight};
     return {text + 2 * kPadding, kHeight};
