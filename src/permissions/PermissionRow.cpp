@@ -20,7 +20,7 @@ constexpr int kTagHeight = 14;
 constexpr int kTagInset = 5;
 constexpr double kTagRadius = 4;
 constexpr int kGrantedIconSize = 16;
-constexpr int kGrantedGap = 6;
+constexpr int kGrantedGap = 5;
 constexpr int kNoteGap = 4;
 
 constexpr TextLabel::Style kTitleStyle{13, 18, &WindowTheme::text, QFont::DemiBold};

@@ -21,7 +21,7 @@ constexpr int kNoticeHeight = 40;
 constexpr int kNoticeInset = 14;
 constexpr int kNoticeIconSize = 18;
 constexpr int kNoticeIconGap = 10;
-constexpr TextLabel::Style kNoticeStyle{13, 18};
+constexpr TextLabel::Style kNoticeStyle{12.5, 18};
 
 PermissionRow::Content contentOf(MissingPermission permission)
 {

@@ -18,7 +18,7 @@ namespace {
 constexpr std::chrono::milliseconds kFreshFor{900};
 constexpr std::chrono::milliseconds kLongestAnswer{2000};
 /// After the last question, so that those who ask every second do not connect every second.
-constexpr std::chrono::milliseconds kLinger{3000};
+constexpr std::chrono::milliseconds kLinger{5000};
 
 MicrophoneStatus statusFor(const std::optional<std::string>& name, int error)
 {

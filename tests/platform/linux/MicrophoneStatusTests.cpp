@@ -34,8 +34,8 @@ protected:
 
 INSTANTIATE_TEST_SUITE_P(Servers, MicrophoneStatusTest,
                          testing::Values(SoundServer::Kind::PulseAudio, SoundServer::Kind::PipeWire),
-                         [](const auto& info) {
-                             return info.param == SoundServer::Kind::PulseAudio ? "PulseAudio" : "PipeWire";
+                         [](const auto& kind) {
+                             return kind.param == SoundServer::Kind::PulseAudio ? "PulseAudio" : "PipeWire";
                          });
 
 TEST_P(MicrophoneStatusTest, KnowsNothingAtFirstAndThenWhatTheServerSays)

@@ -6,9 +6,8 @@
 #include "support/core/EventLoop.h"
 #include "support/widgets/Palettes.h"
 
-#include <QGuiApplication>
+#include <QApplication>
 #include <QPainter>
-#include <QStyle>
 
 namespace velmo {
 namespace {
@@ -62,7 +61,9 @@ QPixmap onboardingPicture()
                                 "the screen; if not, log out and in again."));
     add(2);
     view.configurePermission(MissingPermission::Accessibility);
-    view.primaryButton().setFocus();
+    view.show();
+    QApplication::setActiveWindow(&view);
+    view.primaryButton().setFocus(Qt::TabFocusReason);
     add(1);
     constexpr int kColumns = 3;
     return sheetOf(pages, kColumns);
