@@ -63,6 +63,8 @@ QPixmap onboardingPicture()
     view.configurePermission(MissingPermission::Accessibility);
     view.show();
     QApplication::setActiveWindow(&view);
+    // It has the keyboard already, with its window.
+    view.primaryButton().clearFocus();
     view.primaryButton().setFocus(Qt::TabFocusReason);
     add(1);
     constexpr int kColumns = 3;
