@@ -3,6 +3,7 @@
 #include "platform/linux/AtSpiFocus.h"
 #include "platform/linux/BusConnection.h"
 #include "platform/linux/BusTrayPresence.h"
+#include "platform/linux/LinuxPermissions.h"
 #include "platform/linux/PulseRecorders.h"
 #include "platform/x11/X11Platform.h"
 
@@ -49,7 +50,7 @@ DesktopServices DesktopServices::create()
             std::move(x11.displayCapture),
             std::move(x11.windowFocus),
             std::move(x11.windowSurfaces),
-            std::move(x11.permissions),
+            std::make_unique<LinuxPermissions>(std::move(x11.permissions)),
             std::make_unique<PulseRecorders>(),
             std::move(x11.keyReader),
             std::move(trays),

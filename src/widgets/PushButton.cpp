@@ -15,13 +15,15 @@ namespace velmo {
 namespace {
 
 constexpr int kPadding = 12;
+constexpr int kPrimaryPadding = 14;
 constexpr int kHeight = 26;
 constexpr int kPrimaryHeight = 30;
+constexpr int kWordHeight = 18;
 constexpr double kRadius = 6;
 constexpr double kPrimaryRadius = 7;
 constexpr double kWordRadius = 4;
 constexpr double kTextSize = 12.5;
-constexpr int kPrimaryTextSize = 13;
+constexpr double kPrimaryTextSize = 13;
 constexpr float kDisabledText = 0.38F;
 
 struct ButtonColors {
@@ -34,6 +36,12 @@ QColor faint(QColor color)
 {
     color.setAlphaF(kDisabledText);
     return color;
+}
+
+ExactFont fontOf(PushButton::Kind kind)
+{
+    return kind == PushButton::Kind::Primary ? ExactFont(kPrimaryTextSize, QFont::DemiBold)
+                                             : ExactFont(kTextSize);
 }
 
 ButtonColors restColors(const WindowTheme& theme, PushButton::Kind kind)
@@ -75,9 +83,10 @@ ButtonColors disabledColors(const WindowTheme& theme, PushButton::Kind kind)
 PushButton::PushButton(Kind kind, const QString& title, QWidget* parent)
     : FadingButton(parent)
     , kind_(kind)
+    , textScale_(fontOf(kind).scale)
 {
     setFocusPolicy(Qt::StrongFocus);
-    setFont(kind == Kind::Primary ? systemFont(kPrimaryTextSize, QFont::DemiBold) : systemFont(kTextSize));
+    setFont(fontOf(kind).font);
     setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
     setTitle(title);
 }
@@ -108,10 +117,13 @@ void PushButton::setDefault(bool isDefault)
 
 QSize PushButton::sizeHint() const
 {
-    const int text = static_cast<int>(std::ceil(QFontMetricsF(font()).horizontalAdvance(this->text())));
+    const int text =
+        static_cast<int>(std::ceil(QFontMetricsF(font()).horizontalAdvance(this->text()) * textScale_));
     if (!hasGround())
-        return {text, fontMetrics().height()};
-    return {text + 2 * kPadding, kind_ == Kind::Primary ? kPrimaryHeight : kHeight};
+        return {text, kWordHeight};
+    if (kind_ == Kind::Primary)
+        return {text + 2 * kPrimaryPadding, kPrimaryHeight};
+    return {text + 2 * kPadding, kHeight};
 }
 
 FocusRingShape PushButton::focusRingShape() const
@@ -153,7 +165,9 @@ void PushButton::paintEvent(QPaintEvent*)
         painter.setFont(underlined);
     }
     painter.setPen(colors.text);
-    painter.drawText(rect(), Qt::AlignCenter | Qt::TextSingleLine, text());
+    painter.scale(textScale_, textScale_);
+    const QRectF place(0, 0, width() / textScale_, height() / textScale_);
+    painter.drawText(place, Qt::AlignCenter | Qt::TextSingleLine, text());
 }
 
 } // namespace velmo

@@ -40,6 +40,7 @@ private:
     [[nodiscard]] bool hasGround() const { return kind_ == Kind::Normal || kind_ == Kind::Primary; }
 
     const Kind kind_;
+    const double textScale_;
     QList<QShortcut*> returnKeys_;
 };
 

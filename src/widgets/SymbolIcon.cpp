@@ -2,6 +2,7 @@
 
 #include "widgets/DevicePixels.h"
 
+#include <QFile>
 #include <QPainter>
 #include <QPixmapCache>
 #include <QSvgRenderer>
@@ -15,15 +16,32 @@ static void registerIcons()
 
 namespace velmo {
 
-// Kept for a while, since a control paints its own again and again.
-QPixmap symbolPixmap(const QString& name, const QColor& color, int pixels)
+namespace {
+
+/// From here on, in points, lines are finer than in a small symbol.
+constexpr double kLarge = 40;
+
+QByteArray drawing(const QString& name, bool isLarge)
 {
-    const QString key = name + u'/' + color.name(QColor::HexArgb) + u'/' + QString::number(pixels);
+    registerIcons();
+    QFile file(QStringLiteral(":/velmo/icons/") + name + QStringLiteral(".svg"));
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    QByteArray shape = file.readAll();
+    if (isLarge)
+        shape.replace("stroke-width=\"1.75\"", "stroke-width=\"1.5\"");
+    return shape;
+}
+
+// Kept for a while, since a control paints its own again and again.
+QPixmap pixmapOf(const QString& name, const QColor& color, int pixels, bool isLarge)
+{
+    const QString key = name + u'/' + color.name(QColor::HexArgb) + u'/' + QString::number(pixels) +
+                        (isLarge ? QStringLiteral("/large") : QString());
     QPixmap kept;
     if (QPixmapCache::find(key, &kept))
         return kept;
-    registerIcons();
-    QSvgRenderer renderer(QStringLiteral(":/velmo/icons/") + name + QStringLiteral(".svg"));
+    QSvgRenderer renderer(drawing(name, isLarge));
     QPixmap pixmap(pixels, pixels);
     pixmap.fill(Qt::transparent);
     QPainter painter(&pixmap);
@@ -34,6 +52,13 @@ QPixmap symbolPixmap(const QString& name, const QColor& color, int pixels)
     painter.end();
     QPixmapCache::insert(key, pixmap);
     return pixmap;
+}
+
+} // namespace
+
+QPixmap symbolPixmap(const QString& name, const QColor& color, int pixels)
+{
+    return pixmapOf(name, color, pixels, false);
 }
 
 QIcon symbolIcon(const QString& name, const QColor& color, int size)
@@ -53,7 +78,8 @@ void drawSymbol(QPainter& painter, const QString& name, const QColor& color, con
     // Otherwise the symbol would be resampled.
     const QRectF snapped = snappedToPixels(painter, square);
     const double width = painter.deviceTransform().mapRect(snapped).width();
-    const QPixmap pixmap = symbolPixmap(name, color, static_cast<int>(std::lround(width)));
+    const QPixmap pixmap =
+        pixmapOf(name, color, static_cast<int>(std::lround(width)), square.width() >= kLarge);
     painter.drawPixmap(snapped, pixmap, QRectF(pixmap.rect()));
 }
 

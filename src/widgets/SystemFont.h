@@ -3,6 +3,7 @@
 #include <QFont>
 #include <QFontDatabase>
 #include <QFontInfo>
+#include <cmath>
 
 namespace velmo {
 
@@ -27,6 +28,17 @@ inline void setPixelSize(QFont& font, double size)
     font.setWeight(weight);
     return font;
 }
+
+/// A font of any size: the toolkit's own are whole pixels, so this one is drawn with a scale.
+struct ExactFont {
+    QFont font;
+    double scale = 1; ///< Of everything that is measured and drawn with the font.
+
+    explicit ExactFont(double size, QFont::Weight weight = QFont::Normal)
+        : font(systemFont(std::ceil(size), weight))
+        , scale(size / std::ceil(size))
+    {}
+};
 
 /// The desktop's fixed-width font, in the same unit.
 [[nodiscard]] inline QFont fixedFont(double size)

@@ -30,9 +30,10 @@ const std::map<std::string, std::set<std::string>> kAllowed{
     {"voice", {"core", "core/async", "platform"}},
     {"updates", {"core", "core/async", "platform", "widgets"}},
     {"panel", {"core", "core/async", "platform", "widgets", "markdown", "overlay", "voice"}},
+    {"permissions", {"core", "core/async", "platform", "widgets"}},
     {"app",
      {"core", "core/async", "platform", "platform/x11", "platform/linux", "providers", "capture", "input",
-      "overlay", "panel", "widgets", "markdown", "voice", "updates"}},
+      "overlay", "panel", "widgets", "markdown", "voice", "updates", "permissions"}},
 };
 
 /// The base library stands below the seam, although its files share a folder with the session.
@@ -154,6 +155,9 @@ TEST(IncludeArrows, ForbiddenIncludesAreObjectedTo)
         {"providers/LLMTransport.cpp", "curl/curl.h"},
         {"input/HotkeyMonitor.cpp", "core/SettingsManager.h"},
         {"input/MenuBarController.cpp", "app/AppDelegate.h"},
+        {"permissions/PermissionsView.cpp", "core/SettingsManager.h"},
+        {"permissions/PermissionChecker.cpp", "platform/linux/LinuxPermissions.h"},
+        {"panel/QueryPanelController.cpp", "permissions/PermissionChecker.h"},
         {"strange/New.cpp", "core/Text.h"},
     };
     for (const Include& include : forbidden)
@@ -172,6 +176,8 @@ TEST(IncludeArrows, PermittedIncludesPass)
         {"panel/MessageTextView.cpp", "markdown/StyledText.h"},
         {"input/MenuBarController.h", "core/AnnotationSession.h"},
         {"input/StatusMenu.cpp", "widgets/WindowTheme.h"},
+        {"permissions/OnboardingWindowController.cpp", "core/async/MainLoop.h"},
+        {"app/AppDelegate.cpp", "permissions/PermissionChecker.h"},
         {"app/AppDelegate.cpp", "panel/QueryPanelController.h"},
     };
     for (const Include& include : permitted)

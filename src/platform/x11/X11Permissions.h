@@ -10,7 +10,7 @@ class X11Connection;
 
 /// What an X server offers to this program. Keeps a connection open, so that each question costs one short
 /// round trip; a lost connection is opened again at the next question.
-class X11Permissions final : public Permissions {
+class X11Permissions final : public DisplayPermissions {
 public:
     X11Permissions();
     ~X11Permissions() override;
@@ -20,6 +20,9 @@ public:
 
     /// A pixel of the root can be read.
     [[nodiscard]] bool screenRecordingGranted() override;
+
+    /// An X server knows no such request.
+    void requestScreenRecording() override {}
 
 private:
     [[nodiscard]] bool connect();

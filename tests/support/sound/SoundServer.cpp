@@ -169,6 +169,12 @@ qsizetype SoundServer::recordingCount() const
         .count(QStringLiteral("application.name = \"Velmo\""));
 }
 
+qsizetype SoundServer::clientCount() const
+{
+    return ask({QStringLiteral("list"), QStringLiteral("clients")})
+        .count(QStringLiteral("application.name = \"Velmo\""));
+}
+
 void SoundServer::moveRecordings(const QString& source) const
 {
     const QString streams =

@@ -40,6 +40,8 @@ public:
     void moveRecordings(const QString& source) const;
     /// How many of the product's streams record from it.
     [[nodiscard]] qsizetype recordingCount() const;
+    /// How many connections the product has to it.
+    [[nodiscard]] qsizetype clientCount() const;
 
     /// It does nothing more until resume().
     void halt();

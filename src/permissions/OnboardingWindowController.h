@@ -1,0 +1,74 @@
+#pragma once
+
+#include "permissions/OnboardingStep.h"
+#include "platform/Permissions.h"
+
+#include <QObject>
+#include <QTimer>
+#include <functional>
+#include <memory>
+
+class QWidget;
+
+namespace velmo {
+
+class OnboardingStepContentView;
+
+/// The window of the first run, which leads through what the program needs, one page at a time. A page about
+/// a permission is left by itself once the permission is there. Main thread.
+class OnboardingWindowController final : public QObject {
+public:
+    struct Collaborators {
+        Permissions& permissions; ///< Outlives the controller.
+        /// The hotkey as people read it. Asked for when the last page is shown; empty where it has no name.
+        std::function<QString()> hotkey;
+        /// Called once the last page is left, after the window has closed. It may destroy the controller.
+        std::function<void()> onComplete;
+    };
+
+    /// There is at least one step.
+    OnboardingWindowController(QList<OnboardingStep> steps, Collaborators collaborators);
+    ~OnboardingWindowController() override;
+
+    /// In front of others, and with the keyboard.
+    void showWindow();
+    /// Makes the pages those of what is missing now. The page that is shown stays, if it is still among them.
+    void updatePermissions(const QList<MissingPermission>& missing);
+    /// Nothing is completed by it, as by the user closing the window; it can be shown again.
+    void close();
+
+    [[nodiscard]] const QList<OnboardingStep>& steps() const { return steps_; }
+    /// As many as there are steps once the last one is left.
+    [[nodiscard]] int currentIndex() const { return currentIndex_; }
+    /// It looks for the permission whose page is shown.
+    [[nodiscard]] bool isPolling() const { return pollTimer_->isActive(); }
+    /// Null before it is first shown.
+    [[nodiscard]] QWidget* window() const;
+    [[nodiscard]] OnboardingStepContentView* contentView() const { return contentView_; }
+
+private:
+    class Window;
+    struct DeleteLater {
+        void operator()(Window* window) const;
+    };
+
+    [[nodiscard]] bool isFinished() const { return currentIndex_ >= steps_.size(); }
+    [[nodiscard]] const OnboardingStep& currentStep() const { return steps_.at(currentIndex_); }
+    void showCurrentStep();
+    void startPolling();
+    void checkCurrentPermission();
+    void handlePrimary();
+    void openSettings(MissingPermission permission);
+    void leave(MissingPermission permission);
+    void advance();
+    void finish();
+
+    QList<OnboardingStep> steps_;
+    int currentIndex_ = 0;
+    Collaborators collaborators_;
+    QTimer* pollTimer_;
+    std::unique_ptr<Window, DeleteLater> window_; ///< Its own buttons may destroy the controller.
+    OnboardingStepContentView* contentView_ = nullptr;
+};
+
+} // namespace velmo

@@ -1,0 +1,107 @@
+#include "platform/linux/SettingsPanels.h"
+
+#include <QList>
+#include <QProcess>
+#include <QStandardPaths>
+#include <QStringList>
+#include <algorithm>
+
+namespace velmo::SettingsPanels {
+
+namespace {
+
+struct Panel {
+    QString program;
+    QStringList arguments;
+};
+
+/// A desktop may give several names, its own first and then those of what it is made from.
+bool isDesktop(QLatin1String family)
+{
+    const QStringList names = qEnvironmentVariable("XDG_CURRENT_DESKTOP").split(u':', Qt::SkipEmptyParts);
+    return std::any_of(names.begin(), names.end(), [&](const QString& name) {
+        // As in GNOME-Flashback.
+        return name.section(u'-', 0, 0).compare(family, Qt::CaseInsensitive) == 0;
+    });
+}
+
+void addGnome(QList<Panel>& panels, const QString& anchor)
+{
+    const QString program = QStringLiteral("gnome-control-center");
+    if (anchor == SettingsAnchor::Accessibility)
+        panels.append({program, {QStringLiteral("universal-access")}});
+    else if (anchor == SettingsAnchor::ScreenCapture)
+        panels.append({program, {QStringLiteral("applications")}});
+    else if (anchor == SettingsAnchor::Microphone)
+        // The panel for privacy has moved about from version to version, and what is missing here is more
+        // often the device than the consent.
+        panels.append({program, {QStringLiteral("sound")}});
+}
+
+void addKde(QList<Panel>& panels, const QString& anchor)
+{
+    QString module;
+    if (anchor == SettingsAnchor::Accessibility)
+        module = QStringLiteral("kcm_keys");
+    else if (anchor == SettingsAnchor::Microphone)
+        module = QStringLiteral("kcm_pulseaudio");
+    if (module.isEmpty())
+        return;
+    for (const QString& program : {QStringLiteral("systemsettings"), QStringLiteral("systemsettings5")})
+        panels.append({program, {module}});
+}
+
+/// The best first. The ones of other desktops would come up empty, or not at all.
+QList<Panel> panelsFor(const QString& anchor)
+{
+    QList<Panel> panels;
+    if (isDesktop(QLatin1String("GNOME")))
+        addGnome(panels, anchor);
+    if (isDesktop(QLatin1String("KDE")))
+        addKde(panels, anchor);
+    if (anchor == SettingsAnchor::Microphone) {
+        for (const QString& program : {QStringLiteral("pavucontrol"), QStringLiteral("pavucontrol-qt")})
+            panels.append({program, {QStringLiteral("--tab=4")}}); // The inputs.
+    }
+    return panels;
+}
+
+bool start(const Panel& panel)
+{
+    const QString path = QStandardPaths::findExecutable(panel.program);
+    if (path.isEmpty())
+        return false;
+    QProcess process;
+    process.setProgram(path);
+    process.setArguments(panel.arguments);
+    // What it has to say is not ours to print.
+    process.setStandardInputFile(QProcess::nullDevice());
+    process.setStandardOutputFile(QProcess::nullDevice());
+    process.setStandardErrorFile(QProcess::nullDevice());
+    return process.startDetached();
+}
+
+QString explanationFor(const QString& anchor)
+{
+    if (anchor == SettingsAnchor::Accessibility)
+        return QStringLiteral("This desktop has no setting for it. Velmo needs a display server with the "
+                              "extensions XInput 2.2, XKEYBOARD and XTEST.");
+    if (anchor == SettingsAnchor::ScreenCapture)
+        return QStringLiteral("This desktop has no setting for it. Its display server lets programs read "
+                              "the screen; if not, log out and in again.");
+    if (anchor == SettingsAnchor::Microphone)
+        return QStringLiteral("No program for sound settings was found. Plug in a microphone, or install "
+                              "pavucontrol to choose one.");
+    return QStringLiteral("This desktop has no setting for it.");
+}
+
+} // namespace
+
+PanelOpening open(const QString& anchor)
+{
+    const QList<Panel> panels = panelsFor(anchor);
+    return std::any_of(panels.begin(), panels.end(), start) ? PanelOpening::opened()
+                                                            : PanelOpening::missing(explanationFor(anchor));
+}
+
+} // namespace velmo::SettingsPanels

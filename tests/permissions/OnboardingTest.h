@@ -1,0 +1,96 @@
+#pragma once
+
+#include "fakes/FakePermissions.h"
+#include "permissions/OnboardingStepContentView.h"
+#include "permissions/OnboardingWindowController.h"
+#include "support/core/EventLoop.h"
+#include "support/core/Printing.h"
+
+#include <QCoreApplication>
+#include <QTimer>
+#include <QTimerEvent>
+#include <gmock/gmock.h>
+
+namespace velmo {
+
+/// A second passes for a timer of that name below the object. Nothing happens when it does not run.
+inline void passSecond(const QObject& owner, const char* name)
+{
+    auto& timer = *owner.findChild<QTimer*>(QString::fromLatin1(name));
+    if (!timer.isActive())
+        return;
+    QTimerEvent elapsed(timer.timerId());
+    QCoreApplication::sendEvent(&timer, &elapsed);
+}
+
+/// "welcome, accessibility, complete".
+[[nodiscard]] inline std::string names(const QList<OnboardingStep>& steps)
+{
+    QStringList result;
+    for (const OnboardingStep& step : steps) {
+        switch (step.kind()) {
+        case OnboardingStep::Kind::Welcome:
+            result.append(QStringLiteral("welcome"));
+            break;
+        case OnboardingStep::Kind::Permission:
+            result.append(rawValue(step.permission()));
+            break;
+        case OnboardingStep::Kind::Complete:
+            result.append(QStringLiteral("complete"));
+            break;
+        }
+    }
+    return result.join(QStringLiteral(", ")).toStdString();
+}
+
+/// The window of the first run with a desktop that does as the test says.
+class OnboardingTest : public testing::Test {
+protected:
+    ~OnboardingTest() override
+    {
+        controller.reset();
+        settle();
+    }
+
+    void open(QList<OnboardingStep> steps)
+    {
+        controller = std::make_unique<OnboardingWindowController>(
+            std::move(steps),
+            OnboardingWindowController::Collaborators{permissions, [this] { return hotkey; },
+                                                      [this] {
+                                                          ++completions;
+                                                          if (dropsWhenComplete)
+                                                              controller.reset();
+                                                      }});
+        controller->showWindow();
+    }
+    /// The page of that index, by its name.
+    void open(QList<OnboardingStep> steps, int index)
+    {
+        open(std::move(steps));
+        while (controller->currentIndex() < index)
+            view().onSkip();
+    }
+
+    [[nodiscard]] OnboardingStepContentView& view() const { return *controller->contentView(); }
+    [[nodiscard]] std::string title() const { return view().titleLabel().text().toStdString(); }
+    [[nodiscard]] std::string shown() const
+    {
+        return names({controller->steps().at(controller->currentIndex())});
+    }
+    void press() const { view().primaryButton().click(); }
+    void skip() const { view().secondaryButton().click(); }
+    void passSecond() const { velmo::passSecond(*controller, "pollTimer"); }
+
+    static constexpr auto kAccessibility = MissingPermission::Accessibility;
+    static constexpr auto kScreen = MissingPermission::ScreenRecording;
+    static constexpr auto kMicrophone = MissingPermission::Microphone;
+
+    FakePermissions permissions;
+    QString hotkey = QStringLiteral("Ctrl + Alt + Space");
+    int completions = 0;
+    bool dropsWhenComplete = false;
+    std::unique_ptr<OnboardingWindowController> controller;
+};
+
+} // namespace velmo
