@@ -1,9 +1,9 @@
 #pragma once
 
-#include "panel/FocusRing.h"
 #include "panel/StyledTextLayout.h"
 #include "panel/TextSelection.h"
 #include "panel/WebLinks.h"
+#include "widgets/FocusRing.h"
 
 #include <QPoint>
 #include <QTimer>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "panel/FocusRing.h"
 #include "widgets/FadingButton.h"
+#include "widgets/FocusRing.h"
 
 namespace velmo {
 

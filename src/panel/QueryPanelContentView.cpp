@@ -5,7 +5,6 @@
 #include "core/async/WorkerPool.h"
 #include "overlay/ImagePreviewWindowController.h"
 #include "panel/CardMetrics.h"
-#include "panel/FocusRing.h"
 #include "panel/HoldToRecordButton.h"
 #include "panel/KeyBadgeView.h"
 #include "panel/ModelPillButton.h"
@@ -19,6 +18,7 @@
 #include "panel/TextViewMenu.h"
 #include "panel/TranscriptScrollView.h"
 #include "voice/ReplicateWhisperService.h"
+#include "widgets/FocusRing.h"
 #include "widgets/SystemFont.h"
 
 #include <QApplication>
@@ -178,7 +178,7 @@ void QueryPanelContentView::arrangeFocus()
                             sendButton_,           cancelButton_};
     for (qsizetype next = 1; next < order.size(); ++next)
         setTabOrder(order.at(next - 1), order.at(next));
-    focusRing_ = new FocusRing(*this);
+    focusRing_ = new FocusRing(*this, &QueryPanelTheme::focusRing);
     focusRing_->addScrolledArea(transcriptScrollView_->documentView());
     connect(qApp, &QApplication::focusChanged, this, [this](QWidget* before, QWidget*) {
         // A control that is gone or cannot be used any more has handed the keyboard to any other one.

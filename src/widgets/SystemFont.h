@@ -6,12 +6,24 @@
 
 namespace velmo {
 
+/// A size in pixels is a whole number to the toolkit, one in the typographer's points is not.
+inline void setPixelSize(QFont& font, double size)
+{
+    if (const int whole = static_cast<int>(size); whole == size) {
+        font.setPixelSize(whole);
+        return;
+    }
+    constexpr int kReference = 100;
+    font.setPixelSize(kReference);
+    font.setPointSizeF(QFontInfo(font).pointSizeF() * size / kReference);
+}
+
 /// The desktop's interface font. The size is in points of the design, which are device-independent pixels and
 /// not the typographer's points.
-[[nodiscard]] inline QFont systemFont(int size, QFont::Weight weight = QFont::Normal)
+[[nodiscard]] inline QFont systemFont(double size, QFont::Weight weight = QFont::Normal)
 {
     QFont font;
-    font.setPixelSize(size);
+    setPixelSize(font, size);
     font.setWeight(weight);
     return font;
 }
@@ -20,10 +32,7 @@ namespace velmo {
 [[nodiscard]] inline QFont fixedFont(double size)
 {
     QFont font = QFontDatabase::systemFont(QFontDatabase::FixedFont);
-    constexpr int kReference = 100;
-    font.setPixelSize(kReference);
-    // A size in pixels is a whole number to the toolkit, one in the typographer's points is not.
-    font.setPointSizeF(QFontInfo(font).pointSizeF() * size / kReference);
+    setPixelSize(font, size);
     return font;
 }
 

@@ -1,8 +1,8 @@
-#include "panel/FocusRing.h"
 #include "panel/ModelPillButton.h"
 #include "panel/PanelButtons.h"
 #include "panel/TranscriptScrollView.h"
 #include "support/panel/AccessibleScene.h"
+#include "widgets/FocusRing.h"
 
 #include <QMenu>
 #include <QScrollBar>

@@ -1,11 +1,10 @@
-#include "panel/FocusRing.h"
-
-#include "panel/QueryPanelTheme.h"
+#include "widgets/FocusRing.h"
 
 #include <QApplication>
 #include <QFocusEvent>
 #include <QPainter>
 #include <cmath>
+#include <utility>
 
 namespace velmo {
 
@@ -27,9 +26,10 @@ bool isOfWindows(Qt::FocusReason reason)
 
 } // namespace
 
-FocusRing::FocusRing(QWidget& panel)
-    : QWidget(&panel)
-    , panel_(panel)
+FocusRing::FocusRing(QWidget& area, std::function<QColor()> color)
+    : QWidget(&area)
+    , area_(area)
+    , color_(std::move(color))
 {
     setAttribute(Qt::WA_TransparentForMouseEvents);
     setAttribute(Qt::WA_NoSystemBackground);
@@ -47,7 +47,7 @@ bool FocusRing::eventFilter(QObject* watched, QEvent* event)
         if (isOfWindows(reason))
             setVisible(watched == target_);
         else
-            follow(isToBeShown(reason) && panel_.isAncestorOf(widget) ? widget : nullptr);
+            follow(isToBeShown(reason) && area_.isAncestorOf(widget) ? widget : nullptr);
     } else if (target_ && watched->isWidgetType()) {
         followTarget(*static_cast<QWidget*>(watched), *event);
     }
@@ -87,7 +87,7 @@ void FocusRing::follow(QWidget* focused)
     shape_ = ringed->focusRingShape();
     QWidget* document = document_.data();
     const bool isScrolled = document != nullptr && document->isAncestorOf(focused);
-    setParent(isScrolled ? document : &panel_);
+    setParent(isScrolled ? document : &area_);
     place();
     show();
     raise();
@@ -108,7 +108,7 @@ void FocusRing::paintEvent(QPaintEvent*)
 {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(QPen(QueryPanelTheme::focusRing(), kWidth));
+    painter.setPen(QPen(color_(), kWidth));
     constexpr double kHalf = kWidth / 2;
     painter.drawRoundedRect(QRectF(rect()).adjusted(kHalf, kHalf, -kHalf, -kHalf), shape_.radius + shape_.gap,
                             shape_.radius + shape_.gap);

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <QColor>
 #include <QPointer>
 #include <QWidget>
+#include <functional>
 
 namespace velmo {
 
@@ -18,12 +20,12 @@ public:
     [[nodiscard]] virtual FocusRingShape focusRingShape() const = 0;
 };
 
-/// The ring around whichever control of a panel the keyboard moved to. It lies over the controls, so that a
+/// The ring around whichever control of a window the keyboard moved to. It lies over the controls, so that a
 /// control needs no room for it. Main thread.
 class FocusRing final : public QWidget {
 public:
-    /// Follows the focus among the descendants of the widget.
-    explicit FocusRing(QWidget& panel);
+    /// Follows the focus among the descendants of the widget. The colour is asked for whenever it is drawn.
+    FocusRing(QWidget& area, std::function<QColor()> color);
 
     /// Where rings of controls inside that widget live, so that they scroll with them.
     void addScrolledArea(QWidget& document) { document_ = &document; }
@@ -38,7 +40,8 @@ private:
     void followTarget(const QWidget& changed, const QEvent& event);
     void place();
 
-    QWidget& panel_;
+    QWidget& area_;
+    std::function<QColor()> color_;
     QPointer<QWidget> document_;
     QPointer<QWidget> target_;
     FocusRingShape shape_;

@@ -1,0 +1,159 @@
+#include "widgets/PushButton.h"
+
+#include "widgets/Colors.h"
+#include "widgets/SystemFont.h"
+#include "widgets/WindowTheme.h"
+
+#include <QEvent>
+#include <QPainter>
+#include <QShortcut>
+#include <algorithm>
+#include <cmath>
+
+namespace velmo {
+
+namespace {
+
+constexpr int kPadding = 12;
+constexpr int kHeight = 26;
+constexpr int kPrimaryHeight = 30;
+constexpr double kRadius = 6;
+constexpr double kPrimaryRadius = 7;
+constexpr double kWordRadius = 4;
+constexpr double kTextSize = 12.5;
+constexpr int kPrimaryTextSize = 13;
+constexpr float kDisabledText = 0.38F;
+
+struct ButtonColors {
+    QColor ground;
+    QColor border;
+    QColor text;
+};
+
+QColor faint(QColor color)
+{
+    color.setAlphaF(kDisabledText);
+    return color;
+}
+
+ButtonColors restColors(const WindowTheme& theme, PushButton::Kind kind)
+{
+    switch (kind) {
+    case PushButton::Kind::Normal:
+        return {theme.button, theme.buttonBorder, theme.text};
+    case PushButton::Kind::Primary:
+        return {theme.accentFill, Qt::transparent, Qt::white};
+    case PushButton::Kind::Borderless:
+        return {Qt::transparent, Qt::transparent, theme.secondaryText};
+    case PushButton::Kind::Link:
+        return {Qt::transparent, Qt::transparent, theme.accent};
+    }
+    return {};
+}
+
+ButtonColors colorsOf(const WindowTheme& theme, PushButton::Kind kind, double hover, double press)
+{
+    ButtonColors colors = restColors(theme, kind);
+    if (kind == PushButton::Kind::Normal)
+        colors.ground =
+            blended(blended(colors.ground, theme.hoveredButton, hover), theme.pressedButton, press);
+    if (kind == PushButton::Kind::Primary)
+        colors.ground =
+            blended(blended(colors.ground, theme.hoveredPrimary, hover), theme.pressedPrimary, press);
+    return colors;
+}
+
+ButtonColors disabledColors(const WindowTheme& theme, PushButton::Kind kind)
+{
+    if (kind == PushButton::Kind::Normal || kind == PushButton::Kind::Primary)
+        return {theme.disabledButton, theme.disabledButtonBorder, faint(theme.text)};
+    return {Qt::transparent, Qt::transparent, faint(restColors(theme, kind).text)};
+}
+
+} // namespace
+
+PushButton::PushButton(Kind kind, const QString& title, QWidget* parent)
+    : FadingButton(parent)
+    , kind_(kind)
+{
+    setFocusPolicy(Qt::StrongFocus);
+    setFont(kind == Kind::Primary ? systemFont(kPrimaryTextSize, QFont::DemiBold) : systemFont(kTextSize));
+    setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
+    setTitle(title);
+}
+
+void PushButton::setTitle(const QString& title)
+{
+    setText(title);
+    setAccessibleName(title);
+    updateGeometry();
+}
+
+void PushButton::setDefault(bool isDefault)
+{
+    if (isDefault == this->isDefault())
+        return;
+    qDeleteAll(returnKeys_);
+    returnKeys_.clear();
+    if (!isDefault)
+        return;
+    for (const int key : {Qt::Key_Return, Qt::Key_Enter}) {
+        auto* shortcut = new QShortcut(QKeySequence(key), this);
+        // Whoever holds the key down means one press.
+        shortcut->setAutoRepeat(false);
+        connect(shortcut, &QShortcut::activated, this, [this] { click(); });
+        returnKeys_.append(shortcut);
+    }
+}
+
+QSize PushButton::sizeHint() const
+{
+    const int text = static_cast<int>(std::ceil(QFontMetricsF(font()).horizontalAdvance(this->text())));
+    if (!hasGround())
+        return {text, fontMetrics().height()};
+    return {text + 2 * kPadding, kind_ == Kind::Primary ? kPrimaryHeight : kHeight};
+}
+
+FocusRingShape PushButton::focusRingShape() const
+{
+    if (!hasGround())
+        return {2, kWordRadius};
+    return {2, kind_ == Kind::Primary ? kPrimaryRadius : kRadius};
+}
+
+void PushButton::changeEvent(QEvent* event)
+{
+    if (event->type() == QEvent::PaletteChange || event->type() == QEvent::EnabledChange)
+        update();
+    FadingButton::changeEvent(event);
+}
+
+void PushButton::paintEvent(QPaintEvent*)
+{
+    const WindowTheme theme = WindowTheme::current();
+    const ButtonColors colors =
+        isEnabled() ? colorsOf(theme, kind_, hover(), press()) : disabledColors(theme, kind_);
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    if (hasGround()) {
+        const double radius = kind_ == Kind::Primary ? kPrimaryRadius : kRadius;
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(colors.ground);
+        painter.drawRoundedRect(rect(), radius, radius);
+        if (colors.border.alpha() > 0) {
+            constexpr double kHalf = 0.5;
+            painter.setPen(QPen(colors.border, 1));
+            painter.setBrush(Qt::NoBrush);
+            painter.drawRoundedRect(QRectF(rect()).adjusted(kHalf, kHalf, -kHalf, -kHalf), radius - kHalf,
+                                    radius - kHalf);
+        }
+    } else if (isEnabled() && std::max(hover(), press()) > 0) {
+        QFont underlined = font();
+        underlined.setUnderline(true);
+        painter.setFont(underlined);
+    }
+    painter.setPen(colors.text);
+    painter.drawText(rect(), Qt::AlignCenter | Qt::TextSingleLine, text());
+}
+
+} // namespace velmo
