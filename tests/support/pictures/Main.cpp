@@ -14,6 +14,7 @@
 #include "overlay/PenCursor.h"
 #include "support/pictures/MenuPictures.h"
 #include "support/pictures/PanelPictures.h"
+#include "support/pictures/SettingsPictures.h"
 
 #include <QApplication>
 #include <QDir>
@@ -44,7 +45,10 @@ public:
                drawHint() && drawPen() && drawStrokes() && drawPreview() &&
                drawPanels(
                    [this](const QPixmap& picture, const QString& name) { return save(picture, name); }) &&
-               drawMenus([this](const QPixmap& picture, const QString& name) { return save(picture, name); });
+               drawMenus(
+                   [this](const QPixmap& picture, const QString& name) { return save(picture, name); }) &&
+               drawSettings(
+                   [this](const QPixmap& picture, const QString& name) { return save(picture, name); });
     }
 
 private:
