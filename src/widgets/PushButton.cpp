@@ -15,13 +15,14 @@ namespace velmo {
 namespace {
 
 constexpr int kPadding = 12;
+constexpr int kPrimaryPadding = 14;
 constexpr int kHeight = 26;
 constexpr int kPrimaryHeight = 30;
 constexpr double kRadius = 6;
 constexpr double kPrimaryRadius = 7;
 constexpr double kWordRadius = 4;
 constexpr double kTextSize = 12.5;
-constexpr int kPrimaryTextSize = 13;
+constexpr double kPrimaryTextSize = 13;
 constexpr float kDisabledText = 0.38F;
 
 struct ButtonColors {
@@ -77,7 +78,10 @@ PushButton::PushButton(Kind kind, const QString& title, QWidget* parent)
     , kind_(kind)
 {
     setFocusPolicy(Qt::StrongFocus);
-    setFont(kind == Kind::Primary ? systemFont(kPrimaryTextSize, QFont::DemiBold) : systemFont(kTextSize));
+    const double size = kind == Kind::Primary ? kPrimaryTextSize : kTextSize;
+    const auto whole = static_cast<int>(std::ceil(size));
+    textScale_ = size / whole;
+    setFont(systemFont(whole, kind == Kind::Primary ? QFont::DemiBold : QFont::Normal));
     setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
     setTitle(title);
 }
@@ -108,10 +112,14 @@ void PushButton::setDefault(bool isDefault)
 
 QSize PushButton::sizeHint() const
 {
-    const int text = static_cast<int>(std::ceil(QFontMetricsF(font()).horizontalAdvance(this->text())));
+    const QFontMetricsF metrics(font());
+    const auto scaled = [this](double length) { return static_cast<int>(std::ceil(length * textScale_)); };
+    const int text = scaled(metrics.horizontalAdvance(this->text()));
     if (!hasGround())
-        return {text, fontMetrics().height()};
-    return {text + 2 * kPadding, kind_ == Kind::Primary ? kPrimaryHeight : kHeight};
+        return {text, scaled(metrics.height())};
+    if (kind_ == Kind::Primary)
+        return {text + 2 * kPrimaryPadding, kPrimaryHeight};
+    return {text + 2 * kPadding, kHeight};
 }
 
 FocusRingShape PushButton::focusRingShape() const
@@ -153,7 +161,9 @@ void PushButton::paintEvent(QPaintEvent*)
         painter.setFont(underlined);
     }
     painter.setPen(colors.text);
-    painter.drawText(rect(), Qt::AlignCenter | Qt::TextSingleLine, text());
+    painter.scale(textScale_, textScale_);
+    const QRectF place(0, 0, width() / textScale_, height() / textScale_);
+    painter.drawText(place, Qt::AlignCenter | Qt::TextSingleLine, text());
 }
 
 } // namespace velmo

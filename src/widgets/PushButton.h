@@ -40,6 +40,7 @@ private:
     [[nodiscard]] bool hasGround() const { return kind_ == Kind::Normal || kind_ == Kind::Primary; }
 
     const Kind kind_;
+    double textScale_ = 1; ///< The toolkit's own sizes are whole pixels, at every scale of the screen.
     QList<QShortcut*> returnKeys_;
 };
 
