@@ -2,7 +2,7 @@
 
 #include "widgets/WindowTheme.h"
 
-#include <QEvent>
+#include <QMouseEvent>
 #include <QPainter>
 
 namespace velmo {
@@ -21,9 +21,6 @@ FieldFrame::FieldFrame(QWidget* field, QMargins padding, QWidget* parent)
 {
     field_->setParent(this);
     field_->installEventFilter(this);
-    // A click beside the text is one into the field.
-    setFocusProxy(field_);
-    setFocusPolicy(Qt::ClickFocus);
     setCursor(Qt::IBeamCursor);
 }
 
@@ -32,6 +29,13 @@ bool FieldFrame::eventFilter(QObject*, QEvent* event)
     if (event->type() == QEvent::FocusIn || event->type() == QEvent::FocusOut)
         update();
     return false;
+}
+
+/// A click beside the text is one into the field.
+void FieldFrame::mousePressEvent(QMouseEvent* event)
+{
+    if (event->button() == Qt::LeftButton && box().contains(event->position().toPoint()))
+        field_->setFocus(Qt::MouseFocusReason);
 }
 
 void FieldFrame::changeEvent(QEvent* event)

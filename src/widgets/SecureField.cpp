@@ -1,6 +1,7 @@
 #include "widgets/SecureField.h"
 
 #include "widgets/SystemFont.h"
+#include "widgets/WindowAccessible.h"
 
 #include <QProxyStyle>
 
@@ -42,6 +43,8 @@ public:
 SecureField::SecureField(const QString& accessibleName, QWidget* parent)
     : QLineEdit(parent)
 {
+    // Before anybody can ask about this one.
+    installWindowAccessibility();
     auto* style = new BareLineStyle;
     style->setParent(this);
     setStyle(style);

@@ -17,6 +17,7 @@ constexpr int kInset = 2;
 constexpr double kTrackRadius = 8;
 constexpr double kSegmentRadius = 6;
 constexpr double kTextSize = 12.5;
+constexpr int kFontSize = 13; ///< The toolkit's own sizes are whole pixels, at every scale of the screen.
 constexpr SoftShadow kShadow{.drop = 1, .blur = 2, .alpha = 0.14F};
 constexpr double kHoverShare = 0.35;
 
@@ -49,9 +50,12 @@ protected:
             painter.setBrush(ground);
             painter.drawRoundedRect(rect(), kSegmentRadius, kSegmentRadius);
         }
-        painter.setFont(systemFont(kTextSize, isChecked() ? QFont::DemiBold : QFont::Medium));
+        constexpr double kScale = kTextSize / kFontSize;
+        painter.setFont(systemFont(kFontSize, isChecked() ? QFont::DemiBold : QFont::Medium));
         painter.setPen(theme.text);
-        painter.drawText(rect(), Qt::AlignCenter | Qt::TextSingleLine, text());
+        painter.scale(kScale, kScale);
+        painter.drawText(QRectF(0, 0, width() / kScale, height() / kScale),
+                         Qt::AlignCenter | Qt::TextSingleLine, text());
     }
 };
 

@@ -1,6 +1,7 @@
 #include "widgets/WindowAccessible.h"
 
 #include "widgets/PushButton.h"
+#include "widgets/SecureField.h"
 
 #include <QAbstractButton>
 #include <QAccessibleWidget>
@@ -48,11 +49,36 @@ private:
     }
 };
 
+/// The toolkit tells assistive technology each character that is typed into a line, also into one that shows
+/// dots, on behalf of whoever has a text. So this one has none, but for its dots.
+class SecretPart final : public QAccessibleWidget {
+public:
+    explicit SecretPart(SecureField* field)
+        : QAccessibleWidget(field, QAccessible::EditableText)
+    {}
+
+    QAccessible::State state() const override
+    {
+        QAccessible::State state = QAccessibleWidget::state();
+        state.passwordEdit = true;
+        state.editable = true;
+        return state;
+    }
+
+    QString text(QAccessible::Text kind) const override
+    {
+        return kind == QAccessible::Value ? static_cast<const SecureField*>(widget())->displayText()
+                                          : QAccessibleWidget::text(kind);
+    }
+};
+
 QAccessibleInterface* makePart(const QString&, QObject* object)
 {
     auto* widget = qobject_cast<QWidget*>(object);
     if (widget == nullptr)
         return nullptr;
+    if (auto* secret = dynamic_cast<SecureField*>(widget))
+        return new SecretPart(secret);
     if (auto* pushed = dynamic_cast<PushButton*>(widget))
         return new ButtonPart(pushed, QAccessible::PushButton);
     const auto* described = dynamic_cast<const DescribedWidget*>(widget);

@@ -25,8 +25,8 @@ private:
     const QAccessible::Role role_;
 };
 
-/// From now on described widgets and push buttons tell assistive technology what they are, and can be worked
-/// by it. More calls do nothing. Main thread.
+/// From now on described widgets, push buttons and fields for secrets tell assistive technology what they
+/// are, and can be worked by it. More calls do nothing. Main thread.
 void installWindowAccessibility();
 
 } // namespace velmo
