@@ -15,6 +15,7 @@
 #include "support/pictures/MenuPictures.h"
 #include "support/pictures/PanelPictures.h"
 #include "support/pictures/PermissionPictures.h"
+#include "support/pictures/SettingsPictures.h"
 
 #include <QApplication>
 #include <QDir>
@@ -48,6 +49,8 @@ public:
                drawMenus(
                    [this](const QPixmap& picture, const QString& name) { return save(picture, name); }) &&
                drawPermissions(
+                   [this](const QPixmap& picture, const QString& name) { return save(picture, name); }) &&
+               drawSettings(
                    [this](const QPixmap& picture, const QString& name) { return save(picture, name); });
     }
 

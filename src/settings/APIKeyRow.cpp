@@ -1,0 +1,160 @@
+#include "settings/APIKeyRow.h"
+
+#include "widgets/FieldFrame.h"
+#include "widgets/FormSection.h"
+#include "widgets/PushButton.h"
+#include "widgets/SymbolIcon.h"
+#include "widgets/SystemFont.h"
+#include "widgets/WindowLabel.h"
+#include "widgets/WindowTheme.h"
+
+#include <QPainter>
+#include <QVBoxLayout>
+#include <utility>
+
+namespace velmo {
+
+namespace {
+
+constexpr int kGap = 6;
+constexpr int kTitleWidth = 80;
+constexpr int kFieldHeight = 26;
+/// The toolkit adds two points at the field's sides.
+constexpr QMargins kFieldPadding(6, 1, 6, 1);
+constexpr int kSymbolSize = 16; ///< Of the square; its disc spans fourteen.
+constexpr double kMaskSize = 12.5;
+constexpr double kMaskSpacing = 0.5;
+/// Above and below the line with the controls; a note takes the place of the lower one.
+constexpr int kLineMargin = 4;
+constexpr int kNoteMargin = 10;
+/// Between the dots and what clears them, whose bounds are those of its word.
+constexpr int kClearGap = 12;
+
+class SetSymbol final : public QWidget {
+public:
+    SetSymbol() { setFixedSize(kSymbolSize, kSymbolSize); }
+
+protected:
+    void paintEvent(QPaintEvent*) override
+    {
+        QPainter painter(this);
+        drawSymbol(painter, QStringLiteral("checkmark.circle.fill"), WindowTheme::current().granted, rect());
+    }
+};
+
+QHBoxLayout* makeLine(QWidget* parent)
+{
+    auto* line = new QHBoxLayout(parent);
+    line->setContentsMargins(0, 0, 0, 0);
+    line->setSpacing(0);
+    return line;
+}
+
+} // namespace
+
+APIKeyRow::APIKeyRow(const QString& title, const QString& label, QWidget* parent)
+    : QWidget(parent)
+    , field_(new SecureField(label))
+    , saveButton_(new PushButton(PushButton::Kind::Normal, QStringLiteral("Save")))
+    , clearButton_(new PushButton(PushButton::Kind::Link, QStringLiteral("Clear")))
+    , entry_(makeEntry(label))
+    , mask_(makeMask(label))
+    , note_(new WindowLabel(WindowLabel::Kind::Caption, {}))
+{
+    auto* lines = new QVBoxLayout(this);
+    lines->setContentsMargins(FormSection::kRowInset, kLineMargin, FormSection::kRowInset, kLineMargin);
+    lines->setSpacing(0);
+    auto* controls = new QWidget;
+    controls->setFixedHeight(FormSection::kRowHeight - 2 * kLineMargin);
+    auto* line = makeLine(controls);
+    auto* titleLabel = new WindowLabel(WindowLabel::Kind::Body, title);
+    titleLabel->setFixedWidth(kTitleWidth);
+    line->addWidget(titleLabel);
+    line->addWidget(entry_, 1);
+    line->addWidget(mask_, 1);
+    lines->addWidget(controls);
+    lines->addWidget(note_);
+    mask_->hide();
+    note_->hide();
+
+    field_->onReturn = [this] { save(); };
+    connect(field_, &QLineEdit::textChanged, this,
+            [this](const QString& text) { saveButton_->setEnabled(!text.isEmpty()); });
+    connect(saveButton_, &QAbstractButton::clicked, this, [this] { save(); });
+    connect(clearButton_, &QAbstractButton::clicked, this, [this] {
+        if (onClear)
+            onClear();
+    });
+}
+
+QWidget* APIKeyRow::makeEntry(const QString& label)
+{
+    auto* entry = new QWidget;
+    auto* line = makeLine(entry);
+    auto* frame = new FieldFrame(field_, kFieldPadding);
+    frame->setFixedHeight(kFieldHeight + 2 * FieldFrame::kHalo);
+    saveButton_->setAccessibleDescription(label);
+    saveButton_->setEnabled(false);
+    line->addSpacing(kGap - FieldFrame::kHalo);
+    line->addWidget(frame, 1);
+    line->addSpacing(kGap - FieldFrame::kHalo);
+    line->addWidget(saveButton_);
+    return entry;
+}
+
+QWidget* APIKeyRow::makeMask(const QString& label)
+{
+    auto* mask = new QWidget;
+    auto* line = makeLine(mask);
+    auto* dots = new WindowLabel(WindowLabel::Kind::Body, QStringLiteral("•••  •••  •••"));
+    QFont spaced = systemFont(kMaskSize);
+    spaced.setLetterSpacing(QFont::AbsoluteSpacing, kMaskSpacing);
+    dots->setFont(spaced);
+    dots->setForegroundRole(QPalette::PlaceholderText);
+    dots->setAccessibleName(label + QStringLiteral(" is set"));
+    clearButton_->setAccessibleDescription(label);
+    line->addStretch();
+    line->addWidget(new SetSymbol);
+    line->addSpacing(kGap);
+    line->addWidget(dots);
+    line->addSpacing(kClearGap);
+    line->addWidget(clearButton_);
+    return mask;
+}
+
+void APIKeyRow::save()
+{
+    if (!field_->text().isEmpty() && onSave)
+        onSave();
+}
+
+void APIKeyRow::forgetInput()
+{
+    field_->forget();
+}
+
+void APIKeyRow::setIsSet(bool isSet)
+{
+    if (std::exchange(isSet_, isSet) == isSet)
+        return;
+    QWidget* before = isSet ? entry_ : mask_;
+    QWidget* after = isSet ? mask_ : entry_;
+    const QWidget* focused = window()->focusWidget();
+    const bool hadFocus = focused != nullptr && before->isAncestorOf(focused);
+    after->show();
+    // Otherwise it would go on to the next row, and the next press of a key with it.
+    if (hadFocus)
+        (isSet ? static_cast<QWidget*>(clearButton_) : field_)
+            ->setFocus(before->underMouse() ? Qt::MouseFocusReason : Qt::OtherFocusReason);
+    before->hide();
+}
+
+void APIKeyRow::setNote(const QString& note)
+{
+    note_->setText(note);
+    note_->setVisible(!note.isEmpty());
+    layout()->setContentsMargins(FormSection::kRowInset, kLineMargin, FormSection::kRowInset,
+                                 note.isEmpty() ? kLineMargin : kNoteMargin);
+}
+
+} // namespace velmo

@@ -1,0 +1,123 @@
+#include "settings/APIKeySection.h"
+
+#include "settings/APIKeyRow.h"
+#include "widgets/CaptionRow.h"
+
+#include <utility>
+
+namespace velmo {
+
+APIKeySection::APIKeySection(std::shared_ptr<SettingsManager> settings)
+    : FormSection(QStringLiteral("API Keys"))
+    , settings_(std::move(settings))
+    , keys_{Key{KeychainAccount::Anthropic}, Key{KeychainAccount::OpenAI}}
+    , storeRow_(new CaptionRow({}))
+{
+    add(keys_[0], QStringLiteral("Anthropic"), QStringLiteral("Anthropic API Key"));
+    add(keys_[1], QStringLiteral("OpenAI"), QStringLiteral("OpenAI API Key"));
+    storeRow_->hide();
+    addRow(storeRow_);
+    lateWrites_ = settings_->subscribeToLateWrites(
+        [this](const QString& account, Keychain::Status status) { finishLateWrite(account, status); });
+}
+
+void APIKeySection::add(Key& key, const QString& title, const QString& label)
+{
+    key.row = new APIKeyRow(title, label);
+    key.row->onSave = [this, &key] {
+        const QString value = key.row->inputText();
+        key.row->forgetInput();
+        store(key, value);
+    };
+    // An empty item stays: its account is known to hold nothing.
+    key.row->onClear = [this, &key] { store(key, QString()); };
+    addRow(key.row);
+}
+
+/// The row shows what the user wanted, whatever came of it, until the view appears again.
+void APIKeySection::store(Key& key, const QString& value)
+{
+    switch (settings_->keychainWrite(key.account, value)) {
+    case Keychain::Status::Success:
+        key.write = Write::Done;
+        break;
+    case Keychain::Status::Pending:
+        key.write = Write::Pending;
+        break;
+    case Keychain::Status::ItemNotFound:
+    case Keychain::Status::Unavailable:
+        key.write = value.isEmpty() ? Write::NotCleared : Write::NotSaved;
+        break;
+    }
+    key.row->setIsSet(!value.isEmpty());
+    updateNotes();
+}
+
+void APIKeySection::finishLateWrite(const QString& account, Keychain::Status status)
+{
+    for (Key& key : keys_) {
+        if (key.account != account || key.write != Write::Pending)
+            continue;
+        if (status == Keychain::Status::Success) {
+            key.write = Write::Done;
+            // The view may have appeared anew while the keyring was still locked.
+            key.row->setIsSet(isStored(key));
+        } else {
+            key.write = key.row->isSet() ? Write::NotSaved : Write::NotCleared;
+        }
+    }
+    updateNotes();
+}
+
+void APIKeySection::appear()
+{
+    for (Key& key : keys_) {
+        key.row->forgetInput();
+        key.row->setIsSet(isStored(key));
+        if (key.write != Write::Pending)
+            key.write = Write::Done;
+    }
+    updateNotes();
+}
+
+void APIKeySection::disappear()
+{
+    for (const Key& key : keys_)
+        key.row->forgetInput();
+}
+
+bool APIKeySection::isStored(const Key& key) const
+{
+    const std::optional<QString> value = settings_->keychainRead(key.account);
+    return value && !value->isEmpty();
+}
+
+QString APIKeySection::noteOn(const Key& key) const
+{
+    switch (key.write) {
+    case Write::Pending:
+        return QStringLiteral("Waiting for the keyring to be unlocked.");
+    case Write::NotSaved:
+        return QStringLiteral("The key was not saved.");
+    case Write::NotCleared:
+        return QStringLiteral("The key was not cleared.");
+    case Write::Done:
+        break;
+    }
+    if (key.row->isSet() || settings_->keySource(key.account) != KeySource::Environment)
+        return {};
+    return QStringLiteral("The key in the environment variable ") +
+           SettingsManager::environmentKeyName(key.account) + QStringLiteral(" is used.");
+}
+
+void APIKeySection::updateNotes()
+{
+    for (const Key& key : keys_)
+        key.row->setNote(noteOn(key));
+    const Keychain::Availability availability = settings_->keychainAvailability();
+    const bool isKept = availability == Keychain::Availability::Available;
+    storeRow_->setText(isKept ? QString() : description(availability));
+    storeRow_->setVisible(!isKept);
+}
+
+} // namespace velmo

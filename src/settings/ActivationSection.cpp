@@ -1,0 +1,131 @@
+#include "settings/ActivationSection.h"
+
+#include "platform/EventTap.h"
+#include "settings/HotkeyTexts.h"
+#include "widgets/CaptionRow.h"
+#include "widgets/CheckBox.h"
+#include "widgets/FormRow.h"
+#include "widgets/PushButton.h"
+#include "widgets/WindowLabel.h"
+
+#include <utility>
+
+namespace velmo {
+
+namespace {
+
+constexpr int kButtonGap = 12;
+constexpr int kToggleGap = 16;
+
+} // namespace
+
+ActivationSection::ActivationSection(std::shared_ptr<SettingsManager> settings,
+                                     const SettingsCollaborators& collaborators)
+    : FormSection(QStringLiteral("Activation"))
+    , settings_(std::move(settings))
+    , collaborators_(collaborators)
+    , hotkey_(new WindowLabel(WindowLabel::Kind::Value, {}))
+    , hotkeyProblem_(new WindowLabel(WindowLabel::Kind::Warning, {}))
+    , modifiers_{{{ModifierFlag::Command, new CheckBox(QStringLiteral("Command"))},
+                  {ModifierFlag::Option, new CheckBox(QStringLiteral("Option"))},
+                  {ModifierFlag::Control, new CheckBox(QStringLiteral("Control"))}}}
+    , middleButton_(new CheckBox({}))
+    , caption_(new CaptionRow({}))
+    // By then the settings have their new values.
+    , restart_(this, [this] {
+        if (collaborators_.restartHotkeyMonitor)
+            collaborators_.restartHotkeyMonitor();
+    })
+{
+    addRow(makeHotkeyRow());
+    addRow(makeModifiersRow());
+    addRow(makeMiddleButtonRow());
+    addRow(caption_);
+    subscribe();
+    refresh();
+}
+
+QWidget* ActivationSection::makeHotkeyRow()
+{
+    auto* row = new FormRow(QStringLiteral("Hotkey"));
+    auto* change = new PushButton(PushButton::Kind::Normal, QStringLiteral("Change…"));
+    change->setAccessibleDescription(QStringLiteral("Hotkey"));
+    connect(change, &QAbstractButton::clicked, this, [this] {
+        if (collaborators_.presentHotkeySheet)
+            collaborators_.presentHotkeySheet();
+    });
+    row->addNote(hotkeyProblem_);
+    row->addControl(hotkey_, 0);
+    row->addControl(change, kButtonGap);
+    return row;
+}
+
+QWidget* ActivationSection::makeModifiersRow()
+{
+    auto* row = new FormRow(QStringLiteral("Quick Draw Modifiers"));
+    for (const ModifierToggle& toggle : modifiers_) {
+        toggle.box->onChange = [this, flag = toggle.flag](bool isOn) { setModifier(flag, isOn); };
+        row->addControl(toggle.box, kToggleGap);
+    }
+    return row;
+}
+
+QWidget* ActivationSection::makeMiddleButtonRow()
+{
+    const QString title = QStringLiteral("Middle Mouse Button");
+    auto* row = new FormRow(title);
+    middleButton_->setAccessibleName(title);
+    middleButton_->onChange = [this](bool isOn) { settings_->quickDrawMiddleMouseEnabled.set(isOn); };
+    row->addControl(middleButton_, 0);
+    return row;
+}
+
+/// The other bits stay as they are.
+void ActivationSection::setModifier(quint64 flag, bool isOn)
+{
+    const auto modifiers = static_cast<quint64>(settings_->quickDrawModifiers.value());
+    if (isOn)
+        settings_->quickDrawModifiers.set(static_cast<qint64>(modifiers | flag));
+    else if ((modifiers & flag) != 0)
+        settings_->quickDrawModifiers.set(static_cast<qint64>(modifiers & ~flag));
+}
+
+void ActivationSection::subscribe()
+{
+    const auto follow = [this](const auto& source) {
+        subscriptions_.push_back(source.subscribe([this](const auto&) { refresh_.request(); }));
+    };
+    // Whoever changes them, here or elsewhere; an assignment of what they are already changes nothing.
+    const auto restartWith = [this](const auto& trigger) {
+        subscriptions_.push_back(trigger.subscribe([this, &trigger](const auto& next) {
+            if (next != trigger.value())
+                restart_.request();
+        }));
+    };
+    follow(settings_->hotkeyKeyCode);
+    follow(settings_->hotkeyModifiers);
+    follow(settings_->quickDrawModifiers);
+    follow(settings_->quickDrawMiddleMouseEnabled);
+    if (collaborators_.hotkeyProblem != nullptr)
+        follow(*collaborators_.hotkeyProblem);
+    restartWith(settings_->quickDrawModifiers);
+    restartWith(settings_->quickDrawMiddleMouseEnabled);
+}
+
+void ActivationSection::refresh()
+{
+    const auto quickDraw = static_cast<quint64>(settings_->quickDrawModifiers.value());
+    const bool middleButton = settings_->quickDrawMiddleMouseEnabled.value();
+    hotkey_->setText(hotkeyDescription(static_cast<quint64>(settings_->hotkeyModifiers.value()),
+                                       settings_->hotkeyKeyCode.value()));
+    const QString problem =
+        collaborators_.hotkeyProblem != nullptr ? collaborators_.hotkeyProblem->value() : QString();
+    hotkeyProblem_->setText(problem);
+    hotkeyProblem_->setVisible(!problem.isEmpty());
+    for (const ModifierToggle& toggle : modifiers_)
+        toggle.box->setChecked((quickDraw & toggle.flag) != 0);
+    middleButton_->setChecked(middleButton);
+    caption_->setText(quickDrawDescription(quickDraw, middleButton));
+}
+
+} // namespace velmo

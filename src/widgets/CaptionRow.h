@@ -1,0 +1,20 @@
+#pragma once
+
+#include <QWidget>
+
+namespace velmo {
+
+class WindowLabel;
+
+/// A row of a form that explains those above it. Main thread.
+class CaptionRow final : public QWidget {
+public:
+    explicit CaptionRow(const QString& text, QWidget* parent = nullptr);
+
+    void setText(const QString& text);
+
+private:
+    WindowLabel* label_;
+};
+
+} // namespace velmo

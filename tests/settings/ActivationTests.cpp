@@ -1,0 +1,197 @@
+#include "platform/EventTap.h"
+#include "support/settings/SettingsTest.h"
+
+namespace velmo {
+namespace {
+
+using namespace ModifierFlag;
+
+class ActivationTest : public SettingsTest {
+protected:
+    static inline const QString kCommand = QStringLiteral("Command");
+    static inline const QString kOption = QStringLiteral("Option");
+    static inline const QString kControl = QStringLiteral("Control");
+    static inline const QString kMiddle = QStringLiteral("Middle Mouse Button");
+
+    void SetUp() override
+    {
+        SettingsTest::SetUp();
+        setModifiers(Option | Command);
+        restarts = 0;
+        defaults->writes.clear();
+    }
+    void setModifiers(quint64 modifiers) const
+    {
+        settings->quickDrawModifiers.set(static_cast<qint64>(modifiers));
+        settle();
+    }
+    [[nodiscard]] quint64 modifiers() const
+    {
+        return static_cast<quint64>(settings->quickDrawModifiers.value());
+    }
+    void click(const QString& name) const
+    {
+        button(name).click();
+        settle();
+    }
+};
+
+TEST_F(ActivationTest, TogglesShowTheirBits)
+{
+    EXPECT_TRUE(button(kCommand).isChecked());
+    EXPECT_TRUE(button(kOption).isChecked());
+    EXPECT_FALSE(button(kControl).isChecked());
+    setModifiers(Control | Function);
+    EXPECT_FALSE(button(kCommand).isChecked());
+    EXPECT_FALSE(button(kOption).isChecked());
+    EXPECT_TRUE(button(kControl).isChecked());
+}
+
+TEST_F(ActivationTest, TurningAToggleOnAddsItsBit)
+{
+    click(kControl);
+    EXPECT_EQ(modifiers(), Control | Option | Command);
+    setModifiers(0);
+    click(kCommand);
+    EXPECT_EQ(modifiers(), 0x100000U);
+    click(kOption);
+    EXPECT_EQ(modifiers(), 0x180000U);
+    click(kControl);
+    EXPECT_EQ(modifiers(), 0x1C0000U);
+}
+
+TEST_F(ActivationTest, TurningAToggleOffTakesItsBitAlone)
+{
+    setModifiers(Option | Command | Function | Shift);
+    click(kCommand);
+    EXPECT_EQ(modifiers(), Option | Function | Shift);
+    click(kOption);
+    EXPECT_EQ(modifiers(), Function | Shift);
+    click(kOption);
+    EXPECT_EQ(modifiers(), Option | Function | Shift);
+}
+
+TEST_F(ActivationTest, TurningOffWhatIsOffChangesNothing)
+{
+    // The box is on while the bit is gone: somebody else was quicker than the view.
+    button(kControl).setChecked(true);
+    button(kControl).click();
+    settle();
+    EXPECT_FALSE(button(kControl).isChecked());
+    EXPECT_EQ(modifiers(), Option | Command);
+    EXPECT_TRUE(defaults->writes.empty());
+    EXPECT_EQ(restarts, 0);
+}
+
+TEST_F(ActivationTest, EachChangeIsStoredAtOnce)
+{
+    button(kControl).click();
+    EXPECT_EQ(defaults->values.value(QStringLiteral("quickDrawModifiers")), QJsonValue(0x1C0000));
+    button(kMiddle).click();
+    EXPECT_EQ(defaults->values.value(QStringLiteral("quickDrawMiddleMouseEnabled")), QJsonValue(false));
+}
+
+TEST_F(ActivationTest, TheMiddleButtonIsBoundBothWays)
+{
+    EXPECT_TRUE(button(kMiddle).isChecked());
+    click(kMiddle);
+    EXPECT_FALSE(settings->quickDrawMiddleMouseEnabled.value());
+    settings->quickDrawMiddleMouseEnabled.set(true);
+    settle();
+    EXPECT_TRUE(button(kMiddle).isChecked());
+}
+
+TEST_F(ActivationTest, TheCaptionFollows)
+{
+    EXPECT_TRUE(shows(QStringLiteral("⌥⌘ + Click or Middle Mouse Button")));
+    click(kMiddle);
+    EXPECT_TRUE(shows(QStringLiteral("⌥⌘ + Click")));
+    click(kOption);
+    click(kCommand);
+    EXPECT_TRUE(shows(QStringLiteral("Quick draw is disabled until a trigger is enabled.")));
+    click(kMiddle);
+    EXPECT_EQ(shownTexts().count(kMiddle), 2); // The row and the caption.
+}
+
+TEST_F(ActivationTest, AChangeHereRestartsTheMonitorWhichFindsTheNewTrigger)
+{
+    quint64 found = 0;
+    view.reset();
+    view = std::make_unique<SettingsRootView>(
+        settings, SettingsCollaborators{{}, [&] { found = modifiers(); }, {}, nullptr});
+    show();
+    click(kControl);
+    EXPECT_EQ(found, Control | Option | Command);
+}
+
+TEST_F(ActivationTest, EachChangeRestartsTheMonitorOnce)
+{
+    click(kControl);
+    EXPECT_EQ(restarts, 1);
+    click(kMiddle);
+    EXPECT_EQ(restarts, 2);
+    click(kControl);
+    EXPECT_EQ(restarts, 3);
+}
+
+TEST_F(ActivationTest, ChangesFromElsewhereRestartItToo)
+{
+    setModifiers(Control);
+    EXPECT_EQ(restarts, 1);
+    settings->quickDrawMiddleMouseEnabled.set(false);
+    settle();
+    EXPECT_EQ(restarts, 2);
+    view->hide();
+    setModifiers(Option);
+    EXPECT_EQ(restarts, 3);
+}
+
+TEST_F(ActivationTest, AnAssignmentOfTheSameRestartsNothing)
+{
+    setModifiers(Option | Command);
+    settings->quickDrawMiddleMouseEnabled.set(true);
+    settings->submitMode.set(SubmitMode::ManualSubmit);
+    settings->hotkeyKeyCode.set(48);
+    settle();
+    reopen();
+    EXPECT_EQ(restarts, 0);
+}
+
+TEST_F(ActivationTest, NothingIsRestartedAfterTheViewIsGone)
+{
+    settings->quickDrawModifiers.set(0);
+    view.reset();
+    setModifiers(Control);
+    EXPECT_EQ(restarts, 0);
+}
+
+TEST_F(ActivationTest, TheHotkeyIsNamedAndFollowed)
+{
+    EXPECT_TRUE(shows(QStringLiteral("⌃⌥Space")));
+    settings->hotkeyKeyCode.set(0);
+    settings->hotkeyModifiers.set(static_cast<qint64>(Shift | Command));
+    settle();
+    EXPECT_TRUE(shows(QStringLiteral("⇧⌘Key(0)")));
+}
+
+TEST_F(ActivationTest, ChangeOpensTheSheet)
+{
+    click(QStringLiteral("Change…"));
+    EXPECT_EQ(sheets, 1);
+}
+
+TEST_F(ActivationTest, SaysWhyTheHotkeyDoesNotWork)
+{
+    const QString taken = QStringLiteral("Taken by another program");
+    EXPECT_FALSE(shows(taken));
+    hotkeyProblem.set(taken);
+    settle();
+    EXPECT_TRUE(shows(taken));
+    hotkeyProblem.set({});
+    settle();
+    EXPECT_FALSE(shows(taken));
+    EXPECT_FALSE(shows({}));
+}
+
+} // namespace
+} // namespace velmo
