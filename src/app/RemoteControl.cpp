@@ -44,14 +44,20 @@ RemoteControl::RemoteControl(ApplicationInstance& instance, RemoteActions action
             return {false, QStringLiteral("Velmo is ending.")};
         if (verb == RemoteVerb::Status)
             return {true, present->status()};
-        if (const auto [action, name] = actionOf(verb); action != nullptr) {
-            DebugLog::log(QStringLiteral("Remote"), name);
-            async::postToMainLoop([weak, action = action] {
-                if (const auto still = weak.lock())
-                    ((*still).*action)();
-            });
-        }
+        perform(present, verb);
         return {};
+    });
+}
+
+void RemoteControl::perform(const std::shared_ptr<const RemoteActions>& actions, RemoteVerb verb)
+{
+    const auto [action, name] = actionOf(verb);
+    if (action == nullptr)
+        return;
+    DebugLog::log(QStringLiteral("Remote"), name);
+    async::postToMainLoop([weak = std::weak_ptr(actions), action = action] {
+        if (const auto present = weak.lock())
+            ((*present).*action)();
     });
 }
 

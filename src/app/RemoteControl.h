@@ -27,7 +27,12 @@ public:
     /// What was not done yet is dropped.
     ~RemoteControl();
 
+    /// As if another start had asked for it.
+    void perform(RemoteVerb verb) { perform(actions_, verb); }
+
 private:
+    static void perform(const std::shared_ptr<const RemoteActions>& actions, RemoteVerb verb);
+
     ApplicationInstance& instance_;
     std::shared_ptr<const RemoteActions> actions_;
 };

@@ -8,7 +8,6 @@
 #include "app/Services.h"
 #include "core/Console.h"
 #include "core/Identity.h"
-#include "core/async/MainLoop.h"
 #include "platform/linux/LinuxApplicationInstance.h"
 
 #include <QApplication>
@@ -101,10 +100,9 @@ ExitCode runVelmoApp(int argc, char** argv, const StartArguments& start)
     const QuitSignals signals([&delegate] { delegate.terminate(); });
     delegate.setPrintsPassedKeys(start.mode == StartMode::Interactive && !Console::isRecord(STDOUT_FILENO));
     delegate.applicationDidFinishLaunching(services.defaults());
-    const RemoteActions actions = remoteActions(delegate, desktop);
-    const RemoteControl remoteControl(instance, actions);
+    RemoteControl remoteControl(instance, remoteActions(delegate, desktop));
     if (start.wish != StartWish::None)
-        async::postToMainLoop(start.wish == StartWish::Annotate ? actions.annotate : actions.openSettings);
+        remoteControl.perform(*requestOf(start));
     return static_cast<ExitCode>(QApplication::exec());
 }
 
