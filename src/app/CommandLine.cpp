@@ -4,6 +4,7 @@
 #include "app/KeyCommand.h"
 #include "app/RemoteCommand.h"
 #include "app/VelmoApp.h"
+#include "app/doctor/DoctorCommand.h"
 #include "core/SettingsManager.h"
 
 #include <QFile>
@@ -33,6 +34,8 @@ Usage:
   velmo ask [--provider anthropic|openai] [--model NAME] [--image FILE] [QUESTION]
                              ask one question and print the answer as it arrives;
                              without QUESTION it is read from standard input
+  velmo doctor [--json]      say what works on this desktop, what does not, and what to do;
+                             changes nothing
   velmo key set anthropic|openai|replicate
                              put a key into the keyring; it is read from standard input
   velmo key clear anthropic|openai|replicate
@@ -123,6 +126,7 @@ bool parseWord(const QString& word, CommandLine& line)
         {QStringLiteral("settings"), {.start = {.wish = StartWish::Settings}}},
         {QStringLiteral("cancel"), {.verb = Verb::Cancel}},
         {QStringLiteral("quit"), {.verb = Verb::Quit}},
+        {QStringLiteral("doctor"), {.verb = Verb::Doctor}},
         {QStringLiteral("--help"), {.verb = Verb::Help}},
         {QStringLiteral("-h"), {.verb = Verb::Help}},
         {QStringLiteral("--version"), {.verb = Verb::Version}},
@@ -171,6 +175,11 @@ std::optional<CommandLine> parseCommandLine(const QStringList& arguments, QStrin
             return std::nullopt;
         return line;
     }
+    if (arguments == QStringList{QStringLiteral("doctor"), QStringLiteral("--json")}) {
+        line.verb = CommandLine::Verb::Doctor;
+        line.doctorFormat = DoctorFormat::Json;
+        return line;
+    }
     if (arguments.size() == 1 && parseWord(verb, line))
         return line;
     *reason = QStringLiteral("not understood: ") + arguments.join(u' ');
@@ -205,6 +214,8 @@ int runCommandLine(int argc, char** argv)
         return static_cast<int>(runAskCommand(argc, argv, line->ask));
     case CommandLine::Verb::Key:
         return static_cast<int>(runKeyCommand(argc, argv, line->key));
+    case CommandLine::Verb::Doctor:
+        return static_cast<int>(runDoctorCommand(argc, argv, line->doctorFormat));
     case CommandLine::Verb::Help:
         std::fputs(kUsage, stdout);
         return static_cast<int>(ExitCode::Done);

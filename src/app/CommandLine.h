@@ -36,13 +36,17 @@ struct StartArguments {
     StartWish wish = StartWish::None;
 };
 
+/// How "velmo doctor" tells what it found: to people or to tools.
+enum class DoctorFormat { Text, Json };
+
 /// A command line, understood.
 struct CommandLine {
-    enum class Verb { Start, Cancel, Quit, Ask, Key, Help, Version };
+    enum class Verb { Start, Cancel, Quit, Ask, Key, Doctor, Help, Version };
     Verb verb = Verb::Start;
     StartArguments start{};
     AskArguments ask{};
     KeyArguments key{};
+    DoctorFormat doctorFormat = DoctorFormat::Text;
 };
 
 /// The arguments after the program's name; nothing, and the reason, if they are not understood.
