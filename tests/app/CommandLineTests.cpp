@@ -79,6 +79,20 @@ TEST(CommandLineTest, WhatOnlyTheRunningOneCanDoAreVerbs)
                   QStringLiteral("not understood: ") + QString::fromUtf8(verb) + QStringLiteral(" now"));
 }
 
+TEST(CommandLineTest, TheDoctorTalksToPeopleOrToTools)
+{
+    QString reason;
+    const auto text = parseCommandLine(words({"doctor"}), &reason);
+    ASSERT_TRUE(text.has_value()) << reason.toStdString();
+    EXPECT_EQ(text->verb, CommandLine::Verb::Doctor);
+    EXPECT_EQ(text->doctorFormat, DoctorFormat::Text);
+    const auto json = parseCommandLine(words({"doctor", "--json"}), &reason);
+    ASSERT_TRUE(json.has_value()) << reason.toStdString();
+    EXPECT_EQ(json->verb, CommandLine::Verb::Doctor);
+    EXPECT_EQ(json->doctorFormat, DoctorFormat::Json);
+    EXPECT_EQ(reasonAgainst(words({"doctor", "--xml"})), QStringLiteral("not understood: doctor --xml"));
+}
+
 TEST(CommandLineTest, HelpAndVersionAreVerbs)
 {
     QString reason;

@@ -180,8 +180,7 @@ Findings gestures(const QString& missingExtension, const std::optional<EventTap:
     if (findings.empty())
         findings.push_back({.area = kGestures,
                             .text = isRunning ? QStringLiteral("held by the Velmo that runs")
-                                              : QStringLiteral("all of them can be had"),
-                            .details = {{QStringLiteral("refused"), QJsonValue()}}});
+                                              : QStringLiteral("all of them can be had")});
     return findings;
 }
 
