@@ -2,7 +2,9 @@
 
 #include "app/AskCommand.h"
 #include "app/KeyCommand.h"
+#include "app/RemoteCommand.h"
 #include "app/VelmoApp.h"
+#include "app/doctor/DoctorCommand.h"
 #include "core/SettingsManager.h"
 
 #include <QFile>
@@ -11,6 +13,7 @@
 #include <csignal>
 #include <cstdio>
 #include <fcntl.h>
+#include <map>
 #include <unistd.h>
 
 namespace velmo {
@@ -21,10 +24,18 @@ const char* const kUsage = R"(Velmo: circle something on the screen and ask abou
 
 Usage:
   velmo [--background]       start, and wait for the hotkey (Ctrl+Alt+Space), for a left
-                             drag with Alt+Super held, or for a middle-button drag
+                             drag with Alt+Super held, or for a middle-button drag;
+                             where it runs already, open its settings, or with
+                             --background do nothing
+  velmo annotate             begin with an empty overlay; starts it if need be
+  velmo settings             open the settings; starts it if need be
+  velmo cancel               put away what is drawn and asked
+  velmo quit                 end the one that runs, and wait until it is gone
   velmo ask [--provider anthropic|openai] [--model NAME] [--image FILE] [QUESTION]
                              ask one question and print the answer as it arrives;
                              without QUESTION it is read from standard input
+  velmo doctor [--json]      say what works on this desktop, what does not, and what to do;
+                             changes nothing
   velmo key set anthropic|openai|replicate
                              put a key into the keyring; it is read from standard input
   velmo key clear anthropic|openai|replicate
@@ -105,6 +116,28 @@ bool parseKey(const QStringList& arguments, KeyArguments& key, QString* reason)
     return true;
 }
 
+/// What stands alone.
+bool parseWord(const QString& word, CommandLine& line)
+{
+    using Verb = CommandLine::Verb;
+    static const std::map<QString, CommandLine> all{
+        {QStringLiteral("--background"), {.start = {.mode = StartMode::Background}}},
+        {QStringLiteral("annotate"), {.start = {.wish = StartWish::Annotate}}},
+        {QStringLiteral("settings"), {.start = {.wish = StartWish::Settings}}},
+        {QStringLiteral("cancel"), {.verb = Verb::Cancel}},
+        {QStringLiteral("quit"), {.verb = Verb::Quit}},
+        {QStringLiteral("doctor"), {.verb = Verb::Doctor}},
+        {QStringLiteral("--help"), {.verb = Verb::Help}},
+        {QStringLiteral("-h"), {.verb = Verb::Help}},
+        {QStringLiteral("--version"), {.verb = Verb::Version}},
+    };
+    const auto found = all.find(word);
+    if (found == all.end())
+        return false;
+    line = found->second;
+    return true;
+}
+
 /// A standard stream that was closed would be replaced by the next file that is opened, which would then get
 /// what is meant for the stream. What stands in for it fails, as a closed one would.
 void occupyStandardStreams()
@@ -142,18 +175,13 @@ std::optional<CommandLine> parseCommandLine(const QStringList& arguments, QStrin
             return std::nullopt;
         return line;
     }
-    if (arguments.size() == 1 && (verb == QStringLiteral("--help") || verb == QStringLiteral("-h"))) {
-        line.verb = CommandLine::Verb::Help;
+    if (arguments == QStringList{QStringLiteral("doctor"), QStringLiteral("--json")}) {
+        line.verb = CommandLine::Verb::Doctor;
+        line.doctorFormat = DoctorFormat::Json;
         return line;
     }
-    if (arguments.size() == 1 && verb == QStringLiteral("--background")) {
-        line.startMode = StartMode::Background;
+    if (arguments.size() == 1 && parseWord(verb, line))
         return line;
-    }
-    if (arguments.size() == 1 && verb == QStringLiteral("--version")) {
-        line.verb = CommandLine::Verb::Version;
-        return line;
-    }
     *reason = QStringLiteral("not understood: ") + arguments.join(u' ');
     return std::nullopt;
 }
@@ -177,11 +205,17 @@ int runCommandLine(int argc, char** argv)
     }
     switch (line->verb) {
     case CommandLine::Verb::Start:
-        return static_cast<int>(runVelmoApp(argc, argv, line->startMode));
+        return static_cast<int>(runVelmoApp(argc, argv, line->start));
+    case CommandLine::Verb::Cancel:
+        return static_cast<int>(runRemoteCommand(RemoteVerb::Cancel));
+    case CommandLine::Verb::Quit:
+        return static_cast<int>(runRemoteCommand(RemoteVerb::Quit));
     case CommandLine::Verb::Ask:
         return static_cast<int>(runAskCommand(argc, argv, line->ask));
     case CommandLine::Verb::Key:
         return static_cast<int>(runKeyCommand(argc, argv, line->key));
+    case CommandLine::Verb::Doctor:
+        return static_cast<int>(runDoctorCommand(argc, argv, line->doctorFormat));
     case CommandLine::Verb::Help:
         std::fputs(kUsage, stdout);
         return static_cast<int>(ExitCode::Done);

@@ -27,13 +27,26 @@ struct KeyArguments {
 /// How the program was started: by somebody who waits for it, or by the session.
 enum class StartMode { Interactive, Background };
 
+/// What a start wants of the program, whether it runs already or not. Nothing in particular means the
+/// settings where it runs.
+enum class StartWish { None, Annotate, Settings };
+
+struct StartArguments {
+    StartMode mode = StartMode::Interactive;
+    StartWish wish = StartWish::None;
+};
+
+/// How "velmo doctor" tells what it found: to people or to tools.
+enum class DoctorFormat { Text, Json };
+
 /// A command line, understood.
 struct CommandLine {
-    enum class Verb { Start, Ask, Key, Help, Version };
+    enum class Verb { Start, Cancel, Quit, Ask, Key, Doctor, Help, Version };
     Verb verb = Verb::Start;
-    StartMode startMode = StartMode::Interactive;
-    AskArguments ask;
-    KeyArguments key;
+    StartArguments start{};
+    AskArguments ask{};
+    KeyArguments key{};
+    DoctorFormat doctorFormat = DoctorFormat::Text;
 };
 
 /// The arguments after the program's name; nothing, and the reason, if they are not understood.

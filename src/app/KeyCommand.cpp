@@ -1,11 +1,11 @@
 #include "app/KeyCommand.h"
 
 #include "app/KeyInput.h"
+#include "app/KeySources.h"
 #include "app/Services.h"
 #include "core/SettingsManager.h"
 
 #include <QCoreApplication>
-#include <array>
 #include <cstdio>
 
 namespace velmo {
@@ -14,24 +14,11 @@ namespace {
 
 using Status = Keychain::Status;
 
-struct Service {
-    QString name;
-    QString title;
-    QString account;
-};
-
-const std::array<Service, 3>& services()
-{
-    static const std::array<Service, 3> all{
-        Service{QStringLiteral("anthropic"), QStringLiteral("Anthropic"), KeychainAccount::Anthropic},
-        Service{QStringLiteral("openai"), QStringLiteral("OpenAI"), KeychainAccount::OpenAI},
-        Service{QStringLiteral("replicate"), QStringLiteral("Replicate"), KeychainAccount::Replicate}};
-    return all;
-}
+using Service = KeyService;
 
 const Service& serviceOf(const QString& name)
 {
-    for (const Service& service : services()) {
+    for (const Service& service : keyServices()) {
         if (service.name == name)
             return service;
     }
@@ -45,32 +32,15 @@ ExitCode print(const QString& lines)
     return isWritten ? ExitCode::Done : ExitCode::Failed;
 }
 
-QString sourceOf(const SettingsManager& settings, const QString& account, Keychain::Availability availability)
-{
-    const QString variable = SettingsManager::environmentKeyName(account);
-    switch (settings.keySource(account)) {
-    case KeySource::Keychain:
-        return QStringLiteral("from the keyring");
-    case KeySource::Environment:
-        return QStringLiteral("from the environment (") + variable + u')';
-    case KeySource::None:
-        break;
-    }
-    const QString noneKept = availability == Keychain::Availability::Available
-                                 ? QStringLiteral("not in the keyring, and ")
-                                 : QString();
-    return QStringLiteral("none (") + noneKept + variable + QStringLiteral(" is not set)");
-}
-
 ExitCode tellStatus(Keychain& keychain)
 {
     constexpr int kColumn = 11;
     const auto settings = SettingsManager::shared();
     const auto availability = keychain.availability();
     QString lines;
-    for (const Service& service : services())
+    for (const Service& service : keyServices())
         lines +=
-            service.name.leftJustified(kColumn) + sourceOf(*settings, service.account, availability) + u'\n';
+            service.name.leftJustified(kColumn) + keySourceSentence(*settings, service, availability) + u'\n';
     if (availability != Keychain::Availability::Available)
         lines += description(availability) + u'\n';
     return print(lines);

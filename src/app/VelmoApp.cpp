@@ -3,11 +3,17 @@
 #include "app/AppDelegate.h"
 #include "app/DesktopServices.h"
 #include "app/QuitSignals.h"
+#include "app/RemoteCommand.h"
+#include "app/RemoteControl.h"
 #include "app/Services.h"
 #include "core/Console.h"
 #include "core/Identity.h"
+#include "platform/linux/LinuxApplicationInstance.h"
 
 #include <QApplication>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <cstdio>
 #include <unistd.h>
 
@@ -18,10 +24,62 @@ namespace {
 /// The X11 backend is the only one yet; under a Wayland session the toolkit would otherwise choose its own.
 constexpr const char* kToolkitPlatform = "xcb";
 
+/// What the one that runs is asked; nothing if it is only to be there.
+std::optional<RemoteVerb> requestOf(const StartArguments& start)
+{
+    if (start.mode == StartMode::Background)
+        return std::nullopt;
+    return start.wish == StartWish::Annotate ? RemoteVerb::Annotate : RemoteVerb::Settings;
+}
+
+RemoteOutcome findPlace(ApplicationInstance& instance, std::optional<RemoteVerb> request)
+{
+    // Without a display there is nothing to be on, but another start may have one.
+    if (qEnvironmentVariableIsEmpty("DISPLAY"))
+        return instance.deliver(request.value_or(RemoteVerb::Ping));
+    return instance.claim(request);
+}
+
+/// For "velmo doctor": what only the one that runs can know.
+QString statusOf(const EventTap& tap)
+{
+    const EventTap::StartReport report = tap.report();
+    const QJsonObject status{{QStringLiteral("version"), QStringLiteral(VELMO_VERSION)},
+                             {QStringLiteral("tapStarted"), report.started},
+                             {QStringLiteral("tapProblems"), QJsonArray::fromStringList(report.problems)}};
+    return QString::fromUtf8(QJsonDocument(status).toJson(QJsonDocument::Compact));
+}
+
+/// Shown by a menu of ours the settings have the user's attention already. Asked for from outside they need
+/// the desktop's consent, which it gives to whoever acts for the user.
+void openSettings(AppDelegate& delegate, WindowFocus& focus)
+{
+    delegate.menuBarController()->openSettingsWindow();
+    if (const QWidget* window = delegate.menuBarController()->settingsWindow(); window != nullptr)
+        focus.activate(static_cast<qint32>(QCoreApplication::applicationPid()),
+                       AccessibilityElement{window->winId(), nullptr});
+}
+
+RemoteActions remoteActions(AppDelegate& delegate, DesktopServices& desktop)
+{
+    return {
+        .annotate = [&delegate] { delegate.requestAnnotation(); },
+        .openSettings = [&] { openSettings(delegate, *desktop.windowFocus); },
+        .cancel = [&delegate] { delegate.session().cancel(); },
+        .quit = [&delegate] { delegate.terminate(); },
+        .status = [&desktop] { return statusOf(*desktop.eventTap); },
+    };
+}
+
 } // namespace
 
-ExitCode runVelmoApp(int argc, char** argv, StartMode mode)
+ExitCode runVelmoApp(int argc, char** argv, const StartArguments& start)
 {
+    // Before everything that takes time, and kept until nothing runs any more.
+    LinuxApplicationInstance instance;
+    const RemoteOutcome place = findPlace(instance, requestOf(start));
+    if (place.kind == RemoteOutcome::Kind::Answered || place.kind == RemoteOutcome::Kind::Silent)
+        return explain(place);
     if (const auto obstacle = DesktopServices::obstacle()) {
         std::fputs(("velmo: " + obstacle->toLocal8Bit() + '\n').constData(), stderr);
         return ExitCode::Failed;
@@ -40,8 +98,11 @@ ExitCode runVelmoApp(int argc, char** argv, StartMode mode)
     AppDelegate delegate(SettingsManager::shared(), desktop,
                          [&services]() -> HttpClient& { return *services.http(); });
     const QuitSignals signals([&delegate] { delegate.terminate(); });
-    delegate.setPrintsPassedKeys(mode == StartMode::Interactive && !Console::isRecord(STDOUT_FILENO));
+    delegate.setPrintsPassedKeys(start.mode == StartMode::Interactive && !Console::isRecord(STDOUT_FILENO));
     delegate.applicationDidFinishLaunching(services.defaults());
+    RemoteControl remoteControl(instance, remoteActions(delegate, desktop));
+    if (start.wish != StartWish::None)
+        remoteControl.perform(*requestOf(start));
     return static_cast<ExitCode>(QApplication::exec());
 }
 

@@ -4,10 +4,10 @@
 
 namespace velmo {
 
-QUrl serviceEndpoint(const char* baseVariable, const QString& usualBase, const QString& operation)
+QUrl serviceEndpoint(const ServiceBase& service, const QString& operation)
 {
-    const QString configured = qEnvironmentVariable(baseVariable).trimmed();
-    QString base = configured.isEmpty() ? usualBase : configured;
+    const QString configured = qEnvironmentVariable(service.variable).trimmed();
+    QString base = configured.isEmpty() ? QString::fromLatin1(service.usual) : configured;
     if (!base.contains(QStringLiteral("://"))) {
         const bool local = isLoopbackHost(QUrl(QStringLiteral("http://") + base).host());
         base.prepend(local ? QStringLiteral("http://") : QStringLiteral("https://"));

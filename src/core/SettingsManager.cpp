@@ -2,6 +2,7 @@
 
 #include "core/DefaultsCoercion.h"
 #include "core/Identity.h"
+#include "core/ServiceEndpoint.h"
 #include "core/SettingsDefaults.h"
 #include "core/Text.h"
 
@@ -39,10 +40,10 @@ struct EnvironmentNames {
 EnvironmentNames environmentNames(const QString& account)
 {
     if (account == KeychainAccount::OpenAI)
-        return {"OPENAI_API_KEY", "OPENAI_BASE_URL", "OPENAI_MODEL"};
+        return {"OPENAI_API_KEY", kOpenAIBase.variable, "OPENAI_MODEL"};
     if (account == KeychainAccount::Replicate)
-        return {"REPLICATE_API_TOKEN", "REPLICATE_BASE_URL", nullptr};
-    return {"ANTHROPIC_API_KEY", "ANTHROPIC_BASE_URL", "ANTHROPIC_MODEL"};
+        return {"REPLICATE_API_TOKEN", kReplicateBase.variable, nullptr};
+    return {"ANTHROPIC_API_KEY", kAnthropicBase.variable, "ANTHROPIC_MODEL"};
 }
 
 QString environmentValue(const char* name)

@@ -105,9 +105,7 @@ AnswerChannel::Reader AnthropicProvider::stream(const QList<LLMMessage>& message
             [apiKey = apiKey_] {
                 HttpRequest request;
                 request.method = "POST";
-                request.url =
-                    serviceEndpoint("ANTHROPIC_BASE_URL", QStringLiteral("https://api.anthropic.com"),
-                                    QStringLiteral("messages"));
+                request.url = serviceEndpoint(kAnthropicBase, QStringLiteral("messages"));
                 request.headers = {{"x-api-key", apiKey.toUtf8()},
                                    {"anthropic-version", "2023-06-01"},
                                    {"Content-Type", "application/json"}};

@@ -94,8 +94,7 @@ AnswerChannel::Reader OpenAIProvider::stream(const QList<LLMMessage>& messages, 
             [apiKey = apiKey_] {
                 HttpRequest request;
                 request.method = "POST";
-                request.url = serviceEndpoint("OPENAI_BASE_URL", QStringLiteral("https://api.openai.com/v1"),
-                                              QStringLiteral("chat/completions"));
+                request.url = serviceEndpoint(kOpenAIBase, QStringLiteral("chat/completions"));
                 request.headers = {{"Authorization", "Bearer " + apiKey.toUtf8()},
                                    {"Content-Type", "application/json"}};
                 return request;

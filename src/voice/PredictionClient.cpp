@@ -27,8 +27,7 @@ constexpr int kFirstStatusAfterSuccess = 300;
 
 QUrl predictionsEndpoint()
 {
-    return serviceEndpoint("REPLICATE_BASE_URL", QStringLiteral("https://api.replicate.com"),
-                           QStringLiteral("predictions"));
+    return serviceEndpoint(kReplicateBase, QStringLiteral("predictions"));
 }
 
 QByteArray predictionBody(const QString& modelVersion, const QByteArray& audioDataURI)

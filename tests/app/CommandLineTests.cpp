@@ -50,6 +50,49 @@ TEST(CommandLineTest, NothingStartsTheProgram)
     EXPECT_EQ(line->verb, CommandLine::Verb::Start);
 }
 
+TEST(CommandLineTest, EachWayToStartIsToldFromTheOthers)
+{
+    struct Case {
+        const char* word;
+        StartMode mode;
+        StartWish wish;
+    };
+    for (const Case& each : {Case{"--background", StartMode::Background, StartWish::None},
+                             Case{"annotate", StartMode::Interactive, StartWish::Annotate},
+                             Case{"settings", StartMode::Interactive, StartWish::Settings}}) {
+        QString reason;
+        const auto line = parseCommandLine(words({each.word}), &reason);
+        ASSERT_TRUE(line.has_value()) << reason.toStdString();
+        EXPECT_EQ(line->verb, CommandLine::Verb::Start);
+        EXPECT_EQ(line->start.mode, each.mode) << each.word;
+        EXPECT_EQ(line->start.wish, each.wish) << each.word;
+    }
+}
+
+TEST(CommandLineTest, WhatOnlyTheRunningOneCanDoAreVerbs)
+{
+    QString reason;
+    EXPECT_EQ(parseCommandLine(words({"cancel"}), &reason)->verb, CommandLine::Verb::Cancel);
+    EXPECT_EQ(parseCommandLine(words({"quit"}), &reason)->verb, CommandLine::Verb::Quit);
+    for (const char* verb : {"annotate", "settings", "cancel", "quit", "--background"})
+        EXPECT_EQ(reasonAgainst(words({verb, "now"})),
+                  QStringLiteral("not understood: ") + QString::fromUtf8(verb) + QStringLiteral(" now"));
+}
+
+TEST(CommandLineTest, TheDoctorTalksToPeopleOrToTools)
+{
+    QString reason;
+    const auto text = parseCommandLine(words({"doctor"}), &reason);
+    ASSERT_TRUE(text.has_value()) << reason.toStdString();
+    EXPECT_EQ(text->verb, CommandLine::Verb::Doctor);
+    EXPECT_EQ(text->doctorFormat, DoctorFormat::Text);
+    const auto json = parseCommandLine(words({"doctor", "--json"}), &reason);
+    ASSERT_TRUE(json.has_value()) << reason.toStdString();
+    EXPECT_EQ(json->verb, CommandLine::Verb::Doctor);
+    EXPECT_EQ(json->doctorFormat, DoctorFormat::Json);
+    EXPECT_EQ(reasonAgainst(words({"doctor", "--xml"})), QStringLiteral("not understood: doctor --xml"));
+}
+
 TEST(CommandLineTest, HelpAndVersionAreVerbs)
 {
     QString reason;

@@ -14,7 +14,7 @@ QString endpoint(const char* base, const char* usual = "https://api.example.com"
 {
     const EnvironmentVariable variable(kVariable,
                                        base != nullptr ? std::optional(QByteArray(base)) : std::nullopt);
-    return serviceEndpoint(kVariable, QString::fromUtf8(usual), QStringLiteral("messages")).toString();
+    return serviceEndpoint({kVariable, usual}, QStringLiteral("messages")).toString();
 }
 
 } // namespace

@@ -3,7 +3,9 @@
 #include <systemd/sd-bus.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
+#include <poll.h>
 #include <utility>
 
 namespace velmo {
@@ -63,6 +65,15 @@ struct BusListener::State {
         return 0;
     }
 
+    /// A call that was not reported as dealt with would be answered a second time.
+    static int deliverCall(sd_bus_message* message, void* state, sd_bus_error*)
+    {
+        deliver(message, state, nullptr);
+        return 1;
+    }
+
+    std::vector<BusMethod> methods;     ///< For an object.
+    std::vector<sd_bus_vtable> offered; ///< The same in the library's words.
     std::shared_ptr<BusConnection::Handler> handler;
     sd_bus_slot* slot = nullptr;
 };
@@ -115,6 +126,32 @@ bool BusConnection::process()
     return true;
 }
 
+BusConnection::RunEnd BusConnection::runUntil(const std::function<bool()>& isDone, Clock::TimePoint end,
+                                              int interrupt)
+{
+    using std::chrono::ceil;
+    using std::chrono::milliseconds;
+    while (!isDone()) {
+        const int result = sd_bus_process(bus_, nullptr);
+        if (result < 0 || sd_bus_is_open(bus_) <= 0)
+            return RunEnd::Lost;
+        if (result > 0)
+            continue;
+        const auto now = Clock::now();
+        if (now >= end)
+            return RunEnd::Late;
+        const Wait wait = nextWait();
+        const auto wakeUp = std::max(std::min(wait.until.value_or(end), end), now);
+        // Who waits for a person needs no more than a look at the clock once in a while.
+        const auto limit = std::min<milliseconds>(ceil<milliseconds>(wakeUp - now), std::chrono::minutes(1));
+        std::array descriptors{pollfd{wait.descriptor, wait.events, 0}, pollfd{interrupt, POLLIN, 0}};
+        poll(descriptors.data(), descriptors.size(), static_cast<int>(limit.count()));
+        if (descriptors.at(1).revents != 0)
+            return RunEnd::Interrupted;
+    }
+    return RunEnd::Done;
+}
+
 BusConnection::Wait BusConnection::nextWait() const
 {
     Wait wait{sd_bus_get_fd(bus_), static_cast<short>(std::max(sd_bus_get_events(bus_), 0)), std::nullopt};
@@ -152,6 +189,34 @@ BusListener BusConnection::listen(const std::string& rule, Handler handler)
     sd_bus_add_match_async(bus_, &listener.state_->slot, rule.c_str(), &BusListener::State::deliver, nullptr,
                            listener.state_.get());
     return listener;
+}
+
+BusListener BusConnection::serve(const std::string& path, const std::string& interface,
+                                 std::vector<BusMethod> methods, Handler handler)
+{
+    BusListener listener;
+    listener.state_ = std::make_unique<BusListener::State>(std::move(handler));
+    auto& state = *listener.state_;
+    state.methods = std::move(methods);
+    state.offered.push_back(SD_BUS_VTABLE_START(0));
+    // Whoever may speak on the user's own bus may call.
+    for (const BusMethod& method : state.methods)
+        state.offered.push_back(SD_BUS_METHOD(method.name.c_str(), method.arguments.c_str(),
+                                              method.results.c_str(), &BusListener::State::deliverCall,
+                                              SD_BUS_VTABLE_UNPRIVILEGED));
+    state.offered.push_back(SD_BUS_VTABLE_END);
+    sd_bus_add_object_vtable(bus_, &state.slot, path.c_str(), interface.c_str(), state.offered.data(),
+                             &state);
+    return listener;
+}
+
+std::string BusConnection::uniqueName() const
+{
+    const char* name = nullptr;
+    // Asking before the bus has let us in would wait for it.
+    if (sd_bus_is_ready(bus_) <= 0 || sd_bus_get_unique_name(bus_, &name) < 0)
+        return {};
+    return name;
 }
 
 } // namespace velmo

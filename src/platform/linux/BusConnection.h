@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 struct sd_bus;
 struct sd_bus_message;
@@ -31,8 +32,16 @@ struct BusRequest {
     bool isSensitive = false;
 };
 
-/// A call that waits for its answer, or a rule that listens to signals. Destroying it ends the waiting or the
-/// listening; its handler is not called after that. It may be destroyed by its own handler.
+/// A method that other programs may call. Types are those that the library names.
+struct BusMethod {
+    std::string name;
+    std::string arguments;
+    std::string results;
+};
+
+/// A call that waits for its answer, a rule that listens to signals, or an object that others call.
+/// Destroying it ends the waiting, the listening, or the object; its handler is not called after that. It may
+/// be destroyed by its own handler.
 class BusListener {
 public:
     BusListener();
@@ -81,6 +90,17 @@ public:
     [[nodiscard]] bool process();
     [[nodiscard]] Wait nextWait() const;
 
+    enum class RunEnd {
+        Done,
+        Late,
+        Lost,        ///< The connection.
+        Interrupted, ///< The descriptor is readable.
+    };
+    /// Waits, and carries out what becomes possible, until the condition holds; what arrived after that is
+    /// left for later. For threads that may wait. The descriptor, if any, ends it.
+    [[nodiscard]] RunEnd runUntil(const std::function<bool()>& isDone, Clock::TimePoint end,
+                                  int interrupt = -1);
+
     /// The handler gets the answer, or an error when there is none in time. A
     /// bus that does not read what it is sent gets nothing more, and the handler is not called then.
     [[nodiscard]] BusListener call(const BusRequest& request, std::chrono::microseconds timeout,
@@ -89,6 +109,14 @@ public:
     void tell(const BusRequest& request);
 
     [[nodiscard]] BusListener listen(const std::string& rule, Handler handler);
+
+    /// Offers an object's interface. The handler gets each call of one of its methods, with arguments of the
+    /// right types, and answers or refuses it before it returns.
+    [[nodiscard]] BusListener serve(const std::string& path, const std::string& interface,
+                                    std::vector<BusMethod> methods, Handler handler);
+
+    /// By which the bus knows this connection; empty until it has let us in.
+    [[nodiscard]] std::string uniqueName() const;
 
 private:
     explicit BusConnection(sd_bus* bus);

@@ -162,4 +162,25 @@ void BusMessage::skip(const char* types)
     sd_bus_message_skip(message_, types);
 }
 
+std::string BusMessage::method() const
+{
+    const char* name = sd_bus_message_get_member(message_);
+    return name != nullptr ? name : "";
+}
+
+void BusMessage::answer()
+{
+    sd_bus_reply_method_return(message_, "");
+}
+
+void BusMessage::answer(const std::string& text)
+{
+    sd_bus_reply_method_return(message_, "s", text.c_str());
+}
+
+void BusMessage::refuse(const std::string& name, const std::string& text)
+{
+    sd_bus_reply_method_errorf(message_, name.c_str(), "%s", text.c_str());
+}
+
 } // namespace velmo

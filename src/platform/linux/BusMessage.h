@@ -62,6 +62,14 @@ public:
     /// Passes over what is of these types.
     void skip(const char* types);
 
+    /// For calls of an object: which of its methods is meant.
+    [[nodiscard]] std::string method() const;
+    /// For calls, once: done.
+    void answer();
+    void answer(const std::string& text);
+    /// For calls, once: not done. The name is that of an error on the bus.
+    void refuse(const std::string& name, const std::string& text);
+
 private:
     sd_bus_message* message_;
 };

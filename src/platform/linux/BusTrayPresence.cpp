@@ -1,9 +1,5 @@
 #include "platform/linux/BusTrayPresence.h"
 
-#include <QSocketNotifier>
-#include <QTimer>
-#include <algorithm>
-#include <poll.h>
 #include <utility>
 
 namespace velmo {
@@ -26,19 +22,11 @@ constexpr std::chrono::hours kAnswerLimit{24};
 
 BusTrayPresence::BusTrayPresence(const std::string& sessionAddress)
     : bus_(BusConnection::open(sessionAddress))
-    , timer_(std::make_unique<QTimer>())
 {
     if (!bus_) {
         state_ = State::Absent;
         return;
     }
-    timer_->setSingleShot(true);
-    timer_->callOnTimeout([this] { process(); });
-    const int descriptor = bus_->nextWait().descriptor;
-    readable_ = std::make_unique<QSocketNotifier>(descriptor, QSocketNotifier::Read);
-    writable_ = std::make_unique<QSocketNotifier>(descriptor, QSocketNotifier::Write);
-    for (const auto& notifier : {readable_.get(), writable_.get()})
-        QObject::connect(notifier, &QSocketNotifier::activated, notifier, [this] { process(); });
     // Listening comes first, so that no change is missed between the answer and the first signal.
     ownerChanges_ = bus_->listen(kOwnerRule, [this](BusMessage& message) {
         const auto change = message.readOwnerChange();
@@ -59,7 +47,7 @@ BusTrayPresence::BusTrayPresence(const std::string& sessionAddress)
         else
             askForHost();
     });
-    rearm();
+    notifier_ = std::make_unique<BusNotifier>(*bus_, [this] { forgetBus(); });
 }
 
 BusTrayPresence::~BusTrayPresence() = default;
@@ -72,17 +60,9 @@ void BusTrayPresence::askForHost()
     });
 }
 
-void BusTrayPresence::process()
+void BusTrayPresence::forgetBus()
 {
-    if (!bus_)
-        return;
-    if (bus_->process()) {
-        rearm();
-        return;
-    }
-    for (const auto& notifier : {readable_.get(), writable_.get()})
-        notifier->setEnabled(false);
-    timer_->stop();
+    notifier_.reset();
     hostCall_ = {};
     ownerCall_ = {};
     hostArrivals_ = {};
@@ -91,23 +71,12 @@ void BusTrayPresence::process()
     become(State::Absent);
 }
 
-void BusTrayPresence::rearm()
-{
-    const auto wait = bus_->nextWait();
-    writable_->setEnabled((wait.events & POLLOUT) != 0);
-    timer_->stop();
-    if (!wait.until)
-        return;
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(*wait.until - Clock::now());
-    timer_->start(std::max(left, std::chrono::milliseconds(0)));
-}
-
 void BusTrayPresence::become(State state)
 {
     if (std::exchange(state_, state) == state || !handler_)
         return;
     // The handler may talk with the desktop for a while, and is not to do so inside of a message.
-    QTimer::singleShot(0, timer_.get(), [this] {
+    QTimer::singleShot(0, &later_, [this] {
         if (handler_)
             handler_();
     });

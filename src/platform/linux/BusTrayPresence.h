@@ -1,10 +1,7 @@
 #pragma once
 
 #include "platform/TrayPresence.h"
-#include "platform/linux/BusConnection.h"
-
-class QSocketNotifier;
-class QTimer;
+#include "platform/linux/BusNotifier.h"
 
 namespace velmo {
 
@@ -24,8 +21,7 @@ public:
 
 private:
     void askForHost();
-    void process();
-    void rearm();
+    void forgetBus();
     void become(State state);
 
     std::unique_ptr<BusConnection> bus_;
@@ -33,11 +29,10 @@ private:
     BusListener hostArrivals_;
     BusListener ownerCall_;
     BusListener hostCall_;
-    std::unique_ptr<QSocketNotifier> readable_;
-    std::unique_ptr<QSocketNotifier> writable_;
-    std::unique_ptr<QTimer> timer_;
+    QTimer later_; ///< Stands for this object where it may be gone on a later turn.
     State state_ = State::Unknown;
     std::function<void()> handler_;
+    std::unique_ptr<BusNotifier> notifier_;
 };
 
 } // namespace velmo

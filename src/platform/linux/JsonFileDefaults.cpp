@@ -25,10 +25,7 @@ constexpr std::chrono::milliseconds kStartPatience{100};
 /// Far beyond any real settings; a file larger than this is not ours.
 constexpr qint64 kMaximumBytes = qint64(16) * 1024 * 1024;
 
-struct ReadOutcome {
-    QJsonObject values;
-    QString problem; ///< Empty when the file was understood, or there is none.
-};
+using ReadOutcome = JsonFileDefaults::Content;
 
 ReadOutcome readFile(const QString& path)
 {
@@ -138,6 +135,11 @@ QString JsonFileDefaults::standardPath()
 {
     return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
            QStringLiteral("/velmo/settings.json");
+}
+
+JsonFileDefaults::Content JsonFileDefaults::look(const QString& path)
+{
+    return readFile(path);
 }
 
 JsonFileDefaults::JsonFileDefaults(const QString& path)

@@ -19,6 +19,13 @@ public:
     /// "$XDG_CONFIG_HOME/velmo/settings.json".
     [[nodiscard]] static QString standardPath();
 
+    struct Content {
+        QJsonObject values;
+        QString problem; ///< Why it cannot be understood; empty if it can, or is not there.
+    };
+    /// What the file holds, without touching it.
+    [[nodiscard]] static Content look(const QString& path = standardPath());
+
     explicit JsonFileDefaults(const QString& path = standardPath());
     /// Writes what is still to be written; problems are told to nobody any more.
     ~JsonFileDefaults() override;

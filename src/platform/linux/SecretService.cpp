@@ -3,8 +3,6 @@
 #include <systemd/sd-bus.h>
 
 #include <algorithm>
-#include <array>
-#include <poll.h>
 #include <utility>
 
 namespace velmo {
@@ -34,29 +32,18 @@ SecretService::SecretService(const std::string& busAddress, const Interrupt* int
 SecretService::Answer<SecretService::Done> SecretService::runUntil(const std::function<bool()>& isDone,
                                                                    Clock::TimePoint end)
 {
-    using std::chrono::ceil;
-    using std::chrono::milliseconds;
     if (!bus_)
         return Failure{SecretFault::NoBus};
-    while (!isDone()) {
-        if (!bus_->process()) {
-            bus_.reset();
-            return Failure{SecretFault::NoBus};
-        }
-        if (isDone())
-            break;
-        const auto now = Clock::now();
-        if (now >= end)
-            return Failure{SecretFault::Timeout};
-        const BusConnection::Wait wait = bus_->nextWait();
-        const auto wakeUp = std::max(std::min(wait.until.value_or(end), end), now);
-        // Who waits for a person needs no more than a look at the clock once in a while.
-        const auto limit = std::min<milliseconds>(ceil<milliseconds>(wakeUp - now), std::chrono::minutes(1));
-        std::array descriptors{pollfd{wait.descriptor, wait.events, 0},
-                               pollfd{interrupt_ != nullptr ? interrupt_->descriptor() : -1, POLLIN, 0}};
-        poll(descriptors.data(), descriptors.size(), static_cast<int>(limit.count()));
-        if (descriptors.at(1).revents != 0)
-            return Failure{SecretFault::Interrupted};
+    switch (bus_->runUntil(isDone, end, interrupt_ != nullptr ? interrupt_->descriptor() : -1)) {
+    case BusConnection::RunEnd::Done:
+        break;
+    case BusConnection::RunEnd::Late:
+        return Failure{SecretFault::Timeout};
+    case BusConnection::RunEnd::Lost:
+        bus_.reset();
+        return Failure{SecretFault::NoBus};
+    case BusConnection::RunEnd::Interrupted:
+        return Failure{SecretFault::Interrupted};
     }
     return Done{};
 }

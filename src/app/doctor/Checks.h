@@ -1,0 +1,54 @@
+#pragma once
+
+#include "app/doctor/Finding.h"
+#include "core/Result.h"
+#include "core/SettingsManager.h"
+#include "platform/ApplicationInstance.h"
+#include "platform/EventTap.h"
+#include "platform/PlatformError.h"
+#include "platform/Screens.h"
+#include "platform/linux/BusSurvey.h"
+#include "platform/x11/X11Survey.h"
+
+#include <optional>
+
+namespace velmo::Doctor {
+
+/// What was found out, judged. Plain functions; where a probe did not end in time it is nothing.
+
+/// Which desktop this process is part of, by its environment.
+struct SessionKind {
+    QString type;         ///< "x11", "wayland", or "none".
+    bool hasX = false;    ///< Also an X server beside a Wayland session.
+    QStringList desktops; ///< XDG_CURRENT_DESKTOP.
+
+    [[nodiscard]] static SessionKind fromEnvironment();
+};
+
+/// The program that runs already, and what it says of its tap.
+struct RunningProgram {
+    RemoteOutcome outcome;
+    [[nodiscard]] bool isRunning() const { return outcome.kind == RemoteOutcome::Kind::Answered; }
+    [[nodiscard]] bool isHanging() const { return outcome.kind == RemoteOutcome::Kind::Silent; }
+    [[nodiscard]] EventTap::StartReport tap() const;
+};
+
+[[nodiscard]] Findings program(const RunningProgram& running, const QString& version);
+[[nodiscard]] Findings session(const SessionKind& kind);
+/// Window manager, compositor, screens, capture. All about a display that there is.
+[[nodiscard]] Findings display(const QString& name, const std::optional<X11Survey>& survey,
+                               const std::vector<Screen>& screens, const std::optional<Screen>& main);
+[[nodiscard]] Findings gestures(const QString& missingExtension,
+                                const std::optional<EventTap::StartReport>& tap, bool isRunning);
+[[nodiscard]] Findings capture(const X11Survey& survey);
+[[nodiscard]] Findings tray(const std::optional<X11Survey>& display, const std::optional<BusSurvey>& bus);
+[[nodiscard]] Findings portals(const std::optional<BusSurvey>& bus, const SessionKind& kind);
+[[nodiscard]] Findings microphone(const std::optional<Result<QString, PlatformError>>& microphone);
+/// The keyring, and where each key comes from.
+[[nodiscard]] Findings keys(const SettingsManager& settings, Keychain::Availability availability);
+[[nodiscard]] Findings endpoints();
+/// problem says why the file cannot be understood, if so.
+[[nodiscard]] Findings settingsFile(const QString& path, const QString& problem);
+[[nodiscard]] Findings log(const QString& path);
+
+} // namespace velmo::Doctor

@@ -1,0 +1,241 @@
+#include "app/doctor/Checks.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+
+namespace velmo::Doctor {
+
+namespace {
+
+using State = Finding::State;
+
+const QString kSession = QStringLiteral("Session");
+const QString kDesktop = QStringLiteral("Desktop");
+const QString kWindows = QStringLiteral("Windows");
+const QString kCompositor = QStringLiteral("Compositor");
+const QString kDisplay = QStringLiteral("Display");
+const QString kGestures = QStringLiteral("Gestures");
+const QString kCapture = QStringLiteral("Capture");
+const QString kTray = QStringLiteral("Tray");
+const QString kProgram = QStringLiteral("Velmo");
+
+QString sizeText(double width, double height)
+{
+    return QString::number(qRound(width)) + u'x' + QString::number(qRound(height));
+}
+
+Finding screenFinding(const Screen& screen, bool isMain)
+{
+    const PixelRect& area = screen.nativeFrame;
+    return {.area = kDisplay,
+            .text = screen.name + QStringLiteral(": ") + sizeText(area.width, area.height) +
+                    QStringLiteral(" pixels at ") + QString::number(area.x) + u',' + QString::number(area.y) +
+                    QStringLiteral(", scale ") + QString::number(screen.scale) +
+                    (isMain ? QStringLiteral(" (main)") : QString()),
+            .details = {{QStringLiteral("name"), screen.name},
+                        {QStringLiteral("x"), area.x},
+                        {QStringLiteral("y"), area.y},
+                        {QStringLiteral("width"), area.width},
+                        {QStringLiteral("height"), area.height},
+                        {QStringLiteral("scale"), screen.scale},
+                        {QStringLiteral("main"), isMain}}};
+}
+
+} // namespace
+
+SessionKind SessionKind::fromEnvironment()
+{
+    SessionKind kind;
+    kind.hasX = !qEnvironmentVariableIsEmpty("DISPLAY");
+    kind.type = !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") ? QStringLiteral("wayland")
+                : kind.hasX                                     ? QStringLiteral("x11")
+                                                                : QStringLiteral("none");
+    kind.desktops = qEnvironmentVariable("XDG_CURRENT_DESKTOP").split(u':', Qt::SkipEmptyParts);
+    return kind;
+}
+
+EventTap::StartReport RunningProgram::tap() const
+{
+    const QJsonObject status = QJsonDocument::fromJson(outcome.reply.text.toUtf8()).object();
+    EventTap::StartReport report{status[QStringLiteral("tapStarted")].toBool(), {}};
+    const QJsonArray problems = status[QStringLiteral("tapProblems")].toArray();
+    for (const QJsonValue& problem : problems)
+        report.problems.append(problem.toString());
+    return report;
+}
+
+Findings program(const RunningProgram& running, const QString& version)
+{
+    Finding finding{.area = kProgram, .text = version};
+    const QString process = QString::number(running.outcome.processID);
+    if (running.isRunning()) {
+        finding.text += QStringLiteral(", and it runs (process ") + process + u')';
+    } else if (running.isHanging()) {
+        finding.state = State::Broken;
+        finding.text += QStringLiteral(", and one runs that does not answer");
+        finding.advice = QStringLiteral("It hangs or is stopped.");
+        if (running.outcome.processID > 0)
+            finding.advice += QStringLiteral(" \"kill -9 ") + process +
+                              QStringLiteral("\" ends it; then start Velmo again.");
+    } else {
+        finding.text += QStringLiteral(", and it does not run");
+    }
+    finding.details = {{QStringLiteral("version"), version},
+                       {QStringLiteral("running"), running.isRunning()}};
+    return {finding};
+}
+
+Findings session(const SessionKind& kind)
+{
+    Finding type{.area = kSession, .details = {{QStringLiteral("type"), kind.type}}};
+    if (kind.type == QStringLiteral("x11")) {
+        type.text = QStringLiteral("X11");
+    } else if (kind.type == QStringLiteral("wayland")) {
+        type.state = kind.hasX ? State::Limited : State::Broken;
+        type.text =
+            kind.hasX
+                ? QStringLiteral("Wayland, with an X server: gestures and pictures reach X applications only")
+                : QStringLiteral("Wayland, without an X server");
+        type.advice =
+            QStringLiteral("This version runs on X11 desktops. Choose one when you log in, such as ") +
+            QStringLiteral("\"Xorg\" behind the cogwheel.");
+    } else {
+        type.state = State::Broken;
+        type.text = QStringLiteral("none: neither DISPLAY nor WAYLAND_DISPLAY is set");
+        type.advice = QStringLiteral("Start Velmo inside of a desktop. \"velmo ask\" works without one.");
+    }
+    Finding desktop{.area = kDesktop,
+                    .text = kind.desktops.isEmpty() ? QStringLiteral("not named (XDG_CURRENT_DESKTOP)")
+                                                    : kind.desktops.join(QStringLiteral(", ")),
+                    .details = {{QStringLiteral("names"), QJsonArray::fromStringList(kind.desktops)}}};
+    return {type, desktop};
+}
+
+Findings display(const QString& name, const std::optional<X11Survey>& survey,
+                 const std::vector<Screen>& screens, const std::optional<Screen>& main)
+{
+    if (!survey || !survey->isReachable)
+        return {{.area = kDisplay,
+                 .state = State::Broken,
+                 .text = survey ? name + QStringLiteral(" cannot be reached")
+                                : name + QStringLiteral(" does not answer in time"),
+                 .advice = survey
+                               ? QStringLiteral("See that DISPLAY names the desktop's X server and that you "
+                                                "may use it (xauth, xhost).")
+                               : QStringLiteral("The X server hangs or is stopped; log in again if it "
+                                                "stays so.")}};
+    Findings findings;
+    findings.push_back(
+        survey->windowManager.isEmpty()
+            ? Finding{.area = kWindows,
+                      .state = State::Limited,
+                      .text = QStringLiteral("no window manager runs"),
+                      .advice = QStringLiteral("Velmo works, but nobody moves windows or gives them the "
+                                               "keyboard. Start one, such as openbox.")}
+            : Finding{.area = kWindows,
+                      .text = survey->windowManager,
+                      .details = {{QStringLiteral("windowManager"), survey->windowManager}}});
+    findings.push_back(
+        {.area = kCompositor,
+         .text = !survey->isComposited
+                     ? QStringLiteral("none; the overlay shows a picture that follows the desktop")
+                 : survey->compositor.isEmpty() ? QStringLiteral("one without a name")
+                                                : survey->compositor,
+         .details = {{QStringLiteral("running"), survey->isComposited}}});
+    for (const Screen& screen : screens)
+        findings.push_back(screenFinding(screen, main && main->name == screen.name));
+    if (screens.empty())
+        findings.push_back({.area = kDisplay,
+                            .state = State::Broken,
+                            .text = QStringLiteral("no screen is connected"),
+                            .advice = QStringLiteral("Connect one, or switch one on.")});
+    return findings;
+}
+
+Findings gestures(const QString& missingExtension, const std::optional<EventTap::StartReport>& tap,
+                  bool isRunning)
+{
+    if (!missingExtension.isEmpty())
+        return {
+            {.area = kGestures,
+             .state = State::Broken,
+             .text = missingExtension,
+             .advice = QStringLiteral("Use a newer X server, or one that has the extension switched on.")}};
+    if (!tap || !tap->started)
+        return {{.area = kGestures,
+                 .state = State::Broken,
+                 .text = tap && !tap->problems.isEmpty() ? tap->problems.join(u' ')
+                                                         : QStringLiteral("they could not be tried in time"),
+                 .advice = isRunning ? QStringLiteral("Start Velmo again: \"velmo quit\", then \"velmo\".")
+                                     : QStringLiteral("See what the X server's log says.")}};
+    Findings findings;
+    for (const QString& problem : tap->problems)
+        findings.push_back({.area = kGestures,
+                            .state = State::Limited,
+                            .text = problem,
+                            .advice = QStringLiteral("Choose another hotkey with \"Change Hotkey...\" in the "
+                                                     "menu, or free the combination in the other program. "
+                                                     "\"velmo annotate\" works all the same."),
+                            .details = {{QStringLiteral("refused"), problem}}});
+    if (findings.empty())
+        findings.push_back({.area = kGestures,
+                            .text = isRunning ? QStringLiteral("held by the Velmo that runs")
+                                              : QStringLiteral("all of them can be had")});
+    return findings;
+}
+
+Findings capture(const X11Survey& survey)
+{
+    if (!survey.isCaptured)
+        return {{.area = kCapture,
+                 .state = State::Broken,
+                 .text = survey.captureProblems.isEmpty() ? QStringLiteral("the screen cannot be read")
+                                                          : survey.captureProblems.join(u' '),
+                 .advice = QStringLiteral("Velmo needs an X server whose screen can be read; one inside of a "
+                                          "Wayland session is black.")}};
+    const QJsonObject details{{QStringLiteral("width"), survey.captureSize.width()},
+                              {QStringLiteral("height"), survey.captureSize.height()},
+                              {QStringLiteral("windows"), survey.windowCount}};
+    if (!survey.captureProblems.isEmpty())
+        return {
+            {.area = kCapture,
+             .state = State::Limited,
+             .text = survey.captureProblems.join(u' '),
+             .advice = QStringLiteral("The picture is taken before Velmo's windows are there, so what moves "
+                                      "meanwhile is missed. An X server with Composite and Render helps."),
+             .details = details}};
+    return {{.area = kCapture,
+             .text = QStringLiteral("window by window, without Velmo's own; ") +
+                     sizeText(survey.captureSize.width(), survey.captureSize.height()) +
+                     QStringLiteral(" pixels were read"),
+             .details = details}};
+}
+
+Findings tray(const std::optional<X11Survey>& display, const std::optional<BusSurvey>& bus)
+{
+    using Presence = BusSurvey::Presence;
+    const auto found = [](const char* kind, const QString& text) {
+        return Findings{
+            {.area = kTray, .text = text, .details = {{QStringLiteral("kind"), QString::fromLatin1(kind)}}}};
+    };
+    if (bus && bus->tray == Presence::Present)
+        return found("statusNotifier", QStringLiteral("on the session bus (StatusNotifierItem)"));
+    const QString advice = QStringLiteral("Velmo's menu is missing meanwhile; \"velmo annotate\", \"velmo "
+                                          "settings\" and \"velmo quit\" do the same. On GNOME, install the "
+                                          "AppIndicator extension.");
+    if (bus && bus->tray == Presence::Silent)
+        return {{.area = kTray,
+                 .state = State::Limited,
+                 .text = QStringLiteral("the one on the session bus does not answer"),
+                 .advice = advice,
+                 .details = {{QStringLiteral("kind"), QStringLiteral("none")}}}};
+    if (display && display->hasTray)
+        return found("embedding", QStringLiteral("on the X server (XEmbed)"));
+    return {{.area = kTray,
+             .state = State::Limited,
+             .text = QStringLiteral("none"),
+             .advice = advice,
+             .details = {{QStringLiteral("kind"), QStringLiteral("none")}}}};
+}
+
+} // namespace velmo::Doctor

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <unistd.h>
+#include <utility>
+
+namespace velmo {
+
+/// An open file of the process, closed with its owner.
+class FileDescriptor {
+public:
+    FileDescriptor() = default;
+    explicit FileDescriptor(int descriptor)
+        : descriptor_(descriptor)
+    {}
+    FileDescriptor(FileDescriptor&& other) noexcept
+        : descriptor_(std::exchange(other.descriptor_, -1))
+    {}
+    FileDescriptor& operator=(FileDescriptor&& other) noexcept
+    {
+        std::swap(descriptor_, other.descriptor_);
+        return *this;
+    }
+    ~FileDescriptor()
+    {
+        if (descriptor_ >= 0)
+            close(descriptor_);
+    }
+
+    [[nodiscard]] int get() const { return descriptor_; }
+    [[nodiscard]] bool isValid() const { return descriptor_ >= 0; }
+
+private:
+    int descriptor_ = -1;
+};
+
+} // namespace velmo

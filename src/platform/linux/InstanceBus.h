@@ -1,0 +1,69 @@
+#pragma once
+
+#include "core/Clock.h"
+#include "platform/ApplicationInstance.h"
+#include "platform/linux/BusNotifier.h"
+
+#include <QByteArray>
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace velmo {
+
+/// The program's name on the session bus, and the object behind it: org.freedesktop.Application, by which
+/// desktops start and use a program, and an interface for other starts of this one. Main thread.
+class InstanceBus {
+public:
+    struct Handlers {
+        ApplicationInstance::Handler onVerb;                    ///< From the desktop.
+        std::function<QByteArray(const QByteArray&)> onMessage; ///< From another start, see InstanceMessages.
+        std::function<void(const QString& sentence)> onProblem{}; ///< While it serves.
+    };
+
+    enum class Standing {
+        Owner,   ///< The name is ours, and who calls us from now on waits for an answer.
+        Taken,   ///< Somebody else has it.
+        Unknown, ///< The bus is not there, or did not answer in time.
+    };
+
+    explicit InstanceBus(const std::string& address);
+    InstanceBus(const InstanceBus&) = delete;
+    InstanceBus& operator=(const InstanceBus&) = delete;
+    ~InstanceBus();
+
+    /// Asks for the name, and waits for the answer. The object is there before the name is.
+    [[nodiscard]] Standing request(Handlers handlers, Clock::TimePoint end);
+
+    /// Answers from now on, and takes the name when it is given up. Needs the application object.
+    void serve();
+
+    struct Exchange {
+        enum class Kind { Answered, Nobody, Silent };
+        Kind kind = Kind::Nobody;
+        QByteArray answer{};
+        qint32 processID = 0; ///< Of whoever has the name; 0 if unknown.
+    };
+    /// Asks the owner of the name, and waits. Nobody is started for it.
+    [[nodiscard]] Exchange ask(const QByteArray& message, Clock::TimePoint end);
+
+private:
+    void offerObject();
+    void forgetBus();
+    void onDesktopCall(BusMessage& call);
+    void answerDesktop(BusMessage& call, RemoteVerb verb);
+    void askForName(std::function<void(Standing)> onAnswer);
+    void followOwner(const BusOwnerChange& change);
+    void report(const QString& sentence);
+
+    std::unique_ptr<BusConnection> bus_;
+    Handlers handlers_;
+    bool isOwner_ = false;
+    BusListener application_;
+    BusListener control_;
+    BusListener nameCall_;
+    BusListener ownerChanges_;
+    std::unique_ptr<BusNotifier> notifier_;
+};
+
+} // namespace velmo

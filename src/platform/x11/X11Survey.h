@@ -1,0 +1,35 @@
+#pragma once
+
+#include "platform/EventTap.h"
+
+#include <QSize>
+#include <QString>
+#include <QStringList>
+
+namespace velmo {
+
+/// What an X desktop is like and what it gives, found out by doing it once. Plain value.
+struct X11Survey {
+    bool isReachable = false;
+    QString windowManager; ///< Empty without one.
+    bool isComposited = false;
+    QString compositor; ///< What it calls itself; empty if it does not.
+    bool hasTray = false;
+
+    QString missingExtension; ///< A sentence; empty if gestures can be watched.
+
+    bool isCaptured = false;
+    QSize captureSize;             ///< Of the first display, in native pixels.
+    int windowCount = 0;           ///< Viewable windows at the top level.
+    QStringList captureProblems{}; ///< Why it failed, or what the pictures lack.
+
+    /// Waits for the X server as long as that takes, so it belongs on a thread of its own. Needs no
+    /// application object.
+    [[nodiscard]] static X11Survey take();
+};
+
+/// What the gestures would get, found out by reserving them and letting go at once. Waits like the survey,
+/// but for two seconds at most once the server answers.
+[[nodiscard]] EventTap::StartReport tryTap(const TapInterest& interest);
+
+} // namespace velmo
