@@ -2,16 +2,8 @@
 
 #include "core/DebugLog.h"
 #include "core/async/WorkerPool.h"
-#include "overlay/OverlayWindowController.h"
-#include "panel/QueryPanelController.h"
-#include "platform/linux/PackageOwner.h"
-#include "providers/AnthropicProvider.h"
-#include "providers/OpenAIProvider.h"
-#include "voice/ReplicateWhisperService.h"
 
 #include <QCoreApplication>
-#include <QDesktopServices>
-#include <QUrl>
 #include <utility>
 
 namespace velmo {
@@ -23,10 +15,18 @@ constexpr std::chrono::milliseconds kPermissionInterval{1000};
 constexpr std::chrono::milliseconds kLongestFade{200};
 /// The session's way back to the user's window takes 0.2 s.
 constexpr std::chrono::milliseconds kFarewell{300};
+constexpr qint64 kPermissionsTab = 1;
 
 void logPlatform(const QString& message)
 {
     DebugLog::log(QStringLiteral("Platform"), message);
+}
+
+/// The log says who has the combination, the settings that the user cannot have it.
+QString problemInWords(const QStringList& hotkeyProblems)
+{
+    return hotkeyProblems.join(u'\n').replace(QStringLiteral(" is held by "),
+                                              QStringLiteral(" is taken by "));
 }
 
 } // namespace
@@ -47,6 +47,7 @@ AppDelegate::AppDelegate(std::shared_ptr<SettingsManager> settings, DesktopServi
 
 AppDelegate::~AppDelegate()
 {
+    QObject::disconnect(aboutToQuit_);
     desktop_.screens->setChangeHandler({});
     menuBarController_.reset();
     stopHotkeyMonitor();
@@ -56,67 +57,9 @@ AppDelegate::~AppDelegate()
     desktop_.displayCapture->release();
 }
 
-SessionCollaborators AppDelegate::collaborators()
+void AppDelegate::applicationDidFinishLaunching(JsonFileDefaults& defaults, const LaunchOptions& options)
 {
-    return {
-        .makeOverlay = [this](AnnotationSession& session,
-                              bool showToolbar) -> std::unique_ptr<AnnotationOverlay> {
-            return std::make_unique<OverlayWindowController>(
-                session, showToolbar,
-                OverlayDesktop{*desktop_.screens, *desktop_.windowSurfaces, *desktop_.displayCapture});
-        },
-        .makePanel = [this](AnnotationSession& session,
-                            const std::optional<Screen>& screen) -> std::unique_ptr<QuestionPanel> {
-            return std::make_unique<QueryPanelController>(session, screen, panelDesktop());
-        },
-        .capture = capture_,
-        .focus = *desktop_.windowFocus,
-        .screens = *desktop_.screens,
-        .makeAnthropicProvider = [](const QString& apiKey, const QString& model)
-            -> std::unique_ptr<LLMProvider> { return std::make_unique<AnthropicProvider>(apiKey, model); },
-        .makeOpenAIProvider = [](const QString& apiKey, const QString& model)
-            -> std::unique_ptr<LLMProvider> { return std::make_unique<OpenAIProvider>(apiKey, model); },
-    };
-}
-
-PanelDesktop AppDelegate::panelDesktop()
-{
-    return {
-        .screens = *desktop_.screens,
-        .windows = *desktop_.windowSurfaces,
-        .openSettingsWindow = {},
-        .openAddress = [](const QUrl& address) { QDesktopServices::openUrl(address); },
-        .makeTranscriptionService =
-            [this](const QString& apiKey, const QString& modelVersion) {
-                return std::make_shared<ReplicateWhisperService>(
-                    apiKey, modelVersion, VoiceCollaborators{*desktop_.audioRecorders, http_()});
-            },
-        .startLasting = [this](async::Task<> task) { lastingTasks_.start(std::move(task)); },
-    };
-}
-
-UpdateCollaborators AppDelegate::updateCollaborators()
-{
-    return {
-        .http = http_,
-        .findPackageManager = [] { return findPackageOwner(QCoreApplication::applicationFilePath()); },
-        .openAddress = [](const QUrl& address) { QDesktopServices::openUrl(address); },
-    };
-}
-
-MenuBarCallbacks AppDelegate::menuBarCallbacks()
-{
-    return {
-        .requestAnnotation = [this] { requestAnnotation(); },
-        .makeSettingsWindow = {},
-        .restartHotkeyMonitor = [this] { restartHotkeyMonitor(); },
-        .checkForUpdates = [this] { updateController_.checkForUpdates(); },
-        .terminate = [this] { terminate(); },
-    };
-}
-
-void AppDelegate::applicationDidFinishLaunching(JsonFileDefaults& defaults)
-{
+    options_ = options;
     DebugLog::reset();
     DebugLog::log(QStringLiteral("App"), QStringLiteral("Application did finish launching"));
     for (const QString& problem : defaults.takeProblems())
@@ -130,21 +73,37 @@ void AppDelegate::applicationDidFinishLaunching(JsonFileDefaults& defaults)
         menuBarCallbacks());
     desktop_.screens->setChangeHandler([this] { followScreens(); });
     followScreens();
+    // However the program ends: by its menu, by a signal, or with the desktop's session.
+    aboutToQuit_ =
+        QObject::connect(qApp, &QCoreApplication::aboutToQuit, qApp, [this] { applicationWillTerminate(); });
     captureRelease_.setSingleShot(true);
     captureRelease_.callOnTimeout([this] {
         if (session_.state().value() == SessionState::Idle)
             desktop_.displayCapture->release();
     });
     permissionMonitor_.setTimerType(Qt::PreciseTimer);
-    permissionMonitor_.callOnTimeout([this] { handlePermissionState(); });
+    permissionMonitor_.callOnTimeout([this] { handlePermissionState(false); });
     permissionMonitor_.start(kPermissionInterval);
-    handlePermissionState();
+    // A first start has its welcome, also where nothing is missing.
+    if (handlePermissionState(true) && !settings_->hasCompletedOnboarding.value())
+        presentOnboarding(true);
+}
+
+bool AppDelegate::applicationShouldHandleReopen()
+{
+    menuBarController_->openSettingsWindow();
+    return false;
+}
+
+void AppDelegate::applicationWillTerminate()
+{
+    permissionMonitor_.stop();
+    stopHotkeyMonitor();
 }
 
 void AppDelegate::terminate()
 {
-    permissionMonitor_.stop();
-    stopHotkeyMonitor();
+    applicationWillTerminate();
     const bool hadSession = session_.state().value() != SessionState::Idle;
     session_.end();
     // The panel gives the keyboard back when it has faded, and a moment later the session makes sure of it.
@@ -157,7 +116,7 @@ void AppDelegate::terminate()
 void AppDelegate::requestAnnotation()
 {
     hideHint();
-    if (!handlePermissionState())
+    if (!handlePermissionState(true))
         return;
     switch (session_.state().value()) {
     case SessionState::Idle:
@@ -175,7 +134,7 @@ void AppDelegate::requestAnnotation()
 void AppDelegate::requestAnnotationWithDraw(ScreenPoint point)
 {
     hideHint();
-    if (!handlePermissionState())
+    if (!handlePermissionState(true))
         return;
     switch (session_.state().value()) {
     case SessionState::Idle:
@@ -228,31 +187,73 @@ void AppDelegate::followScreens()
         hotkeyMonitor_->setMainScreenTop(main ? main->frame.maxY() : 0);
 }
 
-QStringList AppDelegate::missingPermissions()
+bool AppDelegate::handlePermissionState(bool forcePresentation)
 {
-    QStringList missing;
-    if (!desktop_.permissions->accessibilityGranted())
-        missing.append(QStringLiteral("watching the keyboard and mouse"));
-    if (!desktop_.permissions->screenRecordingGranted())
-        missing.append(QStringLiteral("reading the screen"));
-    return missing;
-}
-
-bool AppDelegate::handlePermissionState()
-{
-    const QStringList missing = missingPermissions();
-    if (missing != reportedMissing_) {
-        reportedMissing_ = missing;
-        if (!missing.isEmpty())
-            logPlatform(QStringLiteral("This desktop does not allow: ") + missing.join(QStringLiteral(", ")));
-    }
+    const QList<MissingPermission> missing = PermissionChecker::checkRequired(*desktop_.permissions);
+    logMissing(missing);
+    const bool isOnboarding = !settings_->hasCompletedOnboarding.value();
     if (!missing.isEmpty()) {
         stopHotkeyMonitor();
         session_.cancel();
+        if (isOnboarding) {
+            presentOnboarding(forcePresentation);
+        } else if (forcePresentation) {
+            settings_->settingsSelectedTab.set(kPermissionsTab);
+            menuBarController_->openSettingsWindow();
+        }
         return false;
+    }
+    // A first start is led to its end, with the gestures working behind it.
+    if (onboardingController_ && isOnboarding) {
+        onboardingController_->updatePermissions(PermissionChecker::checkAll(*desktop_.permissions));
+    } else if (onboardingController_) {
+        onboardingController_->close();
+        onboardingController_.reset();
     }
     startHotkeyMonitor();
     return true;
+}
+
+void AppDelegate::logMissing(const QList<MissingPermission>& missing)
+{
+    if (missing == reportedMissing_)
+        return;
+    reportedMissing_ = missing;
+    QStringList names;
+    for (const MissingPermission permission : missing)
+        names.append(rawValue(permission));
+    if (!missing.isEmpty())
+        logPlatform(QStringLiteral("This desktop does not allow: ") + names.join(QStringLiteral(", ")));
+}
+
+/// Somebody who starts the program and sees nothing of it would start it again and again.
+void AppDelegate::explainMissingTray()
+{
+    if (options_.opensSettingsWithoutTray && !onboardingController_)
+        menuBarController_->openSettingsWindow();
+}
+
+void AppDelegate::showOnboarding()
+{
+    presentOnboarding(true);
+}
+
+void AppDelegate::presentOnboarding(bool forcePresentation)
+{
+    const QList<MissingPermission> missing = PermissionChecker::checkAll(*desktop_.permissions);
+    const bool isNew = !onboardingController_;
+    if (isNew)
+        onboardingController_ = makeOnboarding(missing);
+    else
+        onboardingController_->updatePermissions(missing);
+    if (isNew || forcePresentation)
+        onboardingController_->showWindow();
+}
+
+void AppDelegate::completeOnboarding()
+{
+    settings_->hasCompletedOnboarding.set(true);
+    handlePermissionState(false);
 }
 
 void AppDelegate::startHotkeyMonitor()
@@ -275,7 +276,7 @@ void AppDelegate::startHotkeyMonitor()
     hotkeyMonitor_->keyModifiers = static_cast<quint64>(settings_->hotkeyModifiers.value());
     hotkeyMonitor_->quickDrawModifiers = static_cast<quint64>(settings_->quickDrawModifiers.value());
     hotkeyMonitor_->quickDrawMiddleMouseEnabled = settings_->quickDrawMiddleMouseEnabled.value();
-    hotkeyMonitor_->printsPassedKeys = printsPassedKeys_;
+    hotkeyMonitor_->printsPassedKeys = options_.printsPassedKeys;
     hotkeyMonitor_->onQuickDrawHint = [this](bool active) { followQuickDrawHint(active); };
     hotkeyMonitor_->onStarted = [this](const EventTap::StartReport& report) { reportMonitorStart(report); };
     followScreens();
@@ -303,6 +304,7 @@ void AppDelegate::reportMonitorStart(const EventTap::StartReport& report)
 {
     for (const QString& problem : report.problems)
         logPlatform(problem);
+    hotkeyProblem_.set(problemInWords(report.hotkeyProblems));
     if (!report.started)
         return;
     if (!std::exchange(monitorIsReady_, true))

@@ -8,6 +8,8 @@
 #include "input/MenuBarController.h"
 #include "overlay/HintCapsuleController.h"
 #include "panel/PanelDesktop.h"
+#include "permissions/OnboardingWindowController.h"
+#include "permissions/PermissionChecker.h"
 #include "platform/HttpClient.h"
 #include "platform/linux/JsonFileDefaults.h"
 #include "updates/UpdateController.h"
@@ -15,6 +17,14 @@
 #include <QTimer>
 
 namespace velmo {
+
+/// How the program was started.
+struct LaunchOptions {
+    /// The monitor's lines on the console may name keys.
+    bool printsPassedKeys = true;
+    /// Somebody waits to see something of it, tray or not.
+    bool opensSettingsWithoutTray = false;
+};
 
 /// The composition root: it owns the session and the hotkey monitor, joins them with the desktop, and keeps
 /// the monitor running only while the desktop allows what is needed. Main thread.
@@ -27,10 +37,12 @@ public:
     AppDelegate& operator=(const AppDelegate&) = delete;
     ~AppDelegate();
 
-    /// Whether the monitor's lines on the console may name keys; to be said before the start.
-    void setPrintsPassedKeys(bool prints) { printsPassedKeys_ = prints; }
     /// defaults gives the problems met while the settings were read, and later ones.
-    void applicationDidFinishLaunching(JsonFileDefaults& defaults);
+    void applicationDidFinishLaunching(JsonFileDefaults& defaults, const LaunchOptions& options = {});
+    /// The user has started the program once more: opens the settings. False: there is nothing else to do.
+    bool applicationShouldHandleReopen();
+    /// Gestures end here; the rest goes with this object.
+    void applicationWillTerminate();
     /// Ends the session and then the program.
     void terminate();
 
@@ -38,13 +50,20 @@ public:
     /// Null before the launch has finished.
     [[nodiscard]] MenuBarController* menuBarController() { return menuBarController_.get(); }
 
+    /// Null but during a first start, and when it is looked at again.
+    [[nodiscard]] OnboardingWindowController* onboardingController() { return onboardingController_.get(); }
+
     /// The hotkey's and the menu's action.
     void requestAnnotation();
     /// A stroke begins at a point in screen coordinates.
     void requestAnnotationWithDraw(ScreenPoint point);
 
-    /// True when nothing that is required is missing.
-    bool handlePermissionState();
+    /// Follows what the desktop allows. True when nothing that is required is missing; else the gestures and
+    /// the session end, and the user is shown what is missing: during a first start in any case, later only
+    /// if that is forced.
+    bool handlePermissionState(bool forcePresentation);
+    /// Opens the window of the first start.
+    void showOnboarding();
     void startHotkeyMonitor();
     /// With the settings as they are now. Returns at once; the new monitor waits for the old one elsewhere.
     void restartHotkeyMonitor();
@@ -55,7 +74,13 @@ private:
     [[nodiscard]] PanelDesktop panelDesktop();
     [[nodiscard]] UpdateCollaborators updateCollaborators();
     [[nodiscard]] MenuBarCallbacks menuBarCallbacks();
-    [[nodiscard]] QStringList missingPermissions();
+    [[nodiscard]] std::unique_ptr<QWidget> makeSettingsWindow();
+    [[nodiscard]] std::unique_ptr<OnboardingWindowController>
+    makeOnboarding(const QList<MissingPermission>& missing);
+    void presentOnboarding(bool forcePresentation);
+    void completeOnboarding();
+    void explainMissingTray();
+    void logMissing(const QList<MissingPermission>& missing);
     void followSessionState(SessionState next);
     void logDesktopDiagnostics();
     void reportMonitorStart(const EventTap::StartReport& report);
@@ -74,12 +99,15 @@ private:
     UpdateController updateController_;
     std::unique_ptr<MenuBarController> menuBarController_;
     std::shared_ptr<HotkeyMonitor> hotkeyMonitor_;
-    std::unique_ptr<HintCapsuleController> hintCapsuleController_; ///< From the monitor's first start on.
-    bool printsPassedKeys_ = true;
+    std::unique_ptr<HintCapsuleController> hintCapsuleController_;     ///< From the monitor's first start on.
+    std::unique_ptr<OnboardingWindowController> onboardingController_; ///< Until the first start is over.
+    Published<QString> hotkeyProblem_; ///< Why the hotkey does not work, for the settings.
+    LaunchOptions options_;
     bool monitorIsReady_ = false;
     QTimer permissionMonitor_;
     QTimer captureRelease_;
-    QStringList reportedMissing_;
+    QMetaObject::Connection aboutToQuit_;
+    QList<MissingPermission> reportedMissing_;
     async::TaskScope lastingTasks_; ///< Transcriptions, which outlive their panels.
 };
 

@@ -54,7 +54,7 @@ QString statusOf(const EventTap& tap)
 /// the desktop's consent, which it gives to whoever acts for the user.
 void openSettings(AppDelegate& delegate, WindowFocus& focus)
 {
-    delegate.menuBarController()->openSettingsWindow();
+    delegate.applicationShouldHandleReopen();
     if (const QWidget* window = delegate.menuBarController()->settingsWindow(); window != nullptr)
         focus.activate(static_cast<qint32>(QCoreApplication::applicationPid()),
                        AccessibilityElement{window->winId(), nullptr});
@@ -98,8 +98,10 @@ ExitCode runVelmoApp(int argc, char** argv, const StartArguments& start)
     AppDelegate delegate(SettingsManager::shared(), desktop,
                          [&services]() -> HttpClient& { return *services.http(); });
     const QuitSignals signals([&delegate] { delegate.terminate(); });
-    delegate.setPrintsPassedKeys(start.mode == StartMode::Interactive && !Console::isRecord(STDOUT_FILENO));
-    delegate.applicationDidFinishLaunching(services.defaults());
+    const bool isInteractive = start.mode == StartMode::Interactive;
+    delegate.applicationDidFinishLaunching(
+        services.defaults(), {.printsPassedKeys = isInteractive && !Console::isRecord(STDOUT_FILENO),
+                              .opensSettingsWithoutTray = isInteractive && start.wish == StartWish::None});
     RemoteControl remoteControl(instance, remoteActions(delegate, desktop));
     if (start.wish != StartWish::None)
         remoteControl.perform(*requestOf(start));
