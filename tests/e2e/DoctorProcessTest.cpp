@@ -1,4 +1,5 @@
 #include "platform/x11/X11EventTap.h"
+#include "support/app/FirstRun.h"
 #include "support/tray/TrayHost.h"
 #include "support/tray/TrayTestMain.h"
 #include "support/x11/Await.h"
@@ -44,6 +45,7 @@ protected:
         ASSERT_TRUE(display().startWindowManager());
         for (const char* name : {"XDG_CONFIG_HOME", "HOME"})
             environment_.insert(QString::fromLatin1(name), folder_.path());
+        completeFirstRun(folder_.path());
         environment_.insert(QStringLiteral("ANTHROPIC_API_KEY"), QString::fromUtf8(kKey));
         for (const char* name : {"ANTHROPIC_BASE_URL", "OPENAI_API_KEY", "OPENAI_BASE_URL", "PULSE_SERVER"})
             environment_.remove(QString::fromLatin1(name));

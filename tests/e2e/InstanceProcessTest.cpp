@@ -1,5 +1,6 @@
 #include "platform/linux/BusConnection.h"
 #include "support/accessibility/BusAccess.h"
+#include "support/app/FirstRun.h"
 #include "support/tray/TrayTestMain.h"
 #include "support/x11/Await.h"
 #include "support/x11/InputDriver.h"
@@ -27,7 +28,11 @@ protected:
         std::string errors;
     };
 
-    void SetUp() override { ASSERT_TRUE(display().startWindowManager()); }
+    void SetUp() override
+    {
+        ASSERT_TRUE(display().startWindowManager());
+        completeFirstRun();
+    }
     void TearDown() override
     {
         for (const auto& program : programs_) {

@@ -1,4 +1,5 @@
 #include "e2e/ProgramDesk.h"
+#include "support/app/FirstRun.h"
 #include "support/tray/TrayHost.h"
 #include "support/tray/TrayTestMain.h"
 
@@ -80,6 +81,7 @@ TEST_F(MenuJob, TheFormerHotkeyBeginsASessionWhileTheSheetIsOpen)
 TEST(MenuProcess, QuitLeavesNothingRunning)
 {
     ASSERT_TRUE(display().startWindowManager());
+    completeFirstRun();
     TrayHost host(buses().sessionAddress());
     ASSERT_TRUE(host.start());
     QProcess process;

@@ -65,6 +65,7 @@ protected:
             std::shared_ptr<UserDefaults>(std::shared_ptr<void>(), &defaults_),
             std::make_shared<NullKeychain>());
         settings_->selectedProvider.set(ProviderID::OpenAI);
+        settings_->hasCompletedOnboarding.set(true);
         desktop_ = std::make_unique<DesktopServices>(DesktopServices::create());
         delegate_ =
             std::make_unique<AppDelegate>(settings_, *desktop_, [this]() -> HttpClient& { return *http_; });

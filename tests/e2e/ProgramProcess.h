@@ -1,6 +1,8 @@
 #pragma once
 
 #include "e2e/GestureDesk.h"
+#include "support/app/FirstRun.h"
+#include "support/tray/EmbeddingTray.h"
 
 #include <QFile>
 #include <QProcess>
@@ -8,10 +10,16 @@
 
 namespace velmo::test {
 
-/// The program as a process of its own, which can be killed, beside an application. Its console goes into a
-/// file.
+/// The program as a process of its own, which can be killed, beside an application and a bar. Its console
+/// goes into a file.
 class ProgramProcess : public GestureDesk {
 protected:
+    void SetUp() override
+    {
+        GestureDesk::SetUp();
+        completeFirstRun();
+    }
+
     void TearDown() override
     {
         if (process_.state() != QProcess::NotRunning) {
@@ -75,6 +83,7 @@ protected:
         }));
     }
 
+    EmbeddingTray tray_; ///< Without one a start would open the settings.
     QTemporaryDir folder_;
     QString console_ = folder_.filePath(QStringLiteral("console"));
     QProcessEnvironment environment_ = QProcessEnvironment::systemEnvironment();

@@ -1,0 +1,197 @@
+#include "e2e/Desk.h"
+#include "platform/x11/X11Connection.h"
+#include "platform/x11/XcbSupport.h"
+#include "support/keyring/PrivateKeyring.h"
+#include "support/practice/PracticeServer.h"
+#include "support/x11/Await.h"
+#include "support/x11/InputDriver.h"
+#include "support/x11/VirtualDisplay.h"
+
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace velmo::test {
+namespace {
+
+/// Somebody who has never seen the program, at a desktop with a keyring and without a tray.
+class FirstRun : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(display().startWindowManager());
+        ASSERT_TRUE(keyring_.startUnlocked());
+        ASSERT_NE(practice_.start(), 0);
+        environment_ = keyring_.environment();
+        environment_.insert(QStringLiteral("DISPLAY"), qEnvironmentVariable("DISPLAY"));
+        environment_.insert(QStringLiteral("XAUTHORITY"), qEnvironmentVariable("XAUTHORITY"));
+        environment_.insert(QStringLiteral("ANTHROPIC_BASE_URL"), practice_.baseUrl());
+        desk_ = std::make_unique<Desk>();
+        ASSERT_TRUE(desk_->awaitReady());
+    }
+    void TearDown() override
+    {
+        program_.terminate();
+        program_.waitForFinished();
+        desk_.reset();
+        display().stopWindowManager();
+    }
+
+    void launch(const QStringList& arguments = {})
+    {
+        program_.setProcessEnvironment(environment_);
+        program_.setStandardOutputFile(console_, QIODevice::Append);
+        program_.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        program_.start(QStringLiteral(VELMO_EXECUTABLE), arguments);
+        ASSERT_TRUE(program_.waitForStarted());
+    }
+
+    /// One more start, which has the running one do something.
+    int run(const QStringList& arguments) const
+    {
+        QProcess process;
+        process.setProcessEnvironment(environment_);
+        process.start(QStringLiteral(VELMO_EXECUTABLE), arguments);
+        return process.waitForFinished() ? process.exitCode() : -1;
+    }
+
+    [[nodiscard]] bool awaitLine(const char* text, qsizetype times = 1) const
+    {
+        return awaitCondition([&] {
+            QFile file(console_);
+            return file.open(QIODevice::ReadOnly) && file.readAll().count(text) >= times;
+        });
+    }
+
+    /// The window that the window manager shows as the active one.
+    [[nodiscard]] QByteArray activeTitle() const
+    {
+        const xcb_window_t window = readNumber(eye_->get(), eye_->root(), eye_->atom("_NET_ACTIVE_WINDOW"));
+        if (window == XCB_NONE)
+            return {};
+        return awaitBytes(eye_->get(), requestProperty(eye_->get(), window, eye_->atom("_NET_WM_NAME")));
+    }
+    [[nodiscard]] bool awaitActive(const char* title) const
+    {
+        return awaitCondition([&] { return activeTitle() == title; });
+    }
+
+    void type(const char* letters)
+    {
+        for (const char* letter = letters; *letter != '\0'; ++letter)
+            input_.tap(std::string(1, *letter).c_str());
+    }
+
+    [[nodiscard]] bool hasCompletedFirstRun() const
+    {
+        QFile file(environment_.value(QStringLiteral("XDG_CONFIG_HOME")) +
+                   QStringLiteral("/velmo/settings.json"));
+        return file.open(QIODevice::ReadOnly) && QJsonDocument::fromJson(file.readAll())
+                                                     .object()
+                                                     .value(QStringLiteral("hasCompletedOnboarding"))
+                                                     .toBool();
+    }
+
+    /// Welcome, the microphone that this computer does not have, and the end.
+    void goThroughTheFirstRun()
+    {
+        ASSERT_TRUE(awaitActive("Velmo"));
+        input_.tap("Return");
+        // To "Skip", below the page's own button.
+        ASSERT_TRUE(awaitCondition([this] {
+            input_.tap("Tab");
+            input_.tap("space");
+            input_.tap("Return");
+            return hasCompletedFirstRun();
+        }));
+        ASSERT_TRUE(awaitCondition([this] { return activeTitle() != "Velmo"; }));
+    }
+
+    PrivateKeyring keyring_;
+    practice::PracticeServer practice_;
+    QTemporaryDir folder_;
+    QString console_ = folder_.filePath(QStringLiteral("console"));
+    QProcessEnvironment environment_;
+    QProcess program_;
+    InputDriver input_;
+    std::unique_ptr<X11Connection> eye_ = X11Connection::open();
+    std::unique_ptr<Desk> desk_;
+};
+
+TEST_F(FirstRun, LeadsAStrangerToAnAnswer)
+{
+    launch();
+    ASSERT_NO_FATAL_FAILURE(goThroughTheFirstRun());
+    ASSERT_TRUE(awaitLine("[Platform] ready"));
+
+    // A second start opens the settings, where the key goes into the first field.
+    EXPECT_EQ(run({}), 0);
+    ASSERT_TRUE(awaitActive("Velmo Settings"));
+    ASSERT_TRUE(awaitCondition([this] {
+        input_.tap("Tab");
+        type("practicekey");
+        input_.tap("Return");
+        return !keyring_
+                    .secretTool({QStringLiteral("lookup"), QStringLiteral("service"),
+                                 QStringLiteral("app.velmo.Velmo"), QStringLiteral("account"),
+                                 QStringLiteral("apiKey.anthropic")})
+                    .output.isEmpty();
+    }));
+    input_.chord({"Alt_L", "F4"});
+    ASSERT_TRUE(awaitCondition([this] { return activeTitle() != "Velmo Settings"; }));
+
+    // The hotkey, a stroke, a question, an answer.
+    input_.chord({"Control_L", "Alt_L", "space"});
+    ASSERT_TRUE(awaitLine("[Session] Begin annotation session"));
+    const QPoint from = desk_->target().center();
+    ASSERT_TRUE(awaitCondition([&] {
+        input_.moveTo(from.x(), from.y());
+        input_.pressButton(1);
+        input_.moveTo(from.x() + 80, from.y() + 40);
+        input_.releaseButton(1);
+        return awaitLine("[QueryPanel] panel origin");
+    }));
+    ASSERT_TRUE(awaitLine("[Session] Screenshot captured"));
+    ASSERT_TRUE(awaitCondition([this] {
+        type("why");
+        input_.tap("Return");
+        return awaitLine("[Session] Streaming task completed");
+    }));
+    ASSERT_GE(practice_.requests().size(), 1);
+    EXPECT_EQ(practice_.requests().constFirst().header("x-api-key"), "practicekey");
+
+    input_.tap("Escape");
+    ASSERT_TRUE(awaitLine("[Session] Session cancelled"));
+    EXPECT_EQ(run({QStringLiteral("quit")}), 0);
+    EXPECT_TRUE(awaitCondition([this] { return program_.state() == QProcess::NotRunning; }));
+    EXPECT_EQ(program_.exitCode(), 0);
+}
+
+TEST_F(FirstRun, IsNotRepeated)
+{
+    launch({QStringLiteral("--background")});
+    ASSERT_NO_FATAL_FAILURE(goThroughTheFirstRun());
+    EXPECT_EQ(run({QStringLiteral("quit")}), 0);
+    ASSERT_TRUE(awaitCondition([this] { return program_.state() == QProcess::NotRunning; }));
+
+    // Without a tray a plain start shows the settings, and no welcome.
+    launch();
+    ASSERT_TRUE(awaitLine("[Platform] ready", 2));
+    EXPECT_TRUE(awaitActive("Velmo Settings"));
+}
+
+TEST_F(FirstRun, ThatWasNotFinishedBeginsAnew)
+{
+    launch({QStringLiteral("--background")});
+    ASSERT_TRUE(awaitActive("Velmo"));
+    EXPECT_EQ(run({QStringLiteral("quit")}), 0);
+    ASSERT_TRUE(awaitCondition([this] { return program_.state() == QProcess::NotRunning; }));
+    launch({QStringLiteral("--background")});
+    EXPECT_TRUE(awaitActive("Velmo"));
+}
+
+} // namespace
+} // namespace velmo::test
