@@ -1,6 +1,8 @@
 #include "app/RemoteControl.h"
 #include "fakes/FakeApplicationInstance.h"
 #include "support/core/EventLoop.h"
+#include "support/core/LogLines.h"
+#include "support/core/Printing.h"
 
 #include <gmock/gmock.h>
 #include <optional>
@@ -27,6 +29,7 @@ protected:
                                   });
     }
 
+    LogLines log;
     FakeApplicationInstance instance;
     std::vector<std::string> done;
     std::optional<RemoteControl> control;
@@ -42,6 +45,9 @@ TEST_F(RemoteControlTest, DoesWhatIsAskedInOrderAndAfterTheAnswer)
     EXPECT_THAT(done, IsEmpty());
     ASSERT_TRUE(turnUntil([this] { return done.size() == 4; }));
     EXPECT_THAT(done, ElementsAre("annotate", "settings", "cancel", "quit"));
+    EXPECT_EQ(log.take(),
+              (QStringList{QStringLiteral("[Remote] annotate"), QStringLiteral("[Remote] settings"),
+                           QStringLiteral("[Remote] cancel"), QStringLiteral("[Remote] quit")}));
 }
 
 TEST_F(RemoteControlTest, APingIsOnlyAnswered)
@@ -62,6 +68,12 @@ TEST_F(RemoteControlTest, WhatItIsToldToDoItselfGoesTheSameWay)
     EXPECT_THAT(done, IsEmpty());
     ASSERT_TRUE(turnUntil([this] { return !done.empty(); }));
     EXPECT_THAT(done, ElementsAre("annotate"));
+}
+
+TEST_F(RemoteControlTest, ProblemsOfTheInstanceAreLogged)
+{
+    instance.onProblem(QStringLiteral("The session bus is gone."));
+    EXPECT_EQ(log.take(), QStringList{QStringLiteral("[Remote] The session bus is gone.")});
 }
 
 TEST_F(RemoteControlTest, AfterItsEndNothingIsDoneAnyMore)

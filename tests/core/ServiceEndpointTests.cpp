@@ -58,8 +58,7 @@ TEST(ServiceEndpointTest, WhatIsNoAddressGivesNoHost)
 {
     for (const char* base : {"http://", "https:///", "http://a b"}) {
         const EnvironmentVariable variable(kVariable, QByteArray(base));
-        const QUrl url =
-            serviceEndpoint(kVariable, QStringLiteral("https://api.example.com"), QStringLiteral("m"));
+        const QUrl url = serviceEndpoint({kVariable, "https://api.example.com"}, QStringLiteral("m"));
         EXPECT_TRUE(!url.isValid() || url.host().isEmpty()) << base;
     }
 }

@@ -210,13 +210,4 @@ BusListener BusConnection::serve(const std::string& path, const std::string& int
     return listener;
 }
 
-std::string BusConnection::uniqueName() const
-{
-    const char* name = nullptr;
-    // Asking before the bus has let us in would wait for it.
-    if (sd_bus_is_ready(bus_) <= 0 || sd_bus_get_unique_name(bus_, &name) < 0)
-        return {};
-    return name;
-}
-
 } // namespace velmo

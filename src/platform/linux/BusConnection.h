@@ -115,9 +115,6 @@ public:
     [[nodiscard]] BusListener serve(const std::string& path, const std::string& interface,
                                     std::vector<BusMethod> methods, Handler handler);
 
-    /// By which the bus knows this connection; empty until it has let us in.
-    [[nodiscard]] std::string uniqueName() const;
-
 private:
     explicit BusConnection(sd_bus* bus);
 

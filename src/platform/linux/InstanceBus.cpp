@@ -70,8 +70,9 @@ InstanceBus::Standing InstanceBus::request(Handlers handlers, Clock::TimePoint e
     offerObject();
     std::optional<Standing> standing;
     ownerChanges_ = bus_->listen(kOwnerRule, [this](BusMessage& message) {
-        if (const auto change = message.readOwnerChange())
-            followOwner(*change);
+        // Nobody can take it from its owner, who has to give it up.
+        if (const auto change = message.readOwnerChange(); change && change->owner.empty())
+            askForName([](Standing) {});
     });
     askForName([&standing](Standing answer) { standing = answer; });
     switch (bus_->runUntil([&] { return standing.has_value(); }, end)) {
@@ -104,10 +105,10 @@ void InstanceBus::askForName(std::function<void(Standing)> onAnswer)
     request.writeArguments = [](sd_bus_message* message) {
         return sd_bus_message_append(message, "su", kName.c_str(), kDoNotQueue);
     };
-    nameCall_ = bus_->call(request, std::chrono::hours(24), [this, onAnswer](BusMessage& answer) {
+    nameCall_ = bus_->call(request, std::chrono::hours(24), [onAnswer](BusMessage& answer) {
         const auto number = answer.readNumber();
-        isOwner_ = number == kIsOwner || number == kIsOwnerAlready;
-        onAnswer(isOwner_ ? Standing::Owner : number ? Standing::Taken : Standing::Unknown);
+        const bool isOwner = number == kIsOwner || number == kIsOwnerAlready;
+        onAnswer(isOwner ? Standing::Owner : number ? Standing::Taken : Standing::Unknown);
     });
 }
 
@@ -147,18 +148,6 @@ void InstanceBus::answerDesktop(BusMessage& call, RemoteVerb verb)
         call.answer();
     else
         call.refuse(SD_BUS_ERROR_FAILED, reply.text.toStdString());
-}
-
-void InstanceBus::followOwner(const BusOwnerChange& change)
-{
-    if (change.owner.empty()) {
-        askForName([](Standing) {});
-        return;
-    }
-    const bool isOurs = change.owner == bus_->uniqueName();
-    if (std::exchange(isOwner_, isOurs) && !isOurs)
-        report(QStringLiteral("Another program has taken the name ") + applicationIdentifier() +
-               QStringLiteral(" on the session bus."));
 }
 
 void InstanceBus::report(const QString& sentence)

@@ -53,12 +53,10 @@ private:
     void onDesktopCall(BusMessage& call);
     void answerDesktop(BusMessage& call, RemoteVerb verb);
     void askForName(std::function<void(Standing)> onAnswer);
-    void followOwner(const BusOwnerChange& change);
     void report(const QString& sentence);
 
     std::unique_ptr<BusConnection> bus_;
     Handlers handlers_;
-    bool isOwner_ = false;
     BusListener application_;
     BusListener control_;
     BusListener nameCall_;
