@@ -22,7 +22,7 @@ constexpr int kWheelStep = 20;
 
 } // namespace
 
-SettingsView::SettingsView(std::shared_ptr<SettingsManager> settings,
+SettingsView::SettingsView(const std::shared_ptr<SettingsManager>& settings,
                            const SettingsCollaborators& collaborators, QWidget* parent)
     : QScrollArea(parent)
     , keys_(new APIKeySection(settings))

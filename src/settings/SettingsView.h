@@ -17,7 +17,7 @@ class PromptSection;
 /// thread.
 class SettingsView final : public QScrollArea {
 public:
-    SettingsView(std::shared_ptr<SettingsManager> settings, const SettingsCollaborators& collaborators,
+    SettingsView(const std::shared_ptr<SettingsManager>& settings, const SettingsCollaborators& collaborators,
                  QWidget* parent = nullptr);
 
 protected:

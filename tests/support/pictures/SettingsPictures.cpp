@@ -64,7 +64,7 @@ struct Scene {
         keychain->items.insert(FakeKeychain::name(settings->keychainService, account), "key");
     }
 
-    const CleanProviderEnvironment environment;
+    CleanProviderEnvironment environment;
     const std::shared_ptr<FakeKeychain> keychain = std::make_shared<FakeKeychain>();
     const std::shared_ptr<SettingsManager> settings =
         std::make_shared<SettingsManager>(std::make_shared<InMemoryDefaults>(), keychain);

@@ -135,7 +135,7 @@ protected:
         keychain->items.insert(FakeKeychain::name(settings->keychainService, account), value);
     }
 
-    const CleanProviderEnvironment environment;
+    CleanProviderEnvironment environment;
     const std::shared_ptr<InMemoryDefaults> defaults = std::make_shared<InMemoryDefaults>();
     const std::shared_ptr<FakeKeychain> keychain = std::make_shared<FakeKeychain>();
     const std::shared_ptr<SettingsManager> settings = std::make_shared<SettingsManager>(defaults, keychain);
