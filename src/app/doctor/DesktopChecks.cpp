@@ -59,7 +59,7 @@ EventTap::StartReport RunningProgram::tap() const
     const QJsonObject status = QJsonDocument::fromJson(outcome.reply.text.toUtf8()).object();
     EventTap::StartReport report{status[QStringLiteral("tapStarted")].toBool(), {}};
     const QJsonArray problems = status[QStringLiteral("tapProblems")].toArray();
-    for (const QJsonValue& problem : problems)
+    for (const auto& problem : problems)
         report.problems.append(problem.toString());
     return report;
 }

@@ -99,7 +99,7 @@ void InstanceBus::forgetBus()
     bus_.reset();
 }
 
-void InstanceBus::askForName(std::function<void(Standing)> onAnswer)
+void InstanceBus::askForName(const std::function<void(Standing)>& onAnswer)
 {
     BusRequest request{kBus, kBusPath, kBus, "RequestName", std::nullopt};
     request.writeArguments = [](sd_bus_message* message) {

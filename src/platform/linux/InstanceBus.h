@@ -52,7 +52,7 @@ private:
     void forgetBus();
     void onDesktopCall(BusMessage& call);
     void answerDesktop(BusMessage& call, RemoteVerb verb);
-    void askForName(std::function<void(Standing)> onAnswer);
+    void askForName(const std::function<void(Standing)>& onAnswer);
     void report(const QString& sentence);
 
     std::unique_ptr<BusConnection> bus_;
