@@ -103,6 +103,12 @@ SettingsManager::SettingsManager(std::shared_ptr<UserDefaults> defaults, std::sh
     , defaults_(std::move(defaults))
     , keychain_(std::move(keychain))
 {
+    // The key store may live longer than this.
+    keychain_->onLateWrite = [late = std::weak_ptr(lateWrites_)](const QString& account,
+                                                                 Keychain::Status status) {
+        if (const auto observers = late.lock())
+            observers->notify(account, status);
+    };
     namespace Default = SettingsDefaults;
     const auto stored = [this](const char* key) { return defaults_->object(QString::fromLatin1(key)); };
 
@@ -186,6 +192,17 @@ Keychain::Status SettingsManager::keychainWrite(const QString& account, const QS
     const QByteArray data = value.toUtf8();
     const auto status = keychain_->update(keychainService, account, data);
     return status == Keychain::Status::ItemNotFound ? keychain_->add(keychainService, account, data) : status;
+}
+
+Keychain::Availability SettingsManager::keychainAvailability() const
+{
+    return keychain_->availability();
+}
+
+Subscription SettingsManager::subscribeToLateWrites(
+    std::function<void(const QString&, const Keychain::Status&)> handler) const
+{
+    return lateWrites_->add(std::move(handler));
 }
 
 std::optional<QString> SettingsManager::effectiveKey(const QString& account) const

@@ -81,6 +81,11 @@ public:
     /// Stores the key; failures are silent, but for the outcome that is given back. An empty value is stored
     /// as it is.
     Keychain::Status keychainWrite(const QString& account, const QString& value);
+    /// Whether keys can be kept now, and why not.
+    [[nodiscard]] Keychain::Availability keychainAvailability() const;
+    /// Told the account and the end of each write that was Pending: Success or Unavailable.
+    Subscription
+    subscribeToLateWrites(std::function<void(const QString&, const Keychain::Status&)> handler) const;
 
     /// The key to use: the key store's if it is not empty, else the one in the environment.
     [[nodiscard]] std::optional<QString> effectiveKey(const QString& account) const;
@@ -105,6 +110,8 @@ private:
 
     std::shared_ptr<UserDefaults> defaults_;
     std::shared_ptr<Keychain> keychain_;
+    using LateWrites = Observers<QString, Keychain::Status>;
+    std::shared_ptr<LateWrites> lateWrites_ = std::make_shared<LateWrites>();
 };
 
 /// The accounts of the key store.

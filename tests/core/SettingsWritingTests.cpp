@@ -279,5 +279,36 @@ TEST(SharedSettingsTest, IsOneStoreMadeAtItsFirstUse)
     EXPECT_EQ(defaults->writes.size(), 2U);
 }
 
+TEST_F(SettingsWritingTest, TheEndOfALateWriteIsToldToWhoeverSubscribed)
+{
+    std::vector<std::pair<QString, Keychain::Status>> told;
+    auto subscription = settings.subscribeToLateWrites(
+        [&told](const QString& account, Keychain::Status status) { told.emplace_back(account, status); });
+    keychain->onLateWrite(KeychainAccount::OpenAI, Keychain::Status::Success);
+    EXPECT_THAT(told, ElementsAre(Pair(KeychainAccount::OpenAI, Keychain::Status::Success)));
+
+    subscription.cancel();
+    keychain->onLateWrite(KeychainAccount::OpenAI, Keychain::Status::Unavailable);
+    EXPECT_EQ(told.size(), 1U);
+}
+
+TEST_F(SettingsWritingTest, ALateWriteMayEndAfterTheSettingsAreGone)
+{
+    int told = 0;
+    auto later = std::make_unique<SettingsManager>(defaults, keychain);
+    const auto subscription =
+        later->subscribeToLateWrites([&told](const QString&, Keychain::Status) { ++told; });
+    later.reset();
+    keychain->onLateWrite(KeychainAccount::OpenAI, Keychain::Status::Success);
+    EXPECT_EQ(told, 0);
+}
+
+TEST_F(SettingsWritingTest, TheKeyStoreSaysWhetherItIsThere)
+{
+    EXPECT_EQ(settings.keychainAvailability(), Keychain::Availability::Available);
+    keychain->isAvailable = false;
+    EXPECT_EQ(settings.keychainAvailability(), Keychain::Availability::NoService);
+}
+
 } // namespace
 } // namespace velmo

@@ -4,6 +4,7 @@
 
 #include <QMap>
 #include <QStringList>
+#include <optional>
 
 namespace velmo {
 
@@ -24,6 +25,8 @@ public:
         calls.append(QStringLiteral("update ") + name(service, account));
         if (!isAvailable)
             return Status::Unavailable;
+        if (writeOutcome)
+            return *writeOutcome;
         if (!items.contains(name(service, account)))
             return Status::ItemNotFound;
         items.insert(name(service, account), data);
@@ -34,13 +37,15 @@ public:
         calls.append(QStringLiteral("add ") + name(service, account));
         if (!isAvailable)
             return Status::Unavailable;
+        if (writeOutcome)
+            return *writeOutcome;
         items.insert(name(service, account), data);
         return Status::Success;
     }
 
     [[nodiscard]] Availability availability() override
     {
-        return isAvailable ? Availability::Available : Availability::NoService;
+        return isAvailable ? whenAvailable : Availability::NoService;
     }
 
     [[nodiscard]] static QString name(const QString& service, const QString& account)
@@ -49,7 +54,9 @@ public:
     }
 
     bool isAvailable = true;
-    QMap<QString, QByteArray> items; ///< By name(service, account).
+    Availability whenAvailable = Availability::Available;
+    std::optional<Status> writeOutcome; ///< Of each write that is to store nothing.
+    QMap<QString, QByteArray> items;    ///< By name(service, account).
     QStringList calls;
 };
 
