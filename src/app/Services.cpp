@@ -3,14 +3,27 @@
 #include "core/DebugLog.h"
 #include "core/SettingsManager.h"
 #include "core/async/WorkerPool.h"
+#include "platform/NullKeychain.h"
 #include "platform/linux/CurlHttpClient.h"
 #include "platform/linux/SecretServiceKeychain.h"
 #include "providers/LLMTransport.h"
 
 namespace velmo {
 
+namespace {
+
+/// Keys for a server of the user's own, or for practice, must not be pushed aside by those that are kept.
+std::shared_ptr<Keychain> chosenKeychain()
+{
+    if (qEnvironmentVariable("VELMO_KEYRING") == QStringLiteral("off"))
+        return std::make_shared<NullKeychain>(Keychain::Availability::Off);
+    return SecretServiceKeychain::create();
+}
+
+} // namespace
+
 Services::Services()
-    : keychain_(SecretServiceKeychain::create())
+    : keychain_(chosenKeychain())
 {
     SettingsManager::installStores(defaults_, keychain_);
     LLMTransport::installClient([this] { return http(); });

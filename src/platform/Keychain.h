@@ -28,6 +28,7 @@ public:
         NoService, ///< Nobody on the session bus keeps secrets.
         Timeout,   ///< It did not answer in time, now or a moment ago.
         NoBus,     ///< There is no session bus to ask on.
+        Off,       ///< The user does not want it to be asked.
     };
 
     virtual ~Keychain() = default;
@@ -62,6 +63,9 @@ public:
     case Keychain::Availability::NoBus:
         return QStringLiteral("There is no session bus, so no keyring can be reached. Put keys into the "
                               "environment.");
+    case Keychain::Availability::Off:
+        return QStringLiteral("The keyring is switched off (VELMO_KEYRING=off): keys come from the "
+                              "environment, and none is kept.");
     }
     return {};
 }

@@ -119,6 +119,21 @@ TEST_F(KeyCommandTest, SaysWhyNothingCanBeKept)
     EXPECT_TRUE(noBus.errors.contains("There is no session bus")) << noBus.errors.toStdString();
 }
 
+TEST_F(KeyCommandTest, AKeyringThatIsSwitchedOffStaysAsItIs)
+{
+    ASSERT_EQ(set("before").exitCode, 0);
+    environment.insert(QStringLiteral("VELMO_KEYRING"), QStringLiteral("off"));
+    for (const KeyResult& result : {set(kKey), run({QStringLiteral("clear"), QStringLiteral("anthropic")})}) {
+        EXPECT_EQ(result.exitCode, 1);
+        EXPECT_EQ(result.output, "");
+        EXPECT_TRUE(result.errors.contains("The keyring is switched off")) << result.errors.toStdString();
+    }
+    const QByteArray told = status();
+    EXPECT_TRUE(told.contains("anthropic  none (ANTHROPIC_API_KEY is not set)\n")) << told.toStdString();
+    EXPECT_TRUE(told.contains("The keyring is switched off")) << told.toStdString();
+    EXPECT_EQ(stored(), "before");
+}
+
 TEST_F(KeyCommandTest, AKeyOnTheCommandLineIsRefusedAndNotRepeated)
 {
     const KeyResult result =

@@ -41,6 +41,12 @@ TEST_F(KeyringAskTest, TheKeyringComesBeforeTheEnvironment)
     EXPECT_EQ(sentKey(), kStored);
 }
 
+TEST_F(KeyringAskTest, AKeyringThatIsSwitchedOffIsNotAsked)
+{
+    environment.insert(QStringLiteral("VELMO_KEYRING"), QStringLiteral("off"));
+    EXPECT_EQ(sentKey(), kKey.toUtf8());
+}
+
 TEST_F(KeyringAskTest, TheEnvironmentStandsInForALockedKeyring)
 {
     ASSERT_TRUE(keyring.lock());
