@@ -18,8 +18,8 @@ SecretName nameOf(const QString& service, const QString& account)
 
 std::shared_ptr<Keychain> SecretServiceKeychain::create()
 {
-    std::string address = BusConnection::sessionAddress();
-    if (!BusConnection::isLocalAddress(address))
+    std::string address = BusConnection::localAddress(BusConnection::sessionAddress());
+    if (address.empty())
         return std::make_shared<NullKeychain>();
     return std::make_shared<SecretServiceKeychain>(std::move(address));
 }

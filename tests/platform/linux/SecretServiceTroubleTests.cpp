@@ -2,6 +2,8 @@
 #include "support/core/Environment.h"
 #include "support/keyring/KeyringTest.h"
 
+#include <QFile>
+#include <QTemporaryDir>
 #include <csignal>
 
 namespace velmo::test {
@@ -150,6 +152,44 @@ TEST_F(SecretServiceTroubleTest, ABusThatIsNotThereIsNone)
     }
 }
 
+TEST_F(SecretServiceTroubleTest, OnlyTheSocketsInAnAddressAreGoneTo)
+{
+    startWithKey();
+    const QTemporaryDir folder;
+    const std::string trace = folder.filePath(QStringLiteral("trace")).toStdString();
+    const std::string program = "unixexec:path=/usr/bin/touch,argv1=" + trace;
+    const std::string bus = keyring.busAddress();
+    for (const std::string& address :
+         {"unix:path=/nonexistent/bus;" + program + ';' + bus, program + ';' + bus, bus + ';' + program}) {
+        SecretServiceKeychain careful(address);
+        EXPECT_EQ(careful.read(kService, kAccount).data, "value") << address;
+    }
+    SecretServiceKeychain lonely("unix:path=/nonexistent/bus;" + program);
+    EXPECT_EQ(lonely.availability(), Availability::NoBus);
+    EXPECT_FALSE(QFile::exists(QString::fromStdString(trace))) << "an address started a program";
+}
+
+TEST(BusAddressTest, OnlySocketsOfThisComputerAreLeft)
+{
+    const auto local = [](const char* address) { return BusConnection::localAddress(address); };
+    EXPECT_EQ(local("unix:path=/a"), "unix:path=/a");
+    EXPECT_EQ(local("unix:abstract=/a,guid=1"), "unix:abstract=/a,guid=1");
+    EXPECT_EQ(local("unixexec:path=/bin/sh;unix:path=/a;tcp:host=h;;unix:path=/b"),
+              "unix:path=/a;unix:path=/b");
+    for (const char* address :
+         {"", ";", "unix:", "unix:tmpdir=/tmp", "tcp:host=h", "disabled:", "launchd:env=X"})
+        EXPECT_EQ(local(address), "") << address;
+}
+
+TEST(BusAddressTest, TheFolderOfTheSessionIsWrittenAsAddressesAre)
+{
+    const EnvironmentVariable address("DBUS_SESSION_BUS_ADDRESS");
+    const EnvironmentVariable folder("XDG_RUNTIME_DIR", "/run/user/1");
+    EXPECT_EQ(BusConnection::sessionAddress(), "unix:path=/run/user/1/bus");
+    folder.assign("/a;b,c=%\xC3\xA4");
+    EXPECT_EQ(BusConnection::sessionAddress(), "unix:path=/a%3bb%2cc%3d%25%c3%a4/bus");
+}
+
 TEST_F(SecretServiceTroubleTest, TheEnvironmentSaysWhereTheKeyringIs)
 {
     startWithKey();
@@ -167,7 +207,7 @@ TEST_F(SecretServiceTroubleTest, EachAbsenceHasItsSentence)
 {
     QStringList sentences;
     for (const auto availability : {Availability::Available, Availability::Locked, Availability::NoService,
-                                    Availability::Timeout, Availability::NoBus})
+                                    Availability::Timeout, Availability::NoBus, Availability::Off})
         sentences.append(description(availability));
     EXPECT_FALSE(sentences.contains(QString()));
     EXPECT_EQ(sentences.removeDuplicates(), 0);
