@@ -139,7 +139,7 @@ ExitCode runKeyCommand(int argc, char** argv, const KeyArguments& arguments)
         }
         key = std::move(input.value());
     }
-    Services program;
+    Services program(Services::Waiting::CommandLine);
     switch (arguments.action) {
     case KeyArguments::Action::Set:
         return setKey(program.keychain(), serviceOf(arguments.name), key);

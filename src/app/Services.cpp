@@ -13,17 +13,19 @@ namespace velmo {
 namespace {
 
 /// Keys for a server of the user's own, or for practice, must not be pushed aside by those that are kept.
-std::shared_ptr<Keychain> chosenKeychain()
+std::shared_ptr<Keychain> chosenKeychain(Services::Waiting waiting)
 {
     if (qEnvironmentVariable("VELMO_KEYRING") == QStringLiteral("off"))
         return std::make_shared<NullKeychain>(Keychain::Availability::Off);
-    return SecretServiceKeychain::create();
+    return SecretServiceKeychain::create(waiting == Services::Waiting::Interface
+                                             ? SecretServiceKeychain::kInterface
+                                             : SecretServiceKeychain::kCommandLine);
 }
 
 } // namespace
 
-Services::Services()
-    : keychain_(chosenKeychain())
+Services::Services(Waiting waiting)
+    : keychain_(chosenKeychain(waiting))
 {
     SettingsManager::installStores(defaults_, keychain_);
     LLMTransport::installClient([this] { return http(); });
@@ -38,6 +40,8 @@ const std::shared_ptr<HttpClient>& Services::http()
 
 Services::~Services()
 {
+    // The settings, which live longer, have it as well, and a question to the user would stay.
+    keychain_->shutDown();
     LLMTransport::shutDown();
     http_.reset();
     async::shutDownWorkers();

@@ -12,7 +12,10 @@ namespace velmo {
 /// application object; its destructor ends everything that still runs, in the right order.
 class Services {
 public:
-    Services();
+    /// Who waits while the keyring is asked.
+    enum class Waiting { Interface, CommandLine };
+
+    explicit Services(Waiting waiting);
     Services(const Services&) = delete;
     Services& operator=(const Services&) = delete;
     ~Services();

@@ -189,9 +189,7 @@ Keychain::Status SettingsManager::keychainWrite(const QString& account, const QS
     // people out.
     if (!value.isValidUtf16())
         return Keychain::Status::Unavailable;
-    const QByteArray data = value.toUtf8();
-    const auto status = keychain_->update(keychainService, account, data);
-    return status == Keychain::Status::ItemNotFound ? keychain_->add(keychainService, account, data) : status;
+    return keychain_->write(keychainService, account, value.toUtf8());
 }
 
 Keychain::Availability SettingsManager::keychainAvailability() const

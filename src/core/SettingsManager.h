@@ -83,7 +83,7 @@ public:
     Keychain::Status keychainWrite(const QString& account, const QString& value);
     /// Whether keys can be kept now, and why not.
     [[nodiscard]] Keychain::Availability keychainAvailability() const;
-    /// Told the account and the end of each write that was Pending: Success or Unavailable.
+    /// Told the account and the end of each write that was Pending, as Keychain::onLateWrite is.
     Subscription
     subscribeToLateWrites(std::function<void(const QString&, const Keychain::Status&)> handler) const;
 

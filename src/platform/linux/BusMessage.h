@@ -51,7 +51,8 @@ public:
     [[nodiscard]] std::optional<BusOwnerChange> readOwnerChange();
     [[nodiscard]] std::optional<bool> readFlag();
     [[nodiscard]] std::optional<std::string> readPath();
-    [[nodiscard]] std::vector<std::string> readPaths();
+    /// Nothing as well if there are more than anybody would have.
+    [[nodiscard]] std::optional<std::vector<std::string>> readPaths();
     [[nodiscard]] std::optional<std::string> readBytes();
 
     /// Goes into a container, of the types that the library names; false if it is another.

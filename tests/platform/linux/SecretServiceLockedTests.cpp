@@ -35,8 +35,7 @@ TEST_F(SecretServiceLockedTest, AnUpdateIsWrittenWhenTheUserHasUnlocked)
 TEST_F(SecretServiceLockedTest, ANewKeyIsAddedWhenTheUserHasUnlocked)
 {
     keyring.willAnswer(PrivateKeyring::kPassword);
-    EXPECT_EQ(keychain->update(kService, kOther, "new"), Status::ItemNotFound);
-    EXPECT_EQ(keychain->add(kService, kOther, "new"), Status::Pending);
+    EXPECT_EQ(keychain->write(kService, kOther, "new"), Status::Pending);
     ASSERT_TRUE(awaitLateWrites(1));
     EXPECT_EQ(lateWrites, (std::vector<LateWrite>{{kOther, Status::Success}}));
     EXPECT_EQ(valueOf(kOther), "new");
@@ -77,11 +76,10 @@ TEST_F(SecretServiceLockedTest, WhoeverDeclinesIsAskedOnceAndKeepsTheOldKey)
     EXPECT_EQ(keychain->add(kService, kOther, "new"), Status::Pending);
     keyring.giveAnswers();
     ASSERT_TRUE(awaitLateWrites(2));
-    EXPECT_THAT(lateWrites, testing::UnorderedElementsAre(LateWrite{kAccount, Status::Unavailable},
-                                                          LateWrite{kOther, Status::Unavailable}));
+    EXPECT_THAT(lateWrites, testing::UnorderedElementsAre(LateWrite{kAccount, Status::Dismissed},
+                                                          LateWrite{kOther, Status::Dismissed}));
     keyring.willAnswer(PrivateKeyring::kPassword);
-    EXPECT_EQ(keychain->update(kService, kOther, "again"), Status::ItemNotFound);
-    EXPECT_EQ(keychain->add(kService, kOther, "again"), Status::Pending) << "a later write asks anew";
+    EXPECT_EQ(keychain->write(kService, kOther, "again"), Status::Pending) << "a later write asks anew";
     ASSERT_TRUE(awaitLateWrites(3));
     EXPECT_EQ(valueOf(kAccount), "before");
     EXPECT_EQ(valueOf(kOther), "again");

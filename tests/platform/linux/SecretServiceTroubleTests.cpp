@@ -39,9 +39,10 @@ protected:
 TEST_F(SecretServiceTroubleTest, AFrozenKeyringCostsHalfASecondOnceAndIsLeftAloneForTen)
 {
     startWithKey();
+    beImpatient();
     keyring.daemon().halt();
     const auto waited = durationOf([this] { EXPECT_EQ(readStatus(), Status::Unavailable); });
-    EXPECT_GE(waited, SecretService::kPatience);
+    EXPECT_GE(waited, SecretServiceKeychain::kInterface.call);
     EXPECT_LT(waited, kGuard);
     EXPECT_EQ(keychain->availability(), Availability::Timeout);
     EXPECT_EQ(keychain->update(kService, kAccount, "other"), Status::Unavailable);
@@ -58,6 +59,7 @@ TEST_F(SecretServiceTroubleTest, AFrozenKeyringCostsHalfASecondOnceAndIsLeftAlon
 TEST_F(SecretServiceTroubleTest, AFrozenKeyringHoldsUpAWriteForHalfASecond)
 {
     startWithKey();
+    beImpatient();
     keyring.daemon().halt();
     const auto waited =
         durationOf([this] { EXPECT_EQ(keychain->update(kService, kAccount, "other"), Status::Unavailable); });
@@ -68,10 +70,12 @@ TEST_F(SecretServiceTroubleTest, AFrozenKeyringHoldsUpAWriteForHalfASecond)
 TEST_F(SecretServiceTroubleTest, AKeyringThatIsStillFrozenIsLeftAloneAgain)
 {
     startWithKey();
+    beImpatient();
     keyring.daemon().halt();
     EXPECT_EQ(readStatus(), Status::Unavailable);
     now += SecretServiceKeychain::kLeftAlone;
-    EXPECT_GE(durationOf([this] { EXPECT_EQ(readStatus(), Status::Unavailable); }), SecretService::kPatience);
+    EXPECT_GE(durationOf([this] { EXPECT_EQ(readStatus(), Status::Unavailable); }),
+              SecretServiceKeychain::kInterface.call);
     kill(keyring.daemon().processID(), SIGCONT);
     EXPECT_EQ(readStatus(), Status::Unavailable);
 }
@@ -79,9 +83,10 @@ TEST_F(SecretServiceTroubleTest, AKeyringThatIsStillFrozenIsLeftAloneAgain)
 TEST_F(SecretServiceTroubleTest, AFrozenBusCostsHalfASecond)
 {
     startWithKey();
+    beImpatient();
     kill(keyring.buses().sessionProcess(), SIGSTOP);
     const auto waited = durationOf([this] { EXPECT_EQ(readStatus(), Status::Unavailable); });
-    EXPECT_GE(waited, SecretService::kPatience);
+    EXPECT_GE(waited, SecretServiceKeychain::kInterface.call);
     EXPECT_LT(waited, kGuard);
     EXPECT_EQ(keychain->availability(), Availability::Timeout);
     kill(keyring.buses().sessionProcess(), SIGCONT);
@@ -125,9 +130,10 @@ TEST_F(SecretServiceTroubleTest, AKeyringThatTheBusCanStartIsStarted)
 
 TEST_F(SecretServiceTroubleTest, AKeyringThatNeverFinishesToStartCostsHalfASecond)
 {
+    beImpatient();
     ASSERT_TRUE(keyring.buses().offer("org.freedesktop.secrets", "/bin/sleep 20"));
     const auto waited = durationOf([this] { EXPECT_EQ(readStatus(), Status::Unavailable); });
-    EXPECT_GE(waited, SecretService::kPatience);
+    EXPECT_GE(waited, SecretServiceKeychain::kInterface.call);
     EXPECT_LT(waited, kGuard);
     EXPECT_EQ(keychain->availability(), Availability::Timeout);
 }
@@ -206,8 +212,9 @@ TEST_F(SecretServiceTroubleTest, TheEnvironmentSaysWhereTheKeyringIs)
 TEST_F(SecretServiceTroubleTest, EachAbsenceHasItsSentence)
 {
     QStringList sentences;
-    for (const auto availability : {Availability::Available, Availability::Locked, Availability::NoService,
-                                    Availability::Timeout, Availability::NoBus, Availability::Off})
+    for (const auto availability :
+         {Availability::Available, Availability::Locked, Availability::NoService, Availability::Timeout,
+          Availability::Refused, Availability::NoBus, Availability::Off})
         sentences.append(description(availability));
     EXPECT_FALSE(sentences.contains(QString()));
     EXPECT_EQ(sentences.removeDuplicates(), 0);
