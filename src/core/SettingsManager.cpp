@@ -45,6 +45,14 @@ EnvironmentNames environmentNames(const QString& account)
     return {"ANTHROPIC_API_KEY", "ANTHROPIC_BASE_URL", "ANTHROPIC_MODEL"};
 }
 
+/// A key that a line end was stored with, as "echo" sends one, would be refused in a request's header.
+std::optional<QString> usableKey(std::optional<QString> stored)
+{
+    while (stored && (stored->endsWith(u'\n') || stored->endsWith(u'\r')))
+        stored->chop(1);
+    return stored && !stored->isEmpty() ? stored : std::nullopt;
+}
+
 QString environmentValue(const char* name)
 {
     return name ? qEnvironmentVariable(name).trimmed() : QString();
@@ -205,7 +213,7 @@ Subscription SettingsManager::subscribeToLateWrites(
 
 std::optional<QString> SettingsManager::effectiveKey(const QString& account) const
 {
-    if (auto stored = keychainRead(account); stored && !stored->isEmpty())
+    if (auto stored = usableKey(keychainRead(account)))
         return stored;
     const QString fallback = environmentValue(environmentNames(account).key);
     return fallback.isEmpty() ? std::nullopt : std::optional(fallback);
@@ -213,7 +221,7 @@ std::optional<QString> SettingsManager::effectiveKey(const QString& account) con
 
 KeySource SettingsManager::keySource(const QString& account) const
 {
-    if (const auto stored = keychainRead(account); stored && !stored->isEmpty())
+    if (usableKey(keychainRead(account)))
         return KeySource::Keychain;
     return environmentValue(environmentNames(account).key).isEmpty() ? KeySource::None
                                                                      : KeySource::Environment;

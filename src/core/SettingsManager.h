@@ -87,7 +87,8 @@ public:
     Subscription
     subscribeToLateWrites(std::function<void(const QString&, const Keychain::Status&)> handler) const;
 
-    /// The key to use: the key store's if it is not empty, else the one in the environment.
+    /// The key to use: the key store's without line ends if that is not empty, else the one in the
+    /// environment.
     [[nodiscard]] std::optional<QString> effectiveKey(const QString& account) const;
     /// Where effectiveKey() takes it from.
     [[nodiscard]] KeySource keySource(const QString& account) const;
