@@ -15,7 +15,7 @@ public:
     /// Who waits while the keyring is asked.
     enum class Waiting { Interface, CommandLine };
 
-    explicit Services(Waiting waiting);
+    explicit Services(Waiting waiting = Waiting::Interface);
     Services(const Services&) = delete;
     Services& operator=(const Services&) = delete;
     ~Services();

@@ -27,7 +27,7 @@ struct BusRequest {
     /// Writes what is more than a text; negative if that fails.
     std::function<int(sd_bus_message*)> writeArguments{};
     BusActivation activation = BusActivation::Never;
-    /// The arguments and the answer are erased from memory when they are freed.
+    /// The library erases what the message holds when it frees it; the answer's reader sees to the answer.
     bool isSensitive = false;
 };
 

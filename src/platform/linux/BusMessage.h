@@ -58,7 +58,7 @@ public:
     /// Goes into a container, of the types that the library names; false if it is another.
     [[nodiscard]] bool enter(char type, const char* contents);
     void leave();
-    /// It holds a secret: its memory is erased when it is freed.
+    /// It holds a secret: its own memory is erased when it is freed, not that of what was read from it.
     void eraseWhenFreed();
     /// Passes over what is of these types.
     void skip(const char* types);

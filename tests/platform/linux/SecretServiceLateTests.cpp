@@ -17,6 +17,14 @@ protected:
     }
 };
 
+TEST_F(SecretServiceLateTest, NobodyIsAskedForARead)
+{
+    EXPECT_EQ(readStatus(), Status::Unavailable);
+    EXPECT_EQ(keychain->availability(), Availability::Locked) << "answered after all that was sent before";
+    EXPECT_EQ(keyring.countOf("Unlock"), 0);
+    EXPECT_EQ(keyring.countOf("Prompt"), 0);
+}
+
 TEST_F(SecretServiceLateTest, ManyWritesOfOneKeyHaveOneEnd)
 {
     EXPECT_EQ(write("one"), Status::Pending);
@@ -26,7 +34,8 @@ TEST_F(SecretServiceLateTest, ManyWritesOfOneKeyHaveOneEnd)
     keyring.answerPrompt(false);
     ASSERT_TRUE(awaitLateWrites(1));
     EXPECT_EQ(keyring.secretOf(kItem), "three");
-    EXPECT_EQ(write("four"), Status::Success);
+    EXPECT_EQ(write("four"), Status::Success) << "nothing goes on any more";
+    QCoreApplication::processEvents();
     EXPECT_EQ(lateWrites, (std::vector<LateWrite>{{kAccount, Status::Success}}));
 }
 
