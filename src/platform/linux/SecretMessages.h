@@ -2,9 +2,9 @@
 
 #include "platform/linux/BusConnection.h"
 
-#include <compare>
 #include <functional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace velmo {
@@ -27,7 +27,11 @@ enum class SecretFault {
 struct SecretName {
     std::string service;
     std::string account;
-    friend auto operator<=>(const SecretName&, const SecretName&) = default;
+    friend bool operator==(const SecretName&, const SecretName&) = default;
+    friend bool operator<(const SecretName& one, const SecretName& other)
+    {
+        return std::tie(one.service, one.account) < std::tie(other.service, other.account);
+    }
 };
 
 /// The parts of messages to and from the Secret Service. Functions that write give a negative number when
