@@ -135,7 +135,7 @@ ExitCode runAskCommand(int argc, char** argv, const AskArguments& arguments)
         return ExitCode::Usage;
     }
 
-    Services services;
+    Services services(Services::Waiting::CommandLine);
     for (const QString& problem : services.defaults().takeProblems())
         DebugLog::log(QStringLiteral("Platform"), problem);
     const auto settings = SettingsManager::shared();
@@ -146,6 +146,9 @@ ExitCode runAskCommand(int argc, char** argv, const AskArguments& arguments)
         printError(QStringLiteral("Error: No ") +
                    (openAI ? QStringLiteral("OpenAI") : QStringLiteral("Anthropic")) +
                    QStringLiteral(" API key configured. Add it in Settings."));
+        const auto availability = services.keychain().availability();
+        if (availability != Keychain::Availability::Available)
+            printError(QStringLiteral("velmo: ") + description(availability));
         return ExitCode::Failed;
     }
     const QString model = arguments.model.value_or(settings->effectiveModel(providerID));

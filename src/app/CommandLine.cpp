@@ -49,6 +49,12 @@ their models from ANTHROPIC_MODEL and OPENAI_MODEL.
 Exit codes: 0 done, 1 failed, 2 wrong usage.
 )";
 
+/// An argument as it may be repeated: what follows an option's name may be a key.
+QString nameOf(const QString& argument)
+{
+    return argument.startsWith(u'-') ? argument.section(u'=', 0, 0) : argument;
+}
+
 /// Reads "--name VALUE" and "--name=VALUE".
 bool takeOption(const QString& name, const QStringList& arguments, qsizetype& position,
                 std::optional<QString>& value)
@@ -76,7 +82,7 @@ bool parseAsk(const QStringList& arguments, AskArguments& ask, QString* reason)
             if (!takeOption(QStringLiteral("--provider"), arguments, position, ask.provider) &&
                 !takeOption(QStringLiteral("--model"), arguments, position, ask.model) &&
                 !takeOption(QStringLiteral("--image"), arguments, position, ask.imagePath)) {
-                *reason = QStringLiteral("unknown option, or one without its value: ") + argument;
+                *reason = QStringLiteral("unknown option, or one without its value: ") + nameOf(argument);
                 return false;
             }
         } else {
@@ -182,7 +188,7 @@ std::optional<CommandLine> parseCommandLine(const QStringList& arguments, QStrin
     }
     if (arguments.size() == 1 && parseWord(verb, line))
         return line;
-    *reason = QStringLiteral("not understood: ") + arguments.join(u' ');
+    *reason = QStringLiteral("not understood: ") + nameOf(verb);
     return std::nullopt;
 }
 

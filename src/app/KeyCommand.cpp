@@ -7,6 +7,7 @@
 
 #include <QCoreApplication>
 #include <cstdio>
+#include <sys/resource.h>
 
 namespace velmo {
 
@@ -36,45 +37,59 @@ ExitCode tellStatus(Keychain& keychain)
 {
     constexpr int kColumn = 11;
     const auto settings = SettingsManager::shared();
-    const auto availability = keychain.availability();
     QString lines;
     for (const Service& service : keyServices())
         lines +=
-            service.name.leftJustified(kColumn) + keySourceSentence(*settings, service, availability) + u'\n';
+            service.name.leftJustified(kColumn) + keySourceSentence(*settings, keychain, service) + u'\n';
+    // Asked last, so that it knows of what the reads ran into.
+    const auto availability = keychain.availability();
     if (availability != Keychain::Availability::Available)
         lines += description(availability) + u'\n';
     return print(lines);
 }
 
-/// Waits for the user where a write does.
-Status settled(Keychain& keychain, Status status)
+/// Waits for the user, or for a slow keyring, where a write does.
+Status settled(Status status)
 {
     if (status != Status::Pending)
         return status;
-    printError(QStringLiteral("velmo: waiting for the keyring to be unlocked"));
-    keychain.onLateWrite = [&status](const QString&, Status outcome) {
-        status = outcome;
-        QCoreApplication::quit();
-    };
+    printError(QStringLiteral("velmo: waiting for the keyring, which may have to be unlocked"));
+    const Subscription end =
+        SettingsManager::shared()->subscribeToLateWrites([&status](const QString&, const Status& outcome) {
+            status = outcome;
+            QCoreApplication::quit();
+        });
     QCoreApplication::exec();
-    keychain.onLateWrite = nullptr;
     return status;
 }
 
-ExitCode explainFailure(Keychain& keychain)
+/// What was not done is a word such as "stored".
+ExitCode explainFailure(Keychain& keychain, Status status, const QString& deed)
 {
-    const auto availability = keychain.availability();
-    printError(QStringLiteral("velmo: nothing was stored. ") +
-               (availability == Keychain::Availability::Available
-                    ? QStringLiteral("The keyring was not unlocked, or refused it.")
-                    : description(availability)));
+    if (status == Status::Unconfirmed) {
+        printError(
+            QStringLiteral("velmo: the keyring did not confirm it in time, so nobody knows whether the key "
+                           "was ") +
+            deed);
+        return ExitCode::Failed;
+    }
+    QString reason;
+    if (status == Status::Dismissed)
+        reason = QStringLiteral("The keyring stayed locked.");
+    else if (const auto availability = keychain.availability();
+             availability != Keychain::Availability::Available)
+        reason = description(availability);
+    else
+        reason = QStringLiteral("The keyring refused it.");
+    printError(QStringLiteral("velmo: nothing was ") + deed + QStringLiteral(". ") + reason);
     return ExitCode::Failed;
 }
 
 ExitCode setKey(Keychain& keychain, const Service& service, const QString& key)
 {
-    if (settled(keychain, SettingsManager::shared()->keychainWrite(service.account, key)) != Status::Success)
-        return explainFailure(keychain);
+    const Status status = settled(SettingsManager::shared()->keychainWrite(service.account, key));
+    if (status != Status::Success)
+        return explainFailure(keychain, status, QStringLiteral("stored"));
     return print(QStringLiteral("The key for ") + service.title + QStringLiteral(" is in the keyring.\n"));
 }
 
@@ -82,10 +97,9 @@ ExitCode clearKey(Keychain& keychain, const Service& service)
 {
     const auto settings = SettingsManager::shared();
     // What is not there needs no empty item in its place, let alone a keyring to put it into.
-    const Status status =
-        settled(keychain, keychain.update(settings->keychainService, service.account, QByteArray()));
+    const Status status = settled(keychain.update(settings->keychainService, service.account, QByteArray()));
     if (status != Status::Success && status != Status::ItemNotFound)
-        return explainFailure(keychain);
+        return explainFailure(keychain, status, QStringLiteral("cleared"));
     QString lines =
         QStringLiteral("The keyring holds no key for ") + service.title + QStringLiteral(" any more.\n");
     if (settings->keySource(service.account) == KeySource::Environment)
@@ -94,10 +108,18 @@ ExitCode clearKey(Keychain& keychain, const Service& service)
     return print(lines);
 }
 
+/// Keys are in this process's memory, which is not to be left in a file when it crashes, or is made to.
+void leaveNoMemoryBehind()
+{
+    const rlimit none{0, 0};
+    setrlimit(RLIMIT_CORE, &none);
+}
+
 } // namespace
 
 ExitCode runKeyCommand(int argc, char** argv, const KeyArguments& arguments)
 {
+    leaveNoMemoryBehind();
     const QCoreApplication application(argc, argv);
     QString key;
     if (arguments.action == KeyArguments::Action::Set) {
@@ -109,7 +131,7 @@ ExitCode runKeyCommand(int argc, char** argv, const KeyArguments& arguments)
         }
         key = std::move(input.value());
     }
-    Services program;
+    Services program(Services::Waiting::CommandLine);
     switch (arguments.action) {
     case KeyArguments::Action::Set:
         return setKey(program.keychain(), serviceOf(arguments.name), key);

@@ -2,6 +2,22 @@
 
 namespace velmo {
 
+namespace {
+
+/// What is in the keyring in place of a key; empty if nobody can tell.
+QString absence(Keychain& keychain, const SettingsManager& settings, const QString& account)
+{
+    const auto result = keychain.read(settings.keychainService, account);
+    if (result.status == Keychain::Status::ItemNotFound)
+        return QStringLiteral("not in the keyring, and ");
+    if (result.status != Keychain::Status::Success)
+        return {};
+    return result.data.trimmed().isEmpty() ? QStringLiteral("empty in the keyring, and ")
+                                           : QStringLiteral("not text in the keyring, and ");
+}
+
+} // namespace
+
 const std::array<KeyService, 3>& keyServices()
 {
     static const std::array<KeyService, 3> all{
@@ -11,8 +27,7 @@ const std::array<KeyService, 3>& keyServices()
     return all;
 }
 
-QString keySourceSentence(const SettingsManager& settings, const KeyService& service,
-                          Keychain::Availability availability)
+QString keySourceSentence(const SettingsManager& settings, Keychain& keychain, const KeyService& service)
 {
     const QString variable = SettingsManager::environmentKeyName(service.account);
     switch (settings.keySource(service.account)) {
@@ -23,10 +38,9 @@ QString keySourceSentence(const SettingsManager& settings, const KeyService& ser
     case KeySource::None:
         break;
     }
-    const QString noneKept = availability == Keychain::Availability::Available
-                                 ? QStringLiteral("not in the keyring, and ")
-                                 : QString();
-    return QStringLiteral("none (") + noneKept + variable + QStringLiteral(" is not set)");
+    const bool isBlank = qEnvironmentVariableIsSet(variable.toLatin1().constData());
+    return QStringLiteral("none (") + absence(keychain, settings, service.account) + variable +
+           (isBlank ? QStringLiteral(" is blank)") : QStringLiteral(" is not set)"));
 }
 
 } // namespace velmo

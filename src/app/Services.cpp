@@ -3,14 +3,24 @@
 #include "core/DebugLog.h"
 #include "core/SettingsManager.h"
 #include "core/async/WorkerPool.h"
+#include "platform/NullKeychain.h"
 #include "platform/linux/CurlHttpClient.h"
 #include "platform/linux/SecretServiceKeychain.h"
 #include "providers/LLMTransport.h"
 
 namespace velmo {
 
-Services::Services()
-    : keychain_(SecretServiceKeychain::create())
+/// Keys for a server of the user's own, or for practice, must not be pushed aside by those that are kept.
+std::shared_ptr<Keychain> Services::makeKeychain(Waiting waiting)
+{
+    if (qEnvironmentVariable("VELMO_KEYRING") == QStringLiteral("off"))
+        return std::make_shared<NullKeychain>(Keychain::Availability::Off);
+    return SecretServiceKeychain::create(waiting == Waiting::Interface ? SecretServiceKeychain::kInterface
+                                                                       : SecretServiceKeychain::kCommandLine);
+}
+
+Services::Services(Waiting waiting)
+    : keychain_(makeKeychain(waiting))
 {
     SettingsManager::installStores(defaults_, keychain_);
     LLMTransport::installClient([this] { return http(); });
@@ -25,6 +35,8 @@ const std::shared_ptr<HttpClient>& Services::http()
 
 Services::~Services()
 {
+    // The settings, which live longer, have it as well, and a question to the user would stay.
+    keychain_->shutDown();
     LLMTransport::shutDown();
     http_.reset();
     async::shutDownWorkers();

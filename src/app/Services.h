@@ -12,7 +12,13 @@ namespace velmo {
 /// application object; its destructor ends everything that still runs, in the right order.
 class Services {
 public:
-    Services();
+    /// Who waits while the keyring is asked.
+    enum class Waiting { Interface, CommandLine };
+
+    /// The keyring, unless the user keeps the program from it.
+    [[nodiscard]] static std::shared_ptr<Keychain> makeKeychain(Waiting waiting);
+
+    explicit Services(Waiting waiting = Waiting::Interface);
     Services(const Services&) = delete;
     Services& operator=(const Services&) = delete;
     ~Services();

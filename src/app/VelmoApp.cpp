@@ -93,7 +93,7 @@ ExitCode runVelmoApp(int argc, char** argv, const StartArguments& start)
     QApplication::setDesktopFileName(applicationIdentifier());
     QApplication::setQuitOnLastWindowClosed(false);
 
-    Services services;
+    Services services(Services::Waiting::Interface);
     DesktopServices desktop = DesktopServices::create();
     AppDelegate delegate(SettingsManager::shared(), desktop,
                          [&services]() -> HttpClient& { return *services.http(); });

@@ -46,6 +46,14 @@ EnvironmentNames environmentNames(const QString& account)
     return {"ANTHROPIC_API_KEY", kAnthropicBase.variable, "ANTHROPIC_MODEL"};
 }
 
+/// A key that a line end was stored with, as "echo" sends one, would be refused in a request's header.
+std::optional<QString> usableKey(std::optional<QString> stored)
+{
+    while (stored && (stored->endsWith(u'\n') || stored->endsWith(u'\r')))
+        stored->chop(1);
+    return stored && !stored->isEmpty() ? stored : std::nullopt;
+}
+
 QString environmentValue(const char* name)
 {
     return name ? qEnvironmentVariable(name).trimmed() : QString();
@@ -190,9 +198,18 @@ Keychain::Status SettingsManager::keychainWrite(const QString& account, const QS
     // people out.
     if (!value.isValidUtf16())
         return Keychain::Status::Unavailable;
-    const QByteArray data = value.toUtf8();
-    const auto status = keychain_->update(keychainService, account, data);
-    return status == Keychain::Status::ItemNotFound ? keychain_->add(keychainService, account, data) : status;
+    return keychain_->write(keychainService, account, value.toUtf8());
+}
+
+Keychain::Availability SettingsManager::keychainAvailability() const
+{
+    return keychain_->availability();
+}
+
+Subscription SettingsManager::subscribeToLateWrites(
+    std::function<void(const QString&, const Keychain::Status&)> handler) const
+{
+    return lateWrites_->add(std::move(handler));
 }
 
 Keychain::Availability SettingsManager::keychainAvailability() const
@@ -208,7 +225,7 @@ Subscription SettingsManager::subscribeToLateWrites(
 
 std::optional<QString> SettingsManager::effectiveKey(const QString& account) const
 {
-    if (auto stored = keychainRead(account); stored && !stored->isEmpty())
+    if (auto stored = usableKey(keychainRead(account)))
         return stored;
     const QString fallback = environmentValue(environmentNames(account).key);
     return fallback.isEmpty() ? std::nullopt : std::optional(fallback);
@@ -216,7 +233,7 @@ std::optional<QString> SettingsManager::effectiveKey(const QString& account) con
 
 KeySource SettingsManager::keySource(const QString& account) const
 {
-    if (const auto stored = keychainRead(account); stored && !stored->isEmpty())
+    if (usableKey(keychainRead(account)))
         return KeySource::Keychain;
     return environmentValue(environmentNames(account).key).isEmpty() ? KeySource::None
                                                                      : KeySource::Environment;

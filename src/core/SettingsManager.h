@@ -83,11 +83,12 @@ public:
     Keychain::Status keychainWrite(const QString& account, const QString& value);
     /// Whether keys can be kept now, and why not.
     [[nodiscard]] Keychain::Availability keychainAvailability() const;
-    /// Told the account and the end of each write that was Pending: Success or Unavailable.
+    /// Told the account and the end of each write that was Pending, as Keychain::onLateWrite is.
     Subscription
     subscribeToLateWrites(std::function<void(const QString&, const Keychain::Status&)> handler) const;
 
-    /// The key to use: the key store's if it is not empty, else the one in the environment.
+    /// The key to use: the key store's without line ends if that is not empty, else the one in the
+    /// environment.
     [[nodiscard]] std::optional<QString> effectiveKey(const QString& account) const;
     /// Where effectiveKey() takes it from.
     [[nodiscard]] KeySource keySource(const QString& account) const;

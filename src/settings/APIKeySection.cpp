@@ -44,8 +44,12 @@ void APIKeySection::store(Key& key, const QString& value)
     case Keychain::Status::Pending:
         key.write = Write::Pending;
         break;
+    case Keychain::Status::Unconfirmed:
+        key.write = Write::Unconfirmed;
+        break;
     case Keychain::Status::ItemNotFound:
     case Keychain::Status::Unavailable:
+    case Keychain::Status::Dismissed:
         key.write = value.isEmpty() ? Write::NotCleared : Write::NotSaved;
         break;
     }
@@ -58,7 +62,11 @@ void APIKeySection::finishLateWrite(const QString& account, Keychain::Status sta
     for (Key& key : keys_) {
         if (key.account != account || key.write != Write::Pending)
             continue;
-        if (status == Keychain::Status::Success) {
+        // A key that is not there is as good as cleared.
+        const bool isCleared = status == Keychain::Status::ItemNotFound && !key.row->isSet();
+        if (status == Keychain::Status::Unconfirmed) {
+            key.write = Write::Unconfirmed;
+        } else if (status == Keychain::Status::Success || isCleared) {
             key.write = Write::Done;
             // The view may have appeared anew while the keyring was still locked.
             key.row->setIsSet(isStored(key));
@@ -96,7 +104,11 @@ QString APIKeySection::noteOn(const Key& key) const
 {
     switch (key.write) {
     case Write::Pending:
-        return QStringLiteral("Waiting for the keyring to be unlocked.");
+        return settings_->keychainAvailability() == Keychain::Availability::Locked
+                   ? QStringLiteral("Waiting for the keyring to be unlocked.")
+                   : QStringLiteral("Waiting for the keyring.");
+    case Write::Unconfirmed:
+        return QStringLiteral("The keyring has not said whether it keeps the change.");
     case Write::NotSaved:
         return QStringLiteral("The key was not saved.");
     case Write::NotCleared:

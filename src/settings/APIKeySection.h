@@ -23,7 +23,7 @@ public:
 
 private:
     /// What came of the latest write of a key.
-    enum class Write { Done, Pending, NotSaved, NotCleared };
+    enum class Write { Done, Pending, Unconfirmed, NotSaved, NotCleared };
     struct Key {
         QString account;
         APIKeyRow* row = nullptr;

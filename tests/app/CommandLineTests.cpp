@@ -183,7 +183,8 @@ TEST(CommandLineTest, AKeyThatWasTypedIntoTheCommandIsNeitherTakenNorRepeated)
     for (const auto& arguments :
          {words({"key", "set", "anthropic", "sk-secret"}), words({"key", "set", "sk-secret"}),
           words({"key", "sk-secret"}), words({"key", "status", "sk-secret"}), words({"key", "set"}),
-          words({"key", "clear", "Anthropic"}), words({"key"})}) {
+          words({"key", "clear", "Anthropic"}), words({"key"}), words({"keys", "set", "sk-secret"}),
+          words({"--key=sk-secret"}), words({"ask", "--key=sk-secret"}), words({"--key", "sk-secret"})}) {
         const QString reason = reasonAgainst(arguments);
         EXPECT_FALSE(reason.isEmpty());
         EXPECT_FALSE(reason.contains(QStringLiteral("sk-secret")));
@@ -194,10 +195,10 @@ TEST(CommandLineTest, WhatIsNotUnderstoodIsNamed)
 {
     EXPECT_TRUE(reasonAgainst(words({"ask", "--provider"})).contains(QStringLiteral("--provider")));
     EXPECT_TRUE(reasonAgainst(words({"ask", "Why?", "--image"})).contains(QStringLiteral("--image")));
-    EXPECT_TRUE(reasonAgainst(words({"ask", "--imagefile=x"})).contains(QStringLiteral("--imagefile=x")));
+    EXPECT_TRUE(reasonAgainst(words({"ask", "--imagefile=x"})).endsWith(QStringLiteral(": --imagefile")));
     EXPECT_TRUE(reasonAgainst(words({"ask", "--stream"})).contains(QStringLiteral("--stream")));
     EXPECT_EQ(reasonAgainst(words({"dance"})), QStringLiteral("not understood: dance"));
-    EXPECT_EQ(reasonAgainst(words({"--help", "me"})), QStringLiteral("not understood: --help me"));
+    EXPECT_EQ(reasonAgainst(words({"--help", "me"})), QStringLiteral("not understood: --help"));
     EXPECT_EQ(reasonAgainst(words({"Ask"})), QStringLiteral("not understood: Ask"));
 }
 

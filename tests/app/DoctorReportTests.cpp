@@ -145,7 +145,7 @@ TEST(DoctorChecks, OnlyTheSelectedServiceNeedsAKey)
     const auto keychain = std::make_shared<FakeKeychain>();
     SettingsManager settings(defaults, keychain);
     const auto stateOf = [&](const char* service) {
-        for (const Finding& finding : Doctor::keys(settings, Keychain::Availability::Available)) {
+        for (const Finding& finding : Doctor::keys(settings, *keychain)) {
             if (finding.details[QStringLiteral("service")].toString() == QString::fromLatin1(service))
                 return finding.state;
         }
@@ -158,7 +158,7 @@ TEST(DoctorChecks, OnlyTheSelectedServiceNeedsAKey)
     EXPECT_EQ(stateOf("openai"), State::Broken);
     environment.openAIKey.assign("sk-secret");
     EXPECT_EQ(stateOf("openai"), State::Fine);
-    for (const Finding& finding : Doctor::keys(settings, Keychain::Availability::Available))
+    for (const Finding& finding : Doctor::keys(settings, *keychain))
         EXPECT_FALSE(finding.text.contains(QStringLiteral("sk-secret")));
 }
 

@@ -1,4 +1,6 @@
+#include "platform/linux/SecretServiceKeychain.h"
 #include "support/app/KeyTest.h"
+#include "support/keyring/ScriptedKeyring.h"
 
 namespace velmo {
 
@@ -60,6 +62,20 @@ TEST_F(KeyCommandTest, TellsWhereEachKeyComesFrom)
                         "replicate  from the environment (REPLICATE_API_TOKEN)\n");
 }
 
+TEST_F(KeyCommandTest, SaysNoMoreOfAnAbsentKeyThanIsKnown)
+{
+    ASSERT_EQ(set(kKey).exitCode, 0);
+    ASSERT_EQ(run({QStringLiteral("clear"), QStringLiteral("anthropic")}).exitCode, 0);
+    environment.insert(QStringLiteral("OPENAI_API_KEY"), QStringLiteral(" "));
+    EXPECT_EQ(status(), "anthropic  none (empty in the keyring, and ANTHROPIC_API_KEY is not set)\n"
+                        "openai     none (not in the keyring, and OPENAI_API_KEY is blank)\n"
+                        "replicate  none (not in the keyring, and REPLICATE_API_TOKEN is not set)\n");
+    ASSERT_TRUE(keyring.lock());
+    const QByteArray told = status();
+    EXPECT_TRUE(told.startsWith("anthropic  none (ANTHROPIC_API_KEY is not set)\n")) << told.toStdString();
+    EXPECT_FALSE(told.contains("not in the keyring")) << told.toStdString();
+}
+
 TEST_F(KeyCommandTest, EmptiesAKeyInTheKeyring)
 {
     ASSERT_EQ(set(kKey).exitCode, 0);
@@ -78,16 +94,26 @@ TEST_F(KeyCommandTest, AKeyThatIsNotThereIsAsGoodAsCleared)
     EXPECT_EQ(stored(QStringLiteral("apiKey.openai")), std::nullopt);
 }
 
+TEST_F(KeyCommandTest, ClearsAKeyThatIsBehindALock)
+{
+    ASSERT_EQ(set(kKey).exitCode, 0);
+    ASSERT_TRUE(keyring.lock());
+    keyring.willAnswer(test::PrivateKeyring::kPassword);
+    const KeyResult result = run({QStringLiteral("clear"), QStringLiteral("anthropic")});
+    EXPECT_EQ(result.exitCode, 0) << result.errors.toStdString();
+    EXPECT_EQ(stored().value_or("nothing"), "");
+}
+
 TEST_F(KeyCommandTest, WaitsUntilTheUserHasUnlockedTheKeyring)
 {
     ASSERT_TRUE(keyring.lock());
     keyring.willAnswer(test::PrivateKeyring::kPassword);
     const QByteArray told = status();
     EXPECT_TRUE(told.contains("The keyring is locked")) << told.toStdString();
-    EXPECT_TRUE(keyring.isUnasked()) << "telling asks nobody";
     const KeyResult result = set(kKey);
     EXPECT_EQ(result.exitCode, 0);
-    EXPECT_EQ(result.errors, "velmo: waiting for the keyring to be unlocked\n");
+    EXPECT_EQ(result.errors, "velmo: waiting for the keyring, which may have to be unlocked\n")
+        << "the telling asked nobody";
     EXPECT_EQ(stored(), kKey);
 }
 
@@ -98,14 +124,14 @@ TEST_F(KeyCommandTest, SaysThatAKeyringThatStayedLockedTookNothing)
     const KeyResult result = set(kKey);
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_EQ(result.output, "");
-    EXPECT_TRUE(result.errors.contains("nothing was stored. The keyring is locked"))
+    EXPECT_TRUE(result.errors.contains("nothing was stored. The keyring stayed locked."))
         << result.errors.toStdString();
 }
 
 TEST_F(KeyCommandTest, SaysWhyNothingCanBeKept)
 {
     keyring.daemon().halt();
-    EXPECT_TRUE(set(kKey).errors.contains("The keyring does not answer"));
+    EXPECT_TRUE(set(kKey).errors.contains("The keyring did not answer in time"));
     keyring.daemon().stop();
     const KeyResult none = set(kKey);
     EXPECT_EQ(none.exitCode, 1);
@@ -119,6 +145,21 @@ TEST_F(KeyCommandTest, SaysWhyNothingCanBeKept)
     EXPECT_TRUE(noBus.errors.contains("There is no session bus")) << noBus.errors.toStdString();
 }
 
+TEST_F(KeyCommandTest, AKeyringThatIsSwitchedOffStaysAsItIs)
+{
+    ASSERT_EQ(set("before").exitCode, 0);
+    environment.insert(QStringLiteral("VELMO_KEYRING"), QStringLiteral("off"));
+    for (const KeyResult& result : {set(kKey), run({QStringLiteral("clear"), QStringLiteral("anthropic")})}) {
+        EXPECT_EQ(result.exitCode, 1);
+        EXPECT_EQ(result.output, "");
+        EXPECT_TRUE(result.errors.contains("The keyring is switched off")) << result.errors.toStdString();
+    }
+    const QByteArray told = status();
+    EXPECT_TRUE(told.contains("anthropic  none (ANTHROPIC_API_KEY is not set)\n")) << told.toStdString();
+    EXPECT_TRUE(told.contains("The keyring is switched off")) << told.toStdString();
+    EXPECT_EQ(stored(), "before");
+}
+
 TEST_F(KeyCommandTest, AKeyOnTheCommandLineIsRefusedAndNotRepeated)
 {
     const KeyResult result =
@@ -126,6 +167,59 @@ TEST_F(KeyCommandTest, AKeyOnTheCommandLineIsRefusedAndNotRepeated)
     EXPECT_EQ(result.exitCode, 2);
     EXPECT_TRUE(result.errors.contains("standard input")) << result.errors.toStdString();
     EXPECT_EQ(stored(), std::nullopt);
+}
+
+/// "velmo key" with a keyring that does as it is told.
+class ScriptedKeyCommandTest : public KeyTest {
+protected:
+    test::ScriptedKeyring script{keyring.busAddress()};
+};
+
+TEST_F(ScriptedKeyCommandTest, AKeyringThatHidesWhatIsLockedIsNotSaidToHoldNothing)
+{
+    using test::KeyringScript;
+    script.with([](KeyringScript& keyringScript) {
+        keyringScript.collections[KeyringScript::kMain] = {.isLocked = true, .hidesItems = true};
+        keyringScript.prompt = KeyringScript::Prompt::Dismisses;
+    });
+    script.addItem(KeyringScript::kMain + "/1", "apiKey.anthropic", kKey.toStdString());
+    const KeyResult result = run({QStringLiteral("clear"), QStringLiteral("anthropic")});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(result.output, "");
+    EXPECT_TRUE(result.errors.contains("nothing was cleared. The keyring stayed locked."))
+        << result.errors.toStdString();
+    EXPECT_FALSE(status().contains("not in the keyring"));
+}
+
+TEST_F(ScriptedKeyCommandTest, AKeyReadElsewhereIsNotSaidToBeUnused)
+{
+    using test::KeyringScript;
+    script.with([](KeyringScript& keyringScript) {
+        keyringScript.collections[KeyringScript::kMain] = {.isLocked = true};
+        keyringScript.collections[KeyringScript::kOther] = {};
+    });
+    script.addItem(KeyringScript::kOther + "/1", "apiKey.anthropic", kKey.toStdString());
+    const QByteArray told = status();
+    EXPECT_TRUE(told.startsWith("anthropic  from the keyring\n")) << told.toStdString();
+    EXPECT_TRUE(told.contains("The keyring is locked")) << told.toStdString();
+    EXPECT_FALSE(told.contains("not used")) << told.toStdString();
+}
+
+TEST_F(ScriptedKeyCommandTest, AKeyringThatRefusesIsCalledThat)
+{
+    script.setManner("ReadAlias", {.error = "org.freedesktop.DBus.Error.AccessDenied"});
+    const KeyResult result = set(kKey);
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_TRUE(result.errors.contains("nothing was stored. The keyring refuses"))
+        << result.errors.toStdString();
+}
+
+TEST_F(ScriptedKeyCommandTest, ACommandWaitsLongerThanAWindowWould)
+{
+    script.addItem(test::KeyringScript::kMain + "/1", "apiKey.anthropic", kKey.toStdString());
+    script.setManner("GetSecret",
+                     {.delay = SecretServiceKeychain::kInterface.call + std::chrono::seconds(1), .calls = 1});
+    EXPECT_TRUE(status().startsWith("anthropic  from the keyring\n"));
 }
 
 } // namespace velmo

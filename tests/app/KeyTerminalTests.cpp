@@ -4,6 +4,7 @@
 #include <csignal>
 #include <fcntl.h>
 #include <sys/ioctl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
@@ -33,6 +34,22 @@ protected:
     void startAtPrompt(QProcess& process)
     {
         prepare(process, {QStringLiteral("set"), QStringLiteral("anthropic")});
+        startOnTerminal(process);
+        awaitPrompt(process);
+    }
+
+    /// Starts a shell with job control, where "$velmo" is the command; it tells its words on standard error.
+    void startShell(QProcess& process, const QString& commands)
+    {
+        process.setProcessEnvironment(environment);
+        process.setProgram(QStringLiteral("bash"));
+        process.setArguments({QStringLiteral("--norc"), QStringLiteral("-ic"),
+                              QStringLiteral("velmo='" VELMO_EXECUTABLE "'; exec >&2; ") + commands});
+        startOnTerminal(process);
+    }
+
+    void startOnTerminal(QProcess& process)
+    {
         process.setChildProcessModifier([terminal = terminal_] {
             setsid();
             ioctl(terminal, TIOCSCTTY, 0);
@@ -40,8 +57,13 @@ protected:
         });
         process.setReadChannel(QProcess::StandardError);
         process.start();
+    }
+
+    static void awaitPrompt(QProcess& process) { awaitWords(process, "Key for Anthropic: "); }
+    static void awaitWords(QProcess& process, const QByteArray& words)
+    {
         QByteArray shown;
-        while (!shown.contains("Key for Anthropic: ")) {
+        while (!shown.contains(words)) {
             ASSERT_TRUE(process.waitForReadyRead(kPatienceMilliseconds)) << shown.toStdString();
             shown += process.readAllStandardError();
         }
@@ -56,6 +78,26 @@ protected:
     {
         termios state = {};
         return tcgetattr(terminal_, &state) == 0 && (state.c_lflag & ECHO) != 0;
+    }
+
+    /// All of it but what the line discipline keeps for itself.
+    [[nodiscard]] QByteArray terminalState() const
+    {
+        termios state = {};
+        EXPECT_EQ(tcgetattr(terminal_, &state), 0);
+        return QByteArray::number(state.c_lflag) + ' ' + QByteArray::number(state.c_iflag) + ' ' +
+               QByteArray::number(state.c_oflag) + ' ' +
+               QByteArray(reinterpret_cast<const char*>(state.c_cc), NCCS).toHex();
+    }
+
+    /// As a shell sets it that edits its own line.
+    void setAsLineEditorsDo() const
+    {
+        termios state = {};
+        ASSERT_EQ(tcgetattr(terminal_, &state), 0);
+        state.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
+        state.c_iflag &= ~static_cast<tcflag_t>(ICRNL);
+        ASSERT_EQ(tcsetattr(terminal_, TCSANOW, &state), 0);
     }
 
     /// What the terminal has shown of its own.
@@ -86,20 +128,116 @@ TEST_F(KeyTerminalTest, DoesNotShowWhatIsTyped)
 
 TEST_F(KeyTerminalTest, TheTerminalIsAsItWasAfterGivingUp)
 {
+    const QByteArray before = terminalState();
     for (const QByteArray& keys : {QByteArray("sk-\x03"), QByteArray("sk-\x1C")}) {
         QProcess process;
         startAtPrompt(process);
+        ASSERT_NE(terminalState(), before);
         type(keys);
         finish(process);
         EXPECT_EQ(process.exitStatus(), QProcess::CrashExit) << "it ends by the signal";
-        EXPECT_TRUE(showsWhatIsTyped());
+        EXPECT_EQ(terminalState(), before);
     }
+    for (const int signal : {SIGTERM, SIGHUP, SIGALRM, SIGUSR1, SIGUSR2}) {
+        QProcess process;
+        startAtPrompt(process);
+        ASSERT_NE(terminalState(), before);
+        kill(static_cast<pid_t>(process.processId()), signal);
+        EXPECT_EQ(finish(process).exitCode, signal);
+        EXPECT_EQ(process.exitStatus(), QProcess::CrashExit) << "it ends by the signal";
+        EXPECT_EQ(terminalState(), before);
+    }
+    EXPECT_EQ(stored(), std::nullopt);
+}
+
+TEST_F(KeyTerminalTest, ASignalThatIsIgnoredStaysSo)
+{
+    QProcess process;
+    startShell(process, QStringLiteral("trap '' HUP; exec $velmo key set anthropic"));
+    awaitPrompt(process);
+    kill(static_cast<pid_t>(process.processId()), SIGHUP);
+    type(kKey + '\n');
+    EXPECT_EQ(finish(process).exitCode, 0);
+    EXPECT_EQ(stored(), kKey);
+}
+
+TEST_F(KeyTerminalTest, WaitsInTheBackgroundForTheTerminal)
+{
+    setAsLineEditorsDo();
+    QProcess process;
+    startShell(process,
+               QStringLiteral("$velmo key set anthropic & until [ \"$(jobs -s)\" ]; do sleep 0.01; done; "
+                              "stty sane <&0; fg"));
+    awaitPrompt(process);
+    type(kKey + '\r');
+    EXPECT_EQ(finish(process).exitCode, 0);
+    EXPECT_EQ(stored(), kKey);
+    EXPECT_TRUE(showsWhatIsTyped());
+}
+
+TEST_F(KeyTerminalTest, AStateThatALineEditorLeftIsNoneToReadAKeyIn)
+{
+    setAsLineEditorsDo();
     QProcess process;
     startAtPrompt(process);
-    process.terminate();
-    finish(process);
+    type(kKey + '\r');
+    EXPECT_EQ(finish(process).exitCode, 0);
+    EXPECT_EQ(stored(), kKey);
+}
+
+TEST_F(KeyTerminalTest, ASuspendedCommandLeavesTheTerminalToTheShell)
+{
+    QProcess process;
+    startShell(process, QStringLiteral("$velmo key set anthropic; stty -a <&0; echo stopped; fg"));
+    awaitPrompt(process);
+    type("half of a k\x1A");
+    QByteArray told;
+    while (!told.contains("stopped\n")) {
+        ASSERT_TRUE(process.waitForReadyRead(kPatienceMilliseconds)) << told.toStdString();
+        told += process.readAllStandardError();
+    }
+    EXPECT_TRUE(told.contains(" echo ")) << told.toStdString();
+    if (!told.contains("Key for Anthropic: "))
+        awaitPrompt(process);
+    EXPECT_FALSE(showsWhatIsTyped());
+    type(kKey + '\n');
+    EXPECT_EQ(finish(process).exitCode, 0);
+    EXPECT_EQ(stored(), kKey);
     EXPECT_TRUE(showsWhatIsTyped());
+}
+
+TEST_F(KeyTerminalTest, WhatATerminalWouldCutOffIsRefused)
+{
+    QProcess process;
+    startAtPrompt(process);
+    type(QByteArray(5000, 'k') + '\n');
+    EXPECT_EQ(finish(process).exitCode, 2);
     EXPECT_EQ(stored(), std::nullopt);
+}
+
+TEST_F(KeyTerminalTest, SeveralLinesAreNoKeyHereEither)
+{
+    for (const QByteArray& rest : {QByteArray("second\n"), QByteArray("without an end")}) {
+        QProcess process;
+        startAtPrompt(process);
+        type(kKey + '\n' + rest);
+        const KeyResult result = finish(process);
+        EXPECT_EQ(result.exitCode, 2);
+        EXPECT_TRUE(showsWhatIsTyped());
+    }
+    EXPECT_EQ(stored(), std::nullopt);
+}
+
+TEST_F(KeyTerminalTest, NoMemoryIsLeftInAFileWhenItCrashes)
+{
+    QProcess process;
+    startAtPrompt(process);
+    rlimit limit{1, 1};
+    ASSERT_EQ(prlimit(static_cast<pid_t>(process.processId()), RLIMIT_CORE, nullptr, &limit), 0);
+    EXPECT_EQ(limit.rlim_cur, 0U);
+    EXPECT_EQ(limit.rlim_max, 0U);
+    type("\x03");
+    finish(process);
 }
 
 TEST_F(KeyTerminalTest, AnEndOfInputIsNoKey)

@@ -41,12 +41,28 @@ TEST_F(KeyringAskTest, TheKeyringComesBeforeTheEnvironment)
     EXPECT_EQ(sentKey(), kStored);
 }
 
+TEST_F(KeyringAskTest, AKeyringThatIsSwitchedOffIsNotAsked)
+{
+    environment.insert(QStringLiteral("VELMO_KEYRING"), QStringLiteral("off"));
+    EXPECT_EQ(sentKey(), kKey.toUtf8());
+}
+
 TEST_F(KeyringAskTest, TheEnvironmentStandsInForALockedKeyring)
 {
     ASSERT_TRUE(keyring.lock());
     keyring.willAnswer(test::PrivateKeyring::kPassword);
     EXPECT_EQ(sentKey(), kKey.toUtf8());
+    EXPECT_EQ(sentKey(), kKey.toUtf8()) << "it is still locked: nobody answered a question";
     EXPECT_TRUE(keyring.isUnasked());
+}
+
+TEST_F(KeyringAskTest, WhereThereIsNoKeyTheKeyringsStateIsTold)
+{
+    environment.remove(QStringLiteral("ANTHROPIC_API_KEY"));
+    ASSERT_TRUE(keyring.lock());
+    const AskResult locked = ask({QStringLiteral("What is this?")});
+    EXPECT_EQ(locked.exitCode, 1);
+    EXPECT_TRUE(locked.errors.contains("The keyring is locked")) << locked.errors.toStdString();
 }
 
 TEST_F(KeyringAskTest, TheEnvironmentStandsInForAFrozenKeyring)

@@ -199,6 +199,20 @@ TEST_F(SettingsWritingTest, TheKeyStoreComesBeforeTheEnvironment)
     EXPECT_EQ(settings.effectiveKey(KeychainAccount::Anthropic), QStringLiteral("stored"));
 }
 
+TEST_F(SettingsWritingTest, ALineEndIsNoPartOfAKey)
+{
+    const auto store = [this](const QByteArray& value) {
+        keychain->items.insert(item(KeychainAccount::Anthropic), value);
+    };
+    store(" k \r\n\n");
+    EXPECT_EQ(settings.effectiveKey(KeychainAccount::Anthropic), QStringLiteral(" k "));
+    EXPECT_EQ(settings.keySource(KeychainAccount::Anthropic), KeySource::Keychain);
+    EXPECT_EQ(settings.keychainRead(KeychainAccount::Anthropic), QStringLiteral(" k \r\n\n"));
+    store("\r\n");
+    EXPECT_EQ(settings.effectiveKey(KeychainAccount::Anthropic), std::nullopt);
+    EXPECT_EQ(settings.keySource(KeychainAccount::Anthropic), KeySource::None);
+}
+
 TEST_F(SettingsWritingTest, TheSourceOfAKeyIsKnown)
 {
     EXPECT_EQ(settings.keySource(KeychainAccount::Anthropic), KeySource::None);

@@ -45,7 +45,7 @@ struct RunningProgram {
 [[nodiscard]] Findings portals(const std::optional<BusSurvey>& bus, const SessionKind& kind);
 [[nodiscard]] Findings microphone(const std::optional<Result<QString, PlatformError>>& microphone);
 /// The keyring, and where each key comes from.
-[[nodiscard]] Findings keys(const SettingsManager& settings, Keychain::Availability availability);
+[[nodiscard]] Findings keys(const SettingsManager& settings, Keychain& keychain);
 [[nodiscard]] Findings endpoints();
 /// problem says why the file cannot be understood, if so.
 [[nodiscard]] Findings settingsFile(const QString& path, const QString& problem);

@@ -1,5 +1,6 @@
 #include "app/doctor/DoctorCommand.h"
 
+#include "app/Services.h"
 #include "app/doctor/Checks.h"
 #include "app/doctor/Probe.h"
 #include "app/doctor/Report.h"
@@ -8,7 +9,6 @@
 #include "platform/linux/JsonFileDefaults.h"
 #include "platform/linux/LinuxApplicationInstance.h"
 #include "platform/linux/MicrophoneSurvey.h"
-#include "platform/linux/SecretServiceKeychain.h"
 #include "platform/x11/X11Screens.h"
 
 #include <QGuiApplication>
@@ -78,7 +78,7 @@ Findings examine(int argc, char** argv)
     const std::string busAddress = BusConnection::sessionAddress();
 
     const auto file = JsonFileDefaults::look();
-    const std::shared_ptr<Keychain> keychain = SecretServiceKeychain::create();
+    const std::shared_ptr<Keychain> keychain = Services::makeKeychain(Services::Waiting::Interface);
     const SettingsManager settings(std::make_shared<SeenDefaults>(file.values), keychain);
 
     Probe<BusSurvey> busProbe([busAddress] { return BusSurvey::take(busAddress, kPartPatience); });
@@ -89,8 +89,7 @@ Findings examine(int argc, char** argv)
     });
     Probe<X11Survey> displayProbe([hasX = kind.hasX] { return hasX ? X11Survey::take() : X11Survey{}; });
 
-    const auto availability = keychain->availability();
-    const Findings keyFindings = Doctor::keys(settings, availability);
+    const Findings keyFindings = Doctor::keys(settings, *keychain);
     const auto running =
         programProbe.resultUntil(end).value_or(Doctor::RunningProgram{{.kind = RemoteOutcome::Kind::Silent}});
     const auto display = displayProbe.resultUntil(end);

@@ -36,6 +36,10 @@ QString word(Keychain::Availability availability)
         return QStringLiteral("noService");
     case Keychain::Availability::Timeout:
         return QStringLiteral("timeout");
+    case Keychain::Availability::Refused:
+        return QStringLiteral("refused");
+    case Keychain::Availability::Off:
+        return QStringLiteral("off");
     case Keychain::Availability::NoBus:
         break;
     }
@@ -53,6 +57,10 @@ QString fewWords(Keychain::Availability availability)
         return QStringLiteral("none runs");
     case Keychain::Availability::Timeout:
         return QStringLiteral("it does not answer");
+    case Keychain::Availability::Refused:
+        return QStringLiteral("it does not answer as one should");
+    case Keychain::Availability::Off:
+        return QStringLiteral("switched off");
     case Keychain::Availability::NoBus:
         break;
     }
@@ -79,13 +87,12 @@ QString adviceFor(const KeyService& service)
            SettingsManager::environmentKeyName(service.account) + u'.';
 }
 
-Finding keyFinding(const SettingsManager& settings, const KeyService& service,
-                   Keychain::Availability availability)
+Finding keyFinding(const SettingsManager& settings, Keychain& keychain, const KeyService& service)
 {
     const KeySource source = settings.keySource(service.account);
     Finding finding{
         .area = kKeys,
-        .text = service.title + QStringLiteral(": ") + keySourceSentence(settings, service, availability),
+        .text = service.title + QStringLiteral(": ") + keySourceSentence(settings, keychain, service),
         .details = {{QStringLiteral("service"), service.name}, {QStringLiteral("source"), word(source)}}};
     const bool isOpenAISelected = settings.selectedProvider.value() == ProviderID::OpenAI;
     const bool isSelected =
@@ -180,18 +187,21 @@ Findings microphone(const std::optional<Result<QString, PlatformError>>& microph
                                       "PipeWire, if you want that.")}};
 }
 
-Findings keys(const SettingsManager& settings, Keychain::Availability availability)
+Findings keys(const SettingsManager& settings, Keychain& keychain)
 {
+    Findings keys;
+    for (const KeyService& service : keyServices())
+        keys.push_back(keyFinding(settings, keychain, service));
+    // Asked last, so that it knows of what the reads ran into.
+    const auto availability = keychain.availability();
     const bool isAvailable = availability == Keychain::Availability::Available;
     const Finding keyring{.area = kKeyring,
                           .state = isAvailable ? State::Fine : State::Limited,
                           .text = fewWords(availability),
                           .advice = isAvailable ? QString() : description(availability),
                           .details = {{QStringLiteral("availability"), word(availability)}}};
-    Findings findings{keyring};
-    for (const KeyService& service : keyServices())
-        findings.push_back(keyFinding(settings, service, availability));
-    return findings;
+    keys.insert(keys.begin(), keyring);
+    return keys;
 }
 
 Findings endpoints()

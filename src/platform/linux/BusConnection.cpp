@@ -4,8 +4,11 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <cstdlib>
 #include <poll.h>
+#include <sstream>
+#include <string_view>
 #include <utility>
 
 namespace velmo {
@@ -38,6 +41,23 @@ Message newCall(sd_bus* bus, const BusRequest& request)
     if (request.writeArguments && request.writeArguments(message) < 0)
         return nullptr;
     return owner;
+}
+
+/// A path as it is written in an address.
+std::string escaped(const std::string& path)
+{
+    constexpr std::string_view kPlain = "-_/.\\*";
+    constexpr std::string_view kDigits = "0123456789abcdef";
+    std::string result;
+    for (const char character : path) {
+        const auto byte = static_cast<unsigned char>(character);
+        const bool isWord = byte < 0x80 && std::isalnum(byte) != 0;
+        if (isWord || kPlain.find(character) != std::string_view::npos)
+            result += character;
+        else
+            result += {'%', kDigits.at(byte >> 4U), kDigits.at(byte & 0xFU)};
+    }
+    return result;
 }
 
 bool takesMore(sd_bus* bus)
@@ -88,18 +108,30 @@ std::string BusConnection::sessionAddress()
     if (const char* address = std::getenv("DBUS_SESSION_BUS_ADDRESS"); address != nullptr && *address != 0)
         return address;
     const char* folder = std::getenv("XDG_RUNTIME_DIR");
-    return folder == nullptr || *folder == 0 ? std::string() : std::string("unix:path=") + folder + "/bus";
+    return folder == nullptr || *folder == 0 ? std::string() : "unix:path=" + escaped(folder) + "/bus";
+}
+
+std::string BusConnection::localAddress(const std::string& address)
+{
+    std::string local;
+    std::istringstream alternatives(address);
+    for (std::string one; std::getline(alternatives, one, ';');) {
+        if (one.starts_with("unix:path=") || one.starts_with("unix:abstract="))
+            local += (local.empty() ? "" : ";") + one;
+    }
+    return local;
 }
 
 std::unique_ptr<BusConnection> BusConnection::open(const std::string& address)
 {
-    if (!isLocalAddress(address))
+    const std::string local = localAddress(address);
+    if (local.empty())
         return nullptr;
     sd_bus* bus = nullptr;
     if (sd_bus_new(&bus) < 0)
         return nullptr;
     std::unique_ptr<BusConnection> connection(new BusConnection(bus));
-    if (sd_bus_set_address(bus, address.c_str()) < 0 || sd_bus_set_bus_client(bus, 1) < 0 ||
+    if (sd_bus_set_address(bus, local.c_str()) < 0 || sd_bus_set_bus_client(bus, 1) < 0 ||
         sd_bus_start(bus) < 0)
         return nullptr;
     return connection;

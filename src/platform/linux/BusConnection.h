@@ -28,7 +28,7 @@ struct BusRequest {
     /// Writes what is more than a text; negative if that fails.
     std::function<int(sd_bus_message*)> writeArguments{};
     BusActivation activation = BusActivation::Never;
-    /// The arguments and the answer are erased from memory when they are freed.
+    /// The library erases what the message holds when it frees it; the answer's reader sees to the answer.
     bool isSensitive = false;
 };
 
@@ -72,14 +72,11 @@ public:
     /// Where the user's session bus listens: what the environment says, else where systems put it. Empty if
     /// neither is known.
     [[nodiscard]] static std::string sessionAddress();
-    /// Whether a bus may be there. Any other kind may look names up or start programs, and would have to be
-    /// waited for.
-    [[nodiscard]] static bool isLocalAddress(const std::string& address)
-    {
-        return address.starts_with("unix:");
-    }
+    /// What is left of an address when only sockets of this computer's count; empty if it names none. Any
+    /// other kind may look names up or start programs, and would have to be waited for.
+    [[nodiscard]] static std::string localAddress(const std::string& address);
 
-    /// Null if the address names no local socket. Requests may be made at once.
+    /// Goes to local sockets only; null if the address names none. Requests may be made at once.
     [[nodiscard]] static std::unique_ptr<BusConnection> open(const std::string& address);
     BusConnection(const BusConnection&) = delete;
     BusConnection& operator=(const BusConnection&) = delete;

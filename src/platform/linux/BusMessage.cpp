@@ -122,13 +122,17 @@ std::optional<std::string> BusMessage::readPath()
     return path;
 }
 
-std::vector<std::string> BusMessage::readPaths()
+std::optional<std::vector<std::string>> BusMessage::readPaths()
 {
-    std::vector<std::string> paths;
+    constexpr size_t kMost = 1000;
     if (!enter(SD_BUS_TYPE_ARRAY, "o"))
-        return paths;
-    while (auto path = readPath())
+        return std::nullopt;
+    std::vector<std::string> paths;
+    while (auto path = readPath()) {
+        if (paths.size() == kMost)
+            return std::nullopt;
         paths.push_back(std::move(*path));
+    }
     leave();
     return paths;
 }

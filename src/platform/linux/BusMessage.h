@@ -51,13 +51,14 @@ public:
     [[nodiscard]] std::optional<BusOwnerChange> readOwnerChange();
     [[nodiscard]] std::optional<bool> readFlag();
     [[nodiscard]] std::optional<std::string> readPath();
-    [[nodiscard]] std::vector<std::string> readPaths();
+    /// Nothing as well if there are more than anybody would have.
+    [[nodiscard]] std::optional<std::vector<std::string>> readPaths();
     [[nodiscard]] std::optional<std::string> readBytes();
 
     /// Goes into a container, of the types that the library names; false if it is another.
     [[nodiscard]] bool enter(char type, const char* contents);
     void leave();
-    /// It holds a secret: its memory is erased when it is freed.
+    /// It holds a secret: its own memory is erased when it is freed, not that of what was read from it.
     void eraseWhenFreed();
     /// Passes over what is of these types.
     void skip(const char* types);

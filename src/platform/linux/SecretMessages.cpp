@@ -32,6 +32,15 @@ BusRequest newRequest(const std::string& path, const std::string& interface, con
     return request;
 }
 
+int writePaths(sd_bus_message* message, const std::vector<std::string>& paths)
+{
+    int result = sd_bus_message_open_container(message, SD_BUS_TYPE_ARRAY, "o");
+    for (const std::string& path : paths)
+        result = firstFailure(
+            {result, sd_bus_message_append_basic(message, SD_BUS_TYPE_OBJECT_PATH, path.c_str())});
+    return firstFailure({result, sd_bus_message_close_container(message)});
+}
+
 int writeSecret(sd_bus_message* message, const std::string& session, const std::string& secret)
 {
     return firstFailure({sd_bus_message_open_container(message, SD_BUS_TYPE_STRUCT, "oayays"),
@@ -58,6 +67,12 @@ SecretFault faultOf(const BusMessage& error)
 {
     if (error.isError("org.freedesktop.Secret.Error.IsLocked"))
         return SecretFault::IsLocked;
+    if (error.isError(SD_BUS_ERROR_UNKNOWN_OBJECT) ||
+        error.isError("org.freedesktop.Secret.Error.NoSuchObject"))
+        return SecretFault::NoObject;
+    // Of the bus, which waited for somebody to start.
+    if (error.isError("org.freedesktop.DBus.Error.TimedOut"))
+        return SecretFault::Timeout;
     // The bus answers in place of who is gone, or cannot be started.
     constexpr std::array kGone{SD_BUS_ERROR_NO_REPLY, "org.freedesktop.DBus.Error.Spawn.ChildExited",
                                "org.freedesktop.DBus.Error.Spawn.ServiceNotFound",

@@ -2,9 +2,10 @@
 
 #include "platform/linux/BusConnection.h"
 
-#include <compare>
 #include <functional>
 #include <string>
+#include <tuple>
+#include <vector>
 
 namespace velmo {
 
@@ -14,16 +15,23 @@ enum class SecretFault {
     NoService, ///< Nobody on the bus keeps secrets, or no longer.
     Timeout,
     IsLocked,
-    Dismissed,   ///< The user did not want to.
-    Refused,     ///< Any other error.
-    Interrupted, ///< The Interrupt asked for an end.
+    NoObject,      ///< What it was asked about is not there.
+    Dismissed,     ///< The user did not want to.
+    Refused,       ///< Any other error.
+    NotUnderstood, ///< An answer that means nothing.
+    Unconfirmed,   ///< A secret was sent, and what became of it is not known.
+    Interrupted,   ///< The Interrupt asked for an end.
 };
 
 /// By what a secret is found; that of other programs may carry more attributes.
 struct SecretName {
     std::string service;
     std::string account;
-    friend auto operator<=>(const SecretName&, const SecretName&) = default;
+    friend bool operator==(const SecretName&, const SecretName&) = default;
+    friend bool operator<(const SecretName& one, const SecretName& other)
+    {
+        return std::tie(one.service, one.account) < std::tie(other.service, other.account);
+    }
 };
 
 /// The parts of messages to and from the Secret Service. Functions that write give a negative number when
@@ -33,6 +41,9 @@ struct SecretName {
 [[nodiscard]] BusRequest newRequest(const std::string& path, const std::string& interface,
                                     const std::string& member,
                                     std::function<int(sd_bus_message*)> writeArguments = {});
+
+/// A list of objects.
+[[nodiscard]] int writePaths(sd_bus_message* message, const std::vector<std::string>& paths);
 
 /// A secret in the open, as it is passed in a session that was opened as "plain".
 [[nodiscard]] int writeSecret(sd_bus_message* message, const std::string& session, const std::string& secret);

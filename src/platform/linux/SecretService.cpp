@@ -20,14 +20,23 @@ const std::string kOwnerRule = "type='signal',sender='org.freedesktop.DBus',inte
 /// asked is gone.
 constexpr std::chrono::seconds kBeyondOurLimit{5};
 
+/// What a fault means once a secret was sent: it may have arrived all the same.
+SecretFault afterSending(SecretFault fault)
+{
+    const bool isUnknown = fault == SecretFault::Timeout || fault == SecretFault::NoBus ||
+                           fault == SecretFault::NoService || fault == SecretFault::NotUnderstood;
+    return isUnknown ? SecretFault::Unconfirmed : fault;
+}
+
 } // namespace
 
-SecretService::SecretService(const std::string& busAddress, const Interrupt* interrupt)
-    : interrupt_(interrupt)
+SecretService::SecretService(const std::string& busAddress, SecretPatience patience,
+                             const Interrupt* interrupt)
+    : patience_(patience)
+    , end_(patience.conversation ? Clock::now() + *patience.conversation : Clock::TimePoint::max())
+    , interrupt_(interrupt)
     , bus_(BusConnection::open(busAddress))
-{
-    beginLimit();
-}
+{}
 
 SecretService::Answer<SecretService::Done> SecretService::runUntil(const std::function<bool()>& isDone,
                                                                    Clock::TimePoint end)
@@ -54,18 +63,20 @@ SecretService::Answer<SecretService::Done> SecretService::call(BusRequest reques
         return Failure{SecretFault::NoBus};
     std::optional<SecretFault> fault;
     bool isAnswered = false;
-    const auto limit = std::max(end_ - Clock::now(), Clock::TimePoint::duration::zero()) + kBeyondOurLimit;
-    const auto waiting = bus_->call(request, std::chrono::duration_cast<std::chrono::microseconds>(limit),
-                                    [&](BusMessage& message) {
-                                        isAnswered = true;
-                                        if (request.isSensitive)
-                                            message.eraseWhenFreed();
-                                        if (message.isError())
-                                            fault = faultOf(message);
-                                        else if (!read(message))
-                                            fault = SecretFault::Refused;
-                                    });
-    if (auto answer = runUntil([&] { return isAnswered; }, end_); !answer)
+    // The conversation's own end alone may have passed: nothing more is asked then, least of all sent.
+    if (Clock::now() >= end_)
+        return Failure{SecretFault::Timeout};
+    const auto waiting = bus_->call(request, patience_.call + kBeyondOurLimit, [&](BusMessage& message) {
+        isAnswered = true;
+        if (request.isSensitive)
+            message.eraseWhenFreed();
+        if (message.isError())
+            fault = faultOf(message);
+        else if (!read(message))
+            fault = SecretFault::NotUnderstood;
+    });
+    if (auto answer = runUntil([&] { return isAnswered; }, std::min(Clock::now() + patience_.call, end_));
+        !answer)
         return answer;
     if (fault)
         return Failure{*fault};
@@ -102,9 +113,9 @@ SecretService::Answer<std::string> SecretService::session()
     return session_;
 }
 
-SecretService::Answer<SecretService::Found> SecretService::search(const SecretName& name)
+SecretService::Answer<SecretItems> SecretService::search(const SecretName& name)
 {
-    Found found;
+    SecretItems items;
     const auto answer =
         call(newRequest(kRoot, kService, "SearchItems",
                         [name](sd_bus_message* message) {
@@ -112,13 +123,25 @@ SecretService::Answer<SecretService::Found> SecretService::search(const SecretNa
                                                          "account", name.account.c_str());
                         }),
              [&](BusMessage& message) {
-                 found.unlocked = message.readPaths();
-                 found.locked = message.readPaths();
+                 auto unlocked = message.readPaths();
+                 auto locked = message.readPaths();
+                 if (!unlocked || !locked)
+                     return false;
+                 items.unlocked = std::move(*unlocked);
+                 items.locked = std::move(*locked);
                  return true;
              });
     if (!answer)
         return Failure{answer.error()};
-    return found;
+    std::string collection = kNone;
+    if (items.size() > 1) {
+        const auto path = defaultPath();
+        if (!path)
+            return Failure{path.error()};
+        collection = path.value();
+    }
+    items.sort(collection);
+    return items;
 }
 
 SecretService::Answer<std::string> SecretService::secretOf(const std::string& item)
@@ -143,24 +166,50 @@ SecretService::Answer<std::string> SecretService::secretOf(const std::string& it
     return std::move(*secret);
 }
 
-SecretService::Answer<SecretService::Done> SecretService::setSecret(const std::string& item,
+SecretService::Answer<SecretService::Done> SecretService::setSecret(const std::vector<std::string>& items,
                                                                     const std::string& secret)
 {
     const auto sessionPath = session();
     if (!sessionPath)
         return Failure{sessionPath.error()};
-    BusRequest request = newRequest(item, kItem, "SetSecret", [&](sd_bus_message* message) {
-        return writeSecret(message, sessionPath.value(), secret);
-    });
-    request.isSensitive = true;
-    return call(std::move(request), [](BusMessage&) { return true; });
+    bool isWritten = false;
+    for (const std::string& item : items) {
+        BusRequest request = newRequest(item, kItem, "SetSecret", [&](sd_bus_message* message) {
+            return writeSecret(message, sessionPath.value(), secret);
+        });
+        request.isSensitive = true;
+        const auto answer = call(std::move(request), [](BusMessage&) { return true; });
+        if (answer)
+            isWritten = true;
+        else if (answer.error() != SecretFault::NoObject)
+            return Failure{afterSending(answer.error())};
+    }
+    if (!isWritten)
+        return Failure{SecretFault::NoObject};
+    return Done{};
 }
 
-SecretService::Answer<std::string> SecretService::defaultCollection()
+SecretService::Answer<std::string> SecretService::defaultPath()
 {
     BusRequest request = newRequest(kRoot, kService, "ReadAlias");
     request.argument = "default";
     return callForPath(std::move(request), nullptr);
+}
+
+SecretService::Answer<SecretService::Collection> SecretService::defaultCollection()
+{
+    auto path = defaultPath();
+    if (!path)
+        return Failure{path.error()};
+    if (path.value() == kNone)
+        return Collection{};
+    const auto locked = isLocked(path.value());
+    // An alias may outlive its collection.
+    if (!locked && locked.error() == SecretFault::NoObject)
+        return Collection{};
+    if (!locked)
+        return Failure{locked.error()};
+    return Collection{std::move(path.value()), locked.value()};
 }
 
 SecretService::Answer<bool> SecretService::isLocked(const std::string& collection)
@@ -191,7 +240,10 @@ SecretService::createItem(const std::string& collection, const SecretName& name,
         return writeItem(message, sessionPath.value(), name, secret);
     });
     request.isSensitive = true;
-    return callForPath(std::move(request), "o");
+    auto prompt = callForPath(std::move(request), "o");
+    if (!prompt)
+        return Failure{afterSending(prompt.error())};
+    return prompt;
 }
 
 SecretService::Answer<std::string> SecretService::createDefaultCollection()
@@ -205,12 +257,10 @@ SecretService::Answer<std::string> SecretService::createDefaultCollection()
                        "o");
 }
 
-SecretService::Answer<std::string> SecretService::unlock(const std::string& object)
+SecretService::Answer<std::string> SecretService::unlock(const std::vector<std::string>& objects)
 {
     return callForPath(newRequest(kRoot, kService, "Unlock",
-                                  [&](sd_bus_message* message) {
-                                      return sd_bus_message_append(message, "ao", 1, object.c_str());
-                                  }),
+                                  [&](sd_bus_message* message) { return writePaths(message, objects); }),
                        "ao");
 }
 
@@ -224,7 +274,10 @@ SecretService::Answer<SecretService::Done> SecretService::awaitPrompt(const std:
         bus_->listen("type='signal',interface='" + kPrompt + "',member='Completed',path='" + prompt + "'",
                      [&](BusMessage& message) {
                          isAnswered = true;
-                         if (message.readFlag().value_or(true))
+                         const auto isDismissed = message.readFlag();
+                         if (!isDismissed)
+                             fault = SecretFault::NotUnderstood;
+                         else if (*isDismissed)
                              fault = SecretFault::Dismissed;
                      });
     const auto departure = bus_->listen(kOwnerRule, [&](BusMessage&) {
@@ -233,7 +286,6 @@ SecretService::Answer<SecretService::Done> SecretService::awaitPrompt(const std:
     });
     BusRequest request = newRequest(prompt, kPrompt, "Prompt");
     request.argument = ""; // There is no window that it belongs to.
-    beginLimit();
     if (auto answer = call(std::move(request), [](BusMessage&) { return true; }); !answer)
         return answer;
     if (auto answer = runUntil([&] { return isAnswered; }, Clock::TimePoint::max()); !answer)

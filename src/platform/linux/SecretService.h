@@ -4,15 +4,23 @@
 #include "core/Result.h"
 #include "platform/linux/BusConnection.h"
 #include "platform/linux/Interrupt.h"
+#include "platform/linux/SecretItems.h"
 #include "platform/linux/SecretMessages.h"
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <variant>
 #include <vector>
 
 namespace velmo {
+
+/// How long whoever keeps secrets may take to answer.
+struct SecretPatience {
+    std::chrono::milliseconds call;                        ///< Each question.
+    std::optional<std::chrono::milliseconds> conversation; ///< All of them; without, as many as there are.
+};
 
 /// One conversation with the Secret Service (the freedesktop.org interface that keyrings speak), over a
 /// connection of its own, so that nothing is left of a service that was replaced. Any one thread, which waits
@@ -23,35 +31,33 @@ public:
     using Answer = Result<T, SecretFault>;
     using Done = std::monostate;
 
-    struct Found {
-        std::vector<std::string> unlocked; ///< Paths of items.
-        std::vector<std::string> locked;
+    /// Where new items go.
+    struct Collection {
+        std::string path = kNone;
+        bool isLocked = false;
+        [[nodiscard]] bool exists() const { return path != kNone; }
     };
 
     /// What stands for no object.
     static inline const std::string kNone = "/";
-    /// For an answer, or for several.
-    static constexpr std::chrono::milliseconds kPatience{500};
 
-    /// The interrupt, if any, ends whatever waits.
-    explicit SecretService(const std::string& busAddress, const Interrupt* interrupt = nullptr);
+    /// It begins now. The interrupt, if any, ends whatever waits.
+    SecretService(const std::string& busAddress, SecretPatience patience,
+                  const Interrupt* interrupt = nullptr);
 
-    /// All that is asked from now on has kPatience together.
-    void beginLimit() { end_ = Clock::now() + kPatience; }
-
-    [[nodiscard]] Answer<Found> search(const SecretName& name);
+    /// In the order in which they count. Some keyrings find nothing in what is locked.
+    [[nodiscard]] Answer<SecretItems> search(const SecretName& name);
     [[nodiscard]] Answer<std::string> secretOf(const std::string& item);
-    [[nodiscard]] Answer<Done> setSecret(const std::string& item, const std::string& secret);
+    /// Into each of them, but for those that have gone.
+    [[nodiscard]] Answer<Done> setSecret(const std::vector<std::string>& items, const std::string& secret);
 
-    /// kNone if there is none yet.
-    [[nodiscard]] Answer<std::string> defaultCollection();
-    [[nodiscard]] Answer<bool> isLocked(const std::string& collection);
+    [[nodiscard]] Answer<Collection> defaultCollection();
 
     /// These give the prompt that the user has to answer first, or kNone.
     [[nodiscard]] Answer<std::string> createItem(const std::string& collection, const SecretName& name,
                                                  const std::string& secret);
     [[nodiscard]] Answer<std::string> createDefaultCollection();
-    [[nodiscard]] Answer<std::string> unlock(const std::string& object);
+    [[nodiscard]] Answer<std::string> unlock(const std::vector<std::string>& objects);
 
     /// Shows the prompt and waits for the user, without a limit.
     [[nodiscard]] Answer<Done> awaitPrompt(const std::string& prompt);
@@ -62,10 +68,13 @@ private:
     [[nodiscard]] Answer<std::string> callForPath(BusRequest request, const char* skipped);
     [[nodiscard]] Answer<Done> runUntil(const std::function<bool()>& isDone, Clock::TimePoint end);
     [[nodiscard]] Answer<std::string> session();
+    [[nodiscard]] Answer<std::string> defaultPath();
+    [[nodiscard]] Answer<bool> isLocked(const std::string& collection);
 
+    const SecretPatience patience_;
+    const Clock::TimePoint end_;
     const Interrupt* interrupt_;
     std::unique_ptr<BusConnection> bus_;
-    Clock::TimePoint end_;
     std::string session_;
 };
 

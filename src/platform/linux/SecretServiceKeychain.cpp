@@ -2,7 +2,6 @@
 
 #include "core/async/MainLoop.h"
 #include "platform/NullKeychain.h"
-#include "platform/linux/LateSecretWriter.h"
 
 #include <utility>
 
@@ -14,39 +13,68 @@ SecretName nameOf(const QString& service, const QString& account)
     return {service.toStdString(), account.toStdString()};
 }
 
-} // namespace
-
-std::shared_ptr<Keychain> SecretServiceKeychain::create()
+bool isWithoutAnswer(SecretFault fault)
 {
-    std::string address = BusConnection::sessionAddress();
-    if (!BusConnection::isLocalAddress(address))
-        return std::make_shared<NullKeychain>();
-    return std::make_shared<SecretServiceKeychain>(std::move(address));
+    return fault == SecretFault::Timeout || fault == SecretFault::Unconfirmed;
 }
 
-SecretServiceKeychain::SecretServiceKeychain(std::string busAddress, std::function<Clock::TimePoint()> now)
+/// Whether another item of the same service could fare better.
+bool isOfTheItem(SecretFault fault)
+{
+    return fault == SecretFault::NoObject || fault == SecretFault::IsLocked ||
+           fault == SecretFault::Refused || fault == SecretFault::NotUnderstood;
+}
+
+} // namespace
+
+std::shared_ptr<Keychain> SecretServiceKeychain::create(SecretPatience patience)
+{
+    std::string address = BusConnection::localAddress(BusConnection::sessionAddress());
+    if (address.empty())
+        return std::make_shared<NullKeychain>();
+    Options options;
+    options.patience = patience;
+    return std::make_shared<SecretServiceKeychain>(std::move(address), std::move(options));
+}
+
+SecretServiceKeychain::SecretServiceKeychain(std::string busAddress, Options options)
     : busAddress_(std::move(busAddress))
-    , now_(std::move(now))
+    , options_(std::move(options))
 {}
 
 SecretServiceKeychain::~SecretServiceKeychain()
 {
+    shutDown();
+}
+
+void SecretServiceKeychain::shutDown()
+{
     *isAlive_ = false;
+    lateWriter_.reset();
 }
 
 std::optional<SecretService> SecretServiceKeychain::converse()
 {
-    if (leftAloneUntil_ && now_() < *leftAloneUntil_)
+    if (leftAloneUntil_ && options_.now() < *leftAloneUntil_)
         return std::nullopt;
     leftAloneUntil_.reset();
-    return SecretService(busAddress_);
+    return std::optional<SecretService>(std::in_place, busAddress_, options_.patience);
 }
 
 Keychain::Status SecretServiceKeychain::statusOf(SecretFault fault)
 {
-    if (fault == SecretFault::Timeout)
-        leftAloneUntil_ = now_() + kLeftAlone;
-    return Status::Unavailable;
+    if (isWithoutAnswer(fault))
+        leftAloneUntil_ = options_.now() + kLeftAlone;
+    switch (fault) {
+    case SecretFault::NoObject:
+        return Status::ItemNotFound;
+    case SecretFault::Dismissed:
+        return Status::Dismissed;
+    case SecretFault::Unconfirmed:
+        return Status::Unconfirmed;
+    default:
+        return Status::Unavailable;
+    }
 }
 
 Keychain::ReadResult SecretServiceKeychain::read(const QString& service, const QString& account)
@@ -54,60 +82,99 @@ Keychain::ReadResult SecretServiceKeychain::read(const QString& service, const Q
     auto conversation = converse();
     if (!conversation)
         return {};
-    const auto found = conversation->search(nameOf(service, account));
-    if (!found)
-        return {statusOf(found.error()), {}};
-    if (found.value().unlocked.empty())
-        return {found.value().locked.empty() ? Status::ItemNotFound : Status::Unavailable, {}};
-    const auto secret = conversation->secretOf(found.value().unlocked.front());
-    if (!secret)
-        return {statusOf(secret.error()), {}};
-    return {Status::Success, QByteArray::fromStdString(secret.value())};
+    const auto items = conversation->search(nameOf(service, account));
+    if (!items)
+        return {statusOf(items.error()), {}};
+    if (items.value().isEmpty()) {
+        const auto collection = conversation->defaultCollection();
+        if (!collection)
+            return {statusOf(collection.error()), {}};
+        // What is locked may hold an item that was not found.
+        return {collection.value().isLocked ? Status::Unavailable : Status::ItemNotFound, {}};
+    }
+    for (const std::string& item : items.value().unlocked) {
+        const auto secret = conversation->secretOf(item);
+        if (secret)
+            return {Status::Success, QByteArray::fromStdString(secret.value())};
+        if (!isOfTheItem(secret.error()))
+            return {statusOf(secret.error()), {}};
+    }
+    return {};
 }
 
 Keychain::Status SecretServiceKeychain::update(const QString& service, const QString& account,
                                                const QByteArray& data)
 {
-    const SecretName name = nameOf(service, account);
-    // What was set last must also be written last.
-    if (isWritingLate(name))
-        return writeLate(name, data);
-    auto conversation = converse();
-    if (!conversation)
-        return Status::Unavailable;
-    const auto found = conversation->search(name);
-    if (!found)
-        return statusOf(found.error());
-    if (found.value().unlocked.empty())
-        return found.value().locked.empty() ? Status::ItemNotFound : writeLate(name, data);
-    const auto outcome = conversation->setSecret(found.value().unlocked.front(), data.toStdString());
-    if (outcome)
-        return Status::Success;
-    return outcome.error() == SecretFault::IsLocked ? writeLate(name, data) : statusOf(outcome.error());
+    return store(nameOf(service, account), {data.toStdString(), LateSecret::IfMissing::Stays});
+}
+
+Keychain::Status SecretServiceKeychain::write(const QString& service, const QString& account,
+                                              const QByteArray& data)
+{
+    return store(nameOf(service, account), {data.toStdString(), LateSecret::IfMissing::IsAdded});
 }
 
 Keychain::Status SecretServiceKeychain::add(const QString& service, const QString& account,
                                             const QByteArray& data)
 {
     const SecretName name = nameOf(service, account);
+    LateSecret secret{data.toStdString(), LateSecret::IfMissing::IsAdded};
+    if (isWritingLate(name))
+        return writeLate(name, std::move(secret));
     auto conversation = converse();
     if (!conversation)
         return Status::Unavailable;
     const auto collection = conversation->defaultCollection();
     if (!collection)
         return statusOf(collection.error());
-    if (collection.value() == SecretService::kNone)
-        return writeLate(name, data);
-    const auto isLocked = conversation->isLocked(collection.value());
-    if (!isLocked)
-        return statusOf(isLocked.error());
-    if (isLocked.value())
-        return writeLate(name, data);
-    const auto prompt = conversation->createItem(collection.value(), name, data.toStdString());
+    return create(*conversation, collection.value(), name, std::move(secret));
+}
+
+Keychain::Status SecretServiceKeychain::store(const SecretName& name, LateSecret secret)
+{
+    // What was set last must also be written last.
+    if (isWritingLate(name))
+        return writeLate(name, std::move(secret));
+    auto conversation = converse();
+    if (!conversation)
+        return Status::Unavailable;
+    const auto items = conversation->search(name);
+    if (!items)
+        return statusOf(items.error());
+    if (!items.value().isEmpty()) {
+        if (items.value().mustBeUnlockedFor(secret.text))
+            return writeLate(name, std::move(secret));
+        const auto outcome = conversation->setSecret(items.value().unlocked, secret.text);
+        return outcome ? Status::Success : settle(outcome.error(), name, std::move(secret));
+    }
+    const auto collection = conversation->defaultCollection();
+    if (!collection)
+        return statusOf(collection.error());
+    if (secret.ifMissing == LateSecret::IfMissing::IsAdded)
+        return create(*conversation, collection.value(), name, std::move(secret));
+    // What is locked may hold an item that was not found.
+    return collection.value().isLocked ? writeLate(name, std::move(secret)) : Status::ItemNotFound;
+}
+
+Keychain::Status SecretServiceKeychain::create(SecretService& service,
+                                               const SecretService::Collection& collection,
+                                               const SecretName& name, LateSecret secret)
+{
+    if (!collection.exists() || collection.isLocked)
+        return writeLate(name, std::move(secret));
+    const auto prompt = service.createItem(collection.path, name, secret.text);
     if (!prompt)
-        return prompt.error() == SecretFault::IsLocked ? writeLate(name, data) : statusOf(prompt.error());
+        return settle(prompt.error(), name, std::move(secret));
     // A key store that wants to ask before it takes something is asked by who can wait for the answer.
-    return prompt.value() == SecretService::kNone ? Status::Success : writeLate(name, data);
+    return prompt.value() == SecretService::kNone ? Status::Success : writeLate(name, std::move(secret));
+}
+
+Keychain::Status SecretServiceKeychain::settle(SecretFault fault, const SecretName& name, LateSecret secret)
+{
+    const Status status = statusOf(fault);
+    secret.wasSent = status == Status::Unconfirmed;
+    const bool isHelped = secret.wasSent || fault == SecretFault::IsLocked;
+    return isHelped ? writeLate(name, std::move(secret)) : status;
 }
 
 Keychain::Availability SecretServiceKeychain::availability()
@@ -115,29 +182,23 @@ Keychain::Availability SecretServiceKeychain::availability()
     auto conversation = converse();
     if (!conversation)
         return Availability::Timeout;
-    const auto toAvailability = [this](SecretFault fault) {
-        static_cast<void>(statusOf(fault));
-        switch (fault) {
-        case SecretFault::NoBus:
-            return Availability::NoBus;
-        case SecretFault::Timeout:
-            return Availability::Timeout;
-        case SecretFault::IsLocked:
-            return Availability::Locked;
-        default:
-            return Availability::NoService;
-        }
-    };
     const auto collection = conversation->defaultCollection();
-    if (!collection)
-        return toAvailability(collection.error());
     // Without a collection, the first write asks the user for one.
-    if (collection.value() == SecretService::kNone)
-        return Availability::Available;
-    const auto isLocked = conversation->isLocked(collection.value());
-    if (!isLocked)
-        return toAvailability(isLocked.error());
-    return isLocked.value() ? Availability::Locked : Availability::Available;
+    if (collection)
+        return collection.value().isLocked ? Availability::Locked : Availability::Available;
+    static_cast<void>(statusOf(collection.error()));
+    switch (collection.error()) {
+    case SecretFault::NoBus:
+        return Availability::NoBus;
+    case SecretFault::NoService:
+        return Availability::NoService;
+    case SecretFault::Timeout:
+        return Availability::Timeout;
+    case SecretFault::IsLocked:
+        return Availability::Locked;
+    default:
+        return Availability::Refused;
+    }
 }
 
 bool SecretServiceKeychain::isWritingLate(const SecretName& name) const
@@ -145,19 +206,24 @@ bool SecretServiceKeychain::isWritingLate(const SecretName& name) const
     return lateWriter_ && lateWriter_->isWriting(name);
 }
 
-Keychain::Status SecretServiceKeychain::writeLate(const SecretName& name, const QByteArray& data)
+Keychain::Status SecretServiceKeychain::writeLate(const SecretName& name, LateSecret secret)
 {
+    if (!*isAlive_)
+        return Status::Unavailable;
     if (!lateWriter_) {
-        const auto handler = [this, isAlive = isAlive_](const SecretName& written, bool isWritten) {
-            async::postToMainLoop([this, isAlive, written, isWritten] {
-                if (*isAlive && onLateWrite)
-                    onLateWrite(QString::fromStdString(written.account),
-                                isWritten ? Status::Success : Status::Unavailable);
+        const auto handler = [this, isAlive = isAlive_](const SecretName& written,
+                                                        std::optional<SecretFault> fault) {
+            async::postToMainLoop([this, isAlive, written, fault] {
+                if (!*isAlive)
+                    return;
+                const Status status = fault ? statusOf(*fault) : Status::Success;
+                if (onLateWrite)
+                    onLateWrite(QString::fromStdString(written.account), status);
             });
         };
-        lateWriter_ = std::make_unique<LateSecretWriter>(busAddress_, handler);
+        lateWriter_ = std::make_unique<LateSecretWriter>(busAddress_, options_.latePatience, handler);
     }
-    lateWriter_->write(name, data.toStdString());
+    lateWriter_->write(name, std::move(secret));
     return Status::Pending;
 }
 

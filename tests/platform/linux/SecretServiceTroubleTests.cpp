@@ -2,6 +2,8 @@
 #include "support/core/Environment.h"
 #include "support/keyring/KeyringTest.h"
 
+#include <QFile>
+#include <QTemporaryDir>
 #include <csignal>
 
 namespace velmo::test {
@@ -37,9 +39,10 @@ protected:
 TEST_F(SecretServiceTroubleTest, AFrozenKeyringCostsHalfASecondOnceAndIsLeftAloneForTen)
 {
     startWithKey();
+    beImpatient();
     keyring.daemon().halt();
     const auto waited = durationOf([this] { EXPECT_EQ(readStatus(), Status::Unavailable); });
-    EXPECT_GE(waited, SecretService::kPatience);
+    EXPECT_GE(waited, SecretServiceKeychain::kInterface.call);
     EXPECT_LT(waited, kGuard);
     EXPECT_EQ(keychain->availability(), Availability::Timeout);
     EXPECT_EQ(keychain->update(kService, kAccount, "other"), Status::Unavailable);
@@ -56,6 +59,7 @@ TEST_F(SecretServiceTroubleTest, AFrozenKeyringCostsHalfASecondOnceAndIsLeftAlon
 TEST_F(SecretServiceTroubleTest, AFrozenKeyringHoldsUpAWriteForHalfASecond)
 {
     startWithKey();
+    beImpatient();
     keyring.daemon().halt();
     const auto waited =
         durationOf([this] { EXPECT_EQ(keychain->update(kService, kAccount, "other"), Status::Unavailable); });
@@ -66,10 +70,12 @@ TEST_F(SecretServiceTroubleTest, AFrozenKeyringHoldsUpAWriteForHalfASecond)
 TEST_F(SecretServiceTroubleTest, AKeyringThatIsStillFrozenIsLeftAloneAgain)
 {
     startWithKey();
+    beImpatient();
     keyring.daemon().halt();
     EXPECT_EQ(readStatus(), Status::Unavailable);
     now += SecretServiceKeychain::kLeftAlone;
-    EXPECT_GE(durationOf([this] { EXPECT_EQ(readStatus(), Status::Unavailable); }), SecretService::kPatience);
+    EXPECT_GE(durationOf([this] { EXPECT_EQ(readStatus(), Status::Unavailable); }),
+              SecretServiceKeychain::kInterface.call);
     kill(keyring.daemon().processID(), SIGCONT);
     EXPECT_EQ(readStatus(), Status::Unavailable);
 }
@@ -77,9 +83,10 @@ TEST_F(SecretServiceTroubleTest, AKeyringThatIsStillFrozenIsLeftAloneAgain)
 TEST_F(SecretServiceTroubleTest, AFrozenBusCostsHalfASecond)
 {
     startWithKey();
+    beImpatient();
     kill(keyring.buses().sessionProcess(), SIGSTOP);
     const auto waited = durationOf([this] { EXPECT_EQ(readStatus(), Status::Unavailable); });
-    EXPECT_GE(waited, SecretService::kPatience);
+    EXPECT_GE(waited, SecretServiceKeychain::kInterface.call);
     EXPECT_LT(waited, kGuard);
     EXPECT_EQ(keychain->availability(), Availability::Timeout);
     kill(keyring.buses().sessionProcess(), SIGCONT);
@@ -123,9 +130,10 @@ TEST_F(SecretServiceTroubleTest, AKeyringThatTheBusCanStartIsStarted)
 
 TEST_F(SecretServiceTroubleTest, AKeyringThatNeverFinishesToStartCostsHalfASecond)
 {
+    beImpatient();
     ASSERT_TRUE(keyring.buses().offer("org.freedesktop.secrets", "/bin/sleep 20"));
     const auto waited = durationOf([this] { EXPECT_EQ(readStatus(), Status::Unavailable); });
-    EXPECT_GE(waited, SecretService::kPatience);
+    EXPECT_GE(waited, SecretServiceKeychain::kInterface.call);
     EXPECT_LT(waited, kGuard);
     EXPECT_EQ(keychain->availability(), Availability::Timeout);
 }
@@ -150,6 +158,44 @@ TEST_F(SecretServiceTroubleTest, ABusThatIsNotThereIsNone)
     }
 }
 
+TEST_F(SecretServiceTroubleTest, OnlyTheSocketsInAnAddressAreGoneTo)
+{
+    startWithKey();
+    const QTemporaryDir folder;
+    const std::string trace = folder.filePath(QStringLiteral("trace")).toStdString();
+    const std::string program = "unixexec:path=/usr/bin/touch,argv1=" + trace;
+    const std::string bus = keyring.busAddress();
+    for (const std::string& address :
+         {"unix:path=/nonexistent/bus;" + program + ';' + bus, program + ';' + bus, bus + ';' + program}) {
+        SecretServiceKeychain careful(address);
+        EXPECT_EQ(careful.read(kService, kAccount).data, "value") << address;
+    }
+    SecretServiceKeychain lonely("unix:path=/nonexistent/bus;" + program);
+    EXPECT_EQ(lonely.availability(), Availability::NoBus);
+    EXPECT_FALSE(QFile::exists(QString::fromStdString(trace))) << "an address started a program";
+}
+
+TEST(BusAddressTest, OnlySocketsOfThisComputerAreLeft)
+{
+    const auto local = [](const char* address) { return BusConnection::localAddress(address); };
+    EXPECT_EQ(local("unix:path=/a"), "unix:path=/a");
+    EXPECT_EQ(local("unix:abstract=/a,guid=1"), "unix:abstract=/a,guid=1");
+    EXPECT_EQ(local("unixexec:path=/bin/sh;unix:path=/a;tcp:host=h;;unix:path=/b"),
+              "unix:path=/a;unix:path=/b");
+    for (const char* address :
+         {"", ";", "unix:", "unix:tmpdir=/tmp", "tcp:host=h", "disabled:", "launchd:env=X"})
+        EXPECT_EQ(local(address), "") << address;
+}
+
+TEST(BusAddressTest, TheFolderOfTheSessionIsWrittenAsAddressesAre)
+{
+    const EnvironmentVariable address("DBUS_SESSION_BUS_ADDRESS");
+    const EnvironmentVariable folder("XDG_RUNTIME_DIR", "/run/user/1");
+    EXPECT_EQ(BusConnection::sessionAddress(), "unix:path=/run/user/1/bus");
+    folder.assign("/a;b,c=%\xC3\xA4");
+    EXPECT_EQ(BusConnection::sessionAddress(), "unix:path=/a%3bb%2cc%3d%25%c3%a4/bus");
+}
+
 TEST_F(SecretServiceTroubleTest, TheEnvironmentSaysWhereTheKeyringIs)
 {
     startWithKey();
@@ -166,8 +212,9 @@ TEST_F(SecretServiceTroubleTest, TheEnvironmentSaysWhereTheKeyringIs)
 TEST_F(SecretServiceTroubleTest, EachAbsenceHasItsSentence)
 {
     QStringList sentences;
-    for (const auto availability : {Availability::Available, Availability::Locked, Availability::NoService,
-                                    Availability::Timeout, Availability::NoBus})
+    for (const auto availability :
+         {Availability::Available, Availability::Locked, Availability::NoService, Availability::Timeout,
+          Availability::Refused, Availability::NoBus, Availability::Off})
         sentences.append(description(availability));
     EXPECT_FALSE(sentences.contains(QString()));
     EXPECT_EQ(sentences.removeDuplicates(), 0);

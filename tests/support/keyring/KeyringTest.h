@@ -9,7 +9,8 @@
 
 namespace velmo::test {
 
-/// A keychain on a keyring of the test's own. Its clock stands still until the test moves it.
+/// A keychain on a keyring of the test's own. Its clock stands still until the test moves it. It waits longer
+/// than the program's, which a loaded machine could keep waiting for no fault of the keyring.
 class KeyringTest : public testing::Test {
 protected:
     using Status = Keychain::Status;
@@ -34,6 +35,18 @@ protected:
         };
     }
 
+    [[nodiscard]] SecretServiceKeychain::Options options(SecretPatience patience)
+    {
+        return {patience, {kPatience, std::nullopt}, [this] { return now; }};
+    }
+    /// From now on the keychain is as patient as the program's.
+    void beImpatient()
+    {
+        keychain = std::make_unique<SecretServiceKeychain>(keyring.busAddress(),
+                                                           options(SecretServiceKeychain::kInterface));
+        listen(*keychain);
+    }
+
     [[nodiscard]] QByteArray valueOf(const QString& account)
     {
         const auto result = keychain->read(kService, account);
@@ -49,7 +62,7 @@ protected:
     PrivateKeyring keyring;
     Clock::TimePoint now = Clock::now();
     std::unique_ptr<SecretServiceKeychain> keychain =
-        std::make_unique<SecretServiceKeychain>(keyring.busAddress(), [this] { return now; });
+        std::make_unique<SecretServiceKeychain>(keyring.busAddress(), options({kPatience, std::nullopt}));
     std::vector<LateWrite> lateWrites;
 };
 

@@ -39,6 +39,8 @@ public:
     void willNeverAnswer();
     /// The question that the answer was prepared for has not been asked.
     [[nodiscard]] bool isUnasked() { return tellPrompter("status").startsWith('1'); }
+    /// It has; what is neither is no longer there to be asked.
+    [[nodiscard]] bool isAsked() { return tellPrompter("status").startsWith('0'); }
 
     struct ToolResult {
         int exitCode = -1;
