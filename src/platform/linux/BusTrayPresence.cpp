@@ -16,6 +16,8 @@ const BusRequest kGetHost{kWatcher, "/StatusNotifierWatcher",        "org.freede
                           kWatcher, "IsStatusNotifierHostRegistered"};
 const std::string kHostRule = "type='signal',interface='org.kde.StatusNotifierWatcher',"
                               "member='StatusNotifierHostRegistered'";
+const std::string kHostlessRule = "type='signal',interface='org.kde.StatusNotifierWatcher',"
+                                  "member='StatusNotifierHostUnregistered'";
 const std::string kOwnerRule = "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',"
                                "member='NameOwnerChanged',arg0='org.kde.StatusNotifierWatcher'";
 
@@ -53,6 +55,7 @@ BusTrayPresence::BusTrayPresence(const std::string& sessionAddress)
     });
     // Who sends it does not matter, since it only leads to a question.
     hostArrivals_ = bus_->listen(kHostRule, [this](BusMessage&) { askForHost(); });
+    hostDepartures_ = bus_->listen(kHostlessRule, [this](BusMessage&) { askForHost(); });
     ownerCall_ = bus_->call(kGetOwner, kAnswerLimit, [this](BusMessage& message) {
         if (message.isError())
             become(State::Absent);
@@ -86,6 +89,7 @@ void BusTrayPresence::process()
     hostCall_ = {};
     ownerCall_ = {};
     hostArrivals_ = {};
+    hostDepartures_ = {};
     ownerChanges_ = {};
     bus_.reset();
     become(State::Absent);

@@ -19,6 +19,7 @@ public:
     BusTrayPresence& operator=(const BusTrayPresence&) = delete;
     ~BusTrayPresence() override;
 
+    [[nodiscard]] Kind kind() const override { return Kind::Bus; }
     [[nodiscard]] State state() const override { return state_; }
     void setChangeHandler(std::function<void()> handler) override { handler_ = std::move(handler); }
 
@@ -31,6 +32,7 @@ private:
     std::unique_ptr<BusConnection> bus_;
     BusListener ownerChanges_;
     BusListener hostArrivals_;
+    BusListener hostDepartures_;
     BusListener ownerCall_;
     BusListener hostCall_;
     std::unique_ptr<QSocketNotifier> readable_;
