@@ -10,6 +10,7 @@
 
 #include <QLabel>
 #include <QProcess>
+#include <QTimer>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <string_view>
@@ -217,13 +218,11 @@ TEST_F(HotkeySheetDesk, AKeyThatIsHeldIsOnePress)
     tell(XCB_KEY_PRESS);
     ASSERT_TRUE(sheet_.window()->isVisible()) << "too slow to tell anything";
     input_.letGo({"Control_L", "k"});
-    // Each press that counts comes into force at its own time; a last one comes after all of them.
-    sheet_.present();
-    ASSERT_TRUE(awaitCondition([this] { return sheet_.window()->isActiveWindow(); }));
-    input_.chord({"Control_L", "j"});
-    ASSERT_TRUE(awaitText("Saved: J with \u2303"));
-    EXPECT_TRUE(awaitCondition([this] { return !sheet_.window()->isVisible() && restarts_ >= 2; }));
-    EXPECT_EQ(restarts_, 2);
+    // Each press that counts comes into force at its own time, and all of them before this.
+    bool isOver = false;
+    QTimer::singleShot(std::chrono::milliseconds(800), Qt::PreciseTimer, [&] { isOver = true; });
+    ASSERT_TRUE(awaitCondition([&] { return isOver; }));
+    EXPECT_EQ(restarts_, 1);
 }
 
 TEST_F(HotkeySheetDesk, AKeyThatSettingsCannotNameIsRefused)

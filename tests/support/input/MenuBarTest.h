@@ -20,7 +20,7 @@ protected:
     {
         controller.reset();
         controller = std::make_unique<MenuBarController>(
-            *session, settings, MenuBarController::Desktop{windows, keys, trays, trayPatience}, callbacks);
+            *session, settings, MenuBarController::Desktop{*surfaces, keys, trays, trayPatience}, callbacks);
     }
 
     FakeTrayPresence& addTray(TrayPresence::State state, TrayPresence::Kind kind = TrayPresence::Kind::Bus)
@@ -46,6 +46,7 @@ protected:
     }
 
     FakeWindowSurfaces windows;
+    WindowSurfaces* surfaces = &windows;
     FakeKeyReader keys;
     StatusItem::Trays trays;
     std::chrono::milliseconds trayPatience{0};
