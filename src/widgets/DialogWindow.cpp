@@ -12,8 +12,10 @@ namespace velmo::DialogWindow {
 
 namespace {
 
-/// By then a window manager has brought a window forward that it had to find among others.
+/// A window manager brings a window forward and puts its others in order, once or in steps: looked at so
+/// often, and so long after one another.
 constexpr std::chrono::milliseconds kRestacking{100};
+constexpr int kRestackings = 4;
 
 /// Keeps a window of ours where it belongs while it is shown: above our floating windows, and out of the
 /// desktop's lists.
@@ -31,8 +33,11 @@ public:
     void bringForward()
     {
         surfaces_.activateManaged(window_);
-        if (isPlaced_)
-            again_.start(kRestacking);
+        if (window_.windowHandle()->isExposed()) {
+            // Right below it our floating windows would still be below whatever it is below at the moment.
+            isPlaced_ = false;
+            restackLater();
+        }
     }
 
 private:
@@ -44,10 +49,13 @@ private:
         window.winId();
         window.installEventFilter(this);
         window.windowHandle()->installEventFilter(this);
-        again_.setSingleShot(true);
-        again_.callOnTimeout([this] {
-            if (isPlaced_)
+        restacking_.callOnTimeout([this] {
+            if (++restackings_ == kRestackings)
+                restacking_.stop();
+            if (!std::exchange(isPlaced_, true))
                 surfaces_.bringManagedToTop(window_);
+            else
+                surfaces_.keepManagedOnTop();
         });
     }
 
@@ -57,20 +65,28 @@ private:
             isPlaced_ = false;
             surfaces_.leaveOutOfLists(window_);
         } else if (watched == &window_ && event->type() == QEvent::Hide && !event->spontaneous()) {
-            isPlaced_ = false;
+            restacking_.stop();
             surfaces_.releaseTop(window_);
         } else if (event->type() == QEvent::Expose && window_.windowHandle()->isExposed() &&
                    !std::exchange(isPlaced_, true)) {
             // It is exposed once the window manager has framed and shown it.
             surfaces_.bringManagedToTop(window_);
+            restackLater();
         }
         return false;
     }
 
+    void restackLater()
+    {
+        restackings_ = 0;
+        restacking_.start(kRestacking);
+    }
+
     QWidget& window_;
     WindowSurfaces& surfaces_;
-    QTimer again_;
-    bool isPlaced_ = false; ///< Above our other windows, since it was shown.
+    QTimer restacking_;
+    int restackings_ = 0;
+    bool isPlaced_ = false; ///< Above our floating windows, since it was last asked for.
 };
 
 } // namespace

@@ -43,6 +43,8 @@ protected:
         circle(QRect(200, 200, 200, 150));
         ASSERT_TRUE(awaitState(SessionState::Querying));
         ASSERT_TRUE(awaitQuestionField());
+        // When it has come in it takes the keyboard once more.
+        ASSERT_TRUE(awaitCondition([] { return shownField()->window()->windowOpacity() == 1; }));
     }
     [[nodiscard]] static QueryTextView* shownField()
     {
@@ -118,6 +120,7 @@ TEST_F(MenuJob, ADrawingClosesTheSheet)
 
 TEST_F(MenuJob, TypingAQuestionWhileTheSheetIsOpenRecordsNothing)
 {
+    ASSERT_TRUE(display().startCompositor());
     ASSERT_TRUE(host_.start());
     startProgram();
     ASSERT_TRUE(awaitItem());
@@ -141,6 +144,7 @@ TEST_F(MenuJob, TypingAQuestionWhileTheSheetIsOpenRecordsNothing)
 
 TEST_F(MenuJob, ASheetInPlaceOfAnotherKeepsTheKeyboardBesideAQuestion)
 {
+    ASSERT_TRUE(display().startCompositor());
     ASSERT_TRUE(host_.start());
     startProgram();
     ASSERT_TRUE(awaitItem());

@@ -7,6 +7,8 @@
 #include "support/x11/VirtualDisplay.h"
 
 #include <QApplication>
+#include <QDir>
+#include <QTemporaryDir>
 #include <csignal>
 
 namespace velmo::test {
@@ -199,6 +201,32 @@ TEST_F(BusTrayTest, TheSymbolIsSentInEverySizeAndFollowsTheScheme)
     EXPECT_TRUE(awaitCondition([&] { return strongest() == QColor(0xf2f2f5); }));
 }
 
+/// An environment variable that has another value for a while.
+class ScopedVariable {
+public:
+    ScopedVariable(const char* name, const QByteArray& value)
+        : name_(name)
+        , before_(qgetenv(name))
+        , wasSet_(qEnvironmentVariableIsSet(name))
+    {
+        qputenv(name, value);
+    }
+    ScopedVariable(const ScopedVariable&) = delete;
+    ScopedVariable& operator=(const ScopedVariable&) = delete;
+    ~ScopedVariable()
+    {
+        if (wasSet_)
+            qputenv(name_, before_);
+        else
+            qunsetenv(name_);
+    }
+
+private:
+    const char* name_;
+    QByteArray before_;
+    bool wasSet_;
+};
+
 /// A bus that does not answer.
 class HaltedBus {
 public:
@@ -221,6 +249,32 @@ TEST_F(BusTrayTest, AFrozenBusHoldsNothingUp)
     EXPECT_FALSE(exists());
     halted.goOn();
     EXPECT_TRUE(awaitItem());
+}
+
+TEST(BusTrayPresence, TellsTheColorOfPlasmasOwnBars)
+{
+    const QTemporaryDir folder;
+    const auto write = [&](const QString& path, const QByteArray& text) {
+        QFile file(folder.filePath(path));
+        ASSERT_TRUE(QDir().mkpath(QFileInfo(file).path()));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write(text) == text.size());
+    };
+    write(QStringLiteral("plasma/desktoptheme/dusk/colors"),
+          "[Colors:View]\nForegroundNormal=1,2,3\n[Colors:Window]\nForegroundNormal=239,240,241\n");
+    write(QStringLiteral("plasmarc"), "[Theme]\nname=dusk\n");
+    const ScopedVariable config("XDG_CONFIG_HOME", folder.path().toUtf8());
+    const ScopedVariable data("XDG_DATA_HOME", folder.path().toUtf8());
+    const BusTrayPresence tray("");
+    {
+        const ScopedVariable desktop("XDG_CURRENT_DESKTOP", "XFCE");
+        EXPECT_EQ(tray.symbolColor(), std::nullopt);
+    }
+    const ScopedVariable desktop("XDG_CURRENT_DESKTOP", "KDE");
+    EXPECT_EQ(tray.symbolColor(), QColor(239, 240, 241));
+    write(QStringLiteral("plasmarc"), "[Theme]\nname=none-such\n");
+    EXPECT_EQ(tray.symbolColor(), std::nullopt);
+    write(QStringLiteral("plasmarc"), "");
+    EXPECT_EQ(tray.symbolColor(), std::nullopt);
 }
 
 TEST(BusTrayPresence, WithoutABusThereIsNone)

@@ -2,6 +2,7 @@
 
 #include "platform/TrayPresence.h"
 #include "platform/linux/BusConnection.h"
+#include "platform/linux/PlasmaBarColor.h"
 
 class QSocketNotifier;
 class QTimer;
@@ -21,6 +22,7 @@ public:
 
     [[nodiscard]] Kind kind() const override { return Kind::Bus; }
     [[nodiscard]] State state() const override { return state_; }
+    [[nodiscard]] std::optional<QColor> symbolColor() const override { return plasmaBarColor(); }
     void setChangeHandler(std::function<void()> handler) override { handler_ = std::move(handler); }
 
 private:
