@@ -1,6 +1,7 @@
 #include "support/tray/TrayTest.h"
 
 #include "platform/x11/X11WindowSurfaces.h"
+#include "support/core/Environment.h"
 #include "support/widgets/Palettes.h"
 #include "support/x11/InputDriver.h"
 #include "support/x11/PlainClient.h"
@@ -201,32 +202,6 @@ TEST_F(BusTrayTest, TheSymbolIsSentInEverySizeAndFollowsTheScheme)
     EXPECT_TRUE(awaitCondition([&] { return strongest() == QColor(0xf2f2f5); }));
 }
 
-/// An environment variable that has another value for a while.
-class ScopedVariable {
-public:
-    ScopedVariable(const char* name, const QByteArray& value)
-        : name_(name)
-        , before_(qgetenv(name))
-        , wasSet_(qEnvironmentVariableIsSet(name))
-    {
-        qputenv(name, value);
-    }
-    ScopedVariable(const ScopedVariable&) = delete;
-    ScopedVariable& operator=(const ScopedVariable&) = delete;
-    ~ScopedVariable()
-    {
-        if (wasSet_)
-            qputenv(name_, before_);
-        else
-            qunsetenv(name_);
-    }
-
-private:
-    const char* name_;
-    QByteArray before_;
-    bool wasSet_;
-};
-
 /// A bus that does not answer.
 class HaltedBus {
 public:
@@ -262,14 +237,14 @@ TEST(BusTrayPresence, TellsTheColorOfPlasmasOwnBars)
     write(QStringLiteral("plasma/desktoptheme/dusk/colors"),
           "[Colors:View]\nForegroundNormal=1,2,3\n[Colors:Window]\nForegroundNormal=239,240,241\n");
     write(QStringLiteral("plasmarc"), "[Theme]\nname=dusk\n");
-    const ScopedVariable config("XDG_CONFIG_HOME", folder.path().toUtf8());
-    const ScopedVariable data("XDG_DATA_HOME", folder.path().toUtf8());
+    const EnvironmentVariable config("XDG_CONFIG_HOME", folder.path().toUtf8());
+    const EnvironmentVariable data("XDG_DATA_HOME", folder.path().toUtf8());
     const BusTrayPresence tray("");
     {
-        const ScopedVariable desktop("XDG_CURRENT_DESKTOP", "XFCE");
+        const EnvironmentVariable desktop("XDG_CURRENT_DESKTOP", "XFCE");
         EXPECT_EQ(tray.symbolColor(), std::nullopt);
     }
-    const ScopedVariable desktop("XDG_CURRENT_DESKTOP", "KDE");
+    const EnvironmentVariable desktop("XDG_CURRENT_DESKTOP", "KDE");
     EXPECT_EQ(tray.symbolColor(), QColor(239, 240, 241));
     write(QStringLiteral("plasmarc"), "[Theme]\nname=none-such\n");
     EXPECT_EQ(tray.symbolColor(), std::nullopt);
