@@ -33,7 +33,7 @@ public:
     QPixmap pixmap(const QSize& size, QIcon::Mode, QIcon::State) override
     {
         const int side = std::min(size.width(), size.height());
-        const QPixmap symbol = symbolPixmap(drawingFor(side), color_, side);
+        QPixmap symbol = symbolPixmap(drawingFor(side), color_, side);
         if (symbol.size() == size)
             return symbol;
         QPixmap centred(size);

@@ -105,6 +105,30 @@ TEST_P(DialogWindowDesk, ComesBackInFrontOfAnotherApplication)
         awaitCondition([&] { return hasKeyboard(window_) && level(window_) > level(other.window()); }));
 }
 
+TEST_P(DialogWindowDesk, IsAskedForWithATimeOfNow)
+{
+    DialogWindow::bringToFront(window_, surfaces_);
+    ASSERT_TRUE(awaitCondition([this] { return hasKeyboard(window_); }));
+    const uint32_t mask = XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
+    xcb_change_window_attributes(eye_->get(), eye_->root(), XCB_CW_EVENT_MASK, &mask);
+    const xcb_timestamp_t before = eye_->serverTime();
+    DialogWindow::bringToFront(window_, surfaces_);
+    const auto isRequest = [&](const xcb_generic_event_t& event) {
+        const auto& message = reinterpret_cast<const xcb_client_message_event_t&>(event);
+        return (event.response_type & 0x7f) == XCB_CLIENT_MESSAGE &&
+               message.type == eye_->atom("_NET_ACTIVE_WINDOW") &&
+               message.window == window_.internalWinId() && message.data.data32[0] == 2 &&
+               message.data.data32[1] >= before;
+    };
+    EXPECT_TRUE(awaitCondition([&] {
+        while (const auto event = eye_->nextEvent()) {
+            if (isRequest(*event))
+                return true;
+        }
+        return false;
+    }));
+}
+
 TEST_P(DialogWindowDesk, IsAboveOurFloatingWindowsAndGivesTheKeyboardBackToThem)
 {
     Floating floating;
