@@ -11,6 +11,7 @@
 #include <QLabel>
 #include <QTimer>
 #include <QVBoxLayout>
+#include <QWindow>
 #include <utility>
 
 namespace velmo {
@@ -26,27 +27,10 @@ constexpr std::chrono::milliseconds kFarewell{800};
 constexpr int kFirstModifierKey = 54;
 constexpr int kLastModifierKey = 63;
 
-/// The toolkit reports a modifier as a key press of its own, also while a combination is being built.
-bool isModifierPress(int key)
+/// Where people type and draw, and menus, whose keys are their own.
+bool isForTyping(const QWindow& window)
 {
-    switch (key) {
-    case Qt::Key_Shift:
-    case Qt::Key_Control:
-    case Qt::Key_Alt:
-    case Qt::Key_AltGr:
-    case Qt::Key_Meta:
-    case Qt::Key_Super_L:
-    case Qt::Key_Super_R:
-    case Qt::Key_Hyper_L:
-    case Qt::Key_Hyper_R:
-    case Qt::Key_CapsLock:
-    case Qt::Key_NumLock:
-    case Qt::Key_ScrollLock:
-    case Qt::Key_Mode_switch:
-        return true;
-    default:
-        return false;
-    }
+    return window.flags().testFlag(Qt::BypassWindowManagerHint) || window.type() == Qt::Popup;
 }
 
 } // namespace
@@ -103,6 +87,29 @@ private:
     QLabel* label_;
 };
 
+/// Leads the sheet to each window that is about to get a key. Filters of a window come after all of the
+/// application's, so whatever sorts a held key's presses has done so by then.
+class HotkeyCaptureSheet::KeyWatch final : public QObject {
+public:
+    explicit KeyWatch(HotkeyCaptureSheet& sheet)
+        : sheet_(sheet)
+    {
+        QCoreApplication::instance()->installEventFilter(this);
+    }
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        // The toolkit hands a press to the window first, and then to the widgets in it, one after the other.
+        if (event->type() == QEvent::KeyPress && watched->isWindowType())
+            watched->installEventFilter(&sheet_);
+        return false;
+    }
+
+private:
+    HotkeyCaptureSheet& sheet_;
+};
+
 HotkeyCaptureSheet::HotkeyCaptureSheet(std::shared_ptr<SettingsManager> settings,
                                        HotkeyCaptureCollaborators collaborators)
     : settings_(std::move(settings))
@@ -111,7 +118,7 @@ HotkeyCaptureSheet::HotkeyCaptureSheet(std::shared_ptr<SettingsManager> settings
 
 HotkeyCaptureSheet::~HotkeyCaptureSheet()
 {
-    cleanupMonitor();
+    close();
 }
 
 QWidget* HotkeyCaptureSheet::window() const
@@ -124,41 +131,50 @@ void HotkeyCaptureSheet::present()
     window_ = std::make_unique<Window>([this] { cleanupMonitor(); });
     window_->setText(QStringLiteral("Press your desired key combination..."));
     DialogWindow::prepare(*window_, QStringLiteral("Change Hotkey"), kSize);
-    QCoreApplication::instance()->installEventFilter(this);
-    DialogWindow::bringToFront(*window_);
+    monitor_ = std::make_unique<KeyWatch>(*this);
+    DialogWindow::bringToFront(*window_, collaborators_.windows);
+}
+
+void HotkeyCaptureSheet::close()
+{
+    if (window_)
+        window_->close();
+    cleanupMonitor();
 }
 
 bool HotkeyCaptureSheet::eventFilter(QObject* watched, QEvent* event)
 {
-    // The toolkit hands a press to the window first, and then to the widgets in it, one after the other.
-    if (event->type() != QEvent::KeyPress || !watched->isWindowType())
+    if (!monitor_ || event->type() != QEvent::KeyPress)
+        return false;
+    if (const auto* window = qobject_cast<QWindow*>(watched); window == nullptr || isForTyping(*window))
         return false;
     return swallows(static_cast<const QKeyEvent&>(*event));
 }
 
 bool HotkeyCaptureSheet::swallows(const QKeyEvent& event)
 {
-    if (isModifierPress(event.key()))
-        return false;
-    const PressedKey key = collaborators_.keys.read(event.nativeScanCode(), event.nativeModifiers());
-    if (key.modifiers == 0)
+    const PressedKey key =
+        collaborators_.keys.read({event.nativeScanCode(), event.nativeVirtualKey(), event.nativeModifiers()});
+    // The toolkit reports a modifier as a key press of its own, also while a combination is being built.
+    if (key.isModifier || key.modifiers == 0)
         return false;
     // A key that is held is one press.
     if (event.isAutoRepeat())
         return true;
-    // A key that settings have no number for can be no hotkey either.
-    if (key.keyCode < 0 || (key.keyCode >= kFirstModifierKey && key.keyCode <= kLastModifierKey))
-        refuse();
+    if (key.keyCode < 0)
+        refuse(QStringLiteral("This key cannot be used."));
+    else if (key.keyCode >= kFirstModifierKey && key.keyCode <= kLastModifierKey)
+        refuse(QStringLiteral("Choose a non-modifier key with modifiers."));
     else
         save(key);
     return true;
 }
 
-void HotkeyCaptureSheet::refuse()
+void HotkeyCaptureSheet::refuse(const QString& reason)
 {
     if (collaborators_.beep)
         collaborators_.beep();
-    window_->setText(QStringLiteral("Choose a non-modifier key with modifiers."));
+    window_->setText(reason);
 }
 
 void HotkeyCaptureSheet::save(const PressedKey& key)
@@ -186,16 +202,14 @@ void HotkeyCaptureSheet::finishPending()
 
 void HotkeyCaptureSheet::finish()
 {
-    cleanupMonitor();
-    window_->close();
+    close();
     if (collaborators_.restartHotkeyMonitor)
         collaborators_.restartHotkeyMonitor();
 }
 
 void HotkeyCaptureSheet::cleanupMonitor()
 {
-    if (auto* application = QCoreApplication::instance(); application != nullptr)
-        application->removeEventFilter(this);
+    monitor_.reset();
 }
 
 } // namespace velmo

@@ -20,10 +20,29 @@ MenuBarController::MenuBarController(AnnotationSession& session, std::shared_ptr
     , desktop_(desktop)
     , callbacks_(std::move(callbacks))
     , menu_(desktop_.windows, actions())
-    , statusItem_(menu_, desktop_.trays, callbacks_.onTrayMissing)
+    , statusItem_(menu_, desktop_.trays, desktop_.trayPatience, callbacks_.onTrayMissing)
+    , stateSubscription_(session_.state().subscribe([this](SessionState next) {
+        if (next == SessionState::Drawing)
+            makeRoomForDrawing();
+    }))
 {}
 
-MenuBarController::~MenuBarController() = default;
+MenuBarController::~MenuBarController()
+{
+    // While the window system is still told of it.
+    menu_.close();
+    if (settingsWindow_)
+        settingsWindow_->close();
+}
+
+/// Before the drawing's windows are there: an open menu would not let them have the keyboard, and whoever
+/// asks a question types for it and not for the sheet.
+void MenuBarController::makeRoomForDrawing()
+{
+    menu_.close();
+    if (hotkeySheet_)
+        hotkeySheet_->close();
+}
 
 StatusMenu::Actions MenuBarController::actions()
 {
@@ -52,21 +71,29 @@ void MenuBarController::openSettingsWindow()
         if (!settingsWindow_)
             return;
         DialogWindow::prepare(*settingsWindow_, QStringLiteral("Velmo Settings"), kSettingsSize);
-    } else if (QWidget* focused = settingsWindow_->focusWidget(); focused != nullptr) {
-        focused->clearFocus();
+    } else {
+        // Without any focus in it, a window would give it to its first field when it becomes the active one.
+        settingsWindow_->setFocus();
     }
-    DialogWindow::bringToFront(*settingsWindow_);
+    DialogWindow::bringToFront(*settingsWindow_, desktop_.windows);
 }
 
 void MenuBarController::presentHotkeySheet()
 {
     // What the former one has stored is not to wait for a sheet that is gone.
-    if (hotkeySheet_)
+    if (hotkeySheet_) {
         hotkeySheet_->finishPending();
+        hotkeySheet_->close();
+    }
     hotkeySheet_ = std::make_unique<HotkeyCaptureSheet>(
-        settings_, HotkeyCaptureCollaborators{desktop_.keys, callbacks_.restartHotkeyMonitor,
-                                              [] { QApplication::beep(); }});
+        settings_, HotkeyCaptureCollaborators{desktop_.keys, desktop_.windows,
+                                              callbacks_.restartHotkeyMonitor, [] { QApplication::beep(); }});
     hotkeySheet_->present();
+}
+
+void MenuBarController::discardHotkeySheet()
+{
+    hotkeySheet_.reset();
 }
 
 } // namespace velmo

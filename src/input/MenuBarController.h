@@ -3,6 +3,7 @@
 #include "core/AnnotationSession.h"
 #include "input/HotkeyCaptureSheet.h"
 #include "input/StatusItem.h"
+#include "input/TrayIcon.h"
 
 #include <QWidget>
 
@@ -19,7 +20,7 @@ struct MenuBarCallbacks {
     std::function<void()> checkForUpdates;
     std::function<void()> terminate;
     /// Once, on a later turn, when the desktop has no tray at the moment.
-    std::function<void()> onTrayMissing;
+    std::function<void()> onTrayMissing{};
 };
 
 /// The application's one lasting piece of user interface: the status item, its menu, and the windows that the
@@ -31,6 +32,8 @@ public:
         WindowSurfaces& windows;
         KeyReader& keys;
         const StatusItem::Trays& trays;
+        /// How long the status item waits for the better kind of tray.
+        std::chrono::milliseconds trayPatience = StatusItem::patienceFor(currentDesktops());
     };
 
     MenuBarController(AnnotationSession& session, std::shared_ptr<SettingsManager> settings, Desktop desktop,
@@ -47,13 +50,16 @@ public:
     /// Null before it was opened.
     [[nodiscard]] QWidget* settingsWindow() const { return settingsWindow_.get(); }
 
-    /// A new sheet in place of the one before it.
+    /// A new sheet in place of the one before it. It closes when a drawing begins.
     void presentHotkeySheet();
+    /// For the program's end: the sheet goes, and what it has stored comes into force with the next start.
+    void discardHotkeySheet();
     /// The latest; null before the first.
     [[nodiscard]] HotkeyCaptureSheet* hotkeySheet() const { return hotkeySheet_.get(); }
 
 private:
     [[nodiscard]] StatusMenu::Actions actions();
+    void makeRoomForDrawing();
     void activateAnnotation();
 
     AnnotationSession& session_;
@@ -64,6 +70,7 @@ private:
     StatusItem statusItem_;
     std::unique_ptr<QWidget> settingsWindow_;
     std::unique_ptr<HotkeyCaptureSheet> hotkeySheet_;
+    Subscription stateSubscription_;
 };
 
 } // namespace velmo

@@ -1,6 +1,7 @@
 #include "input/StatusItem.h"
 
 #include "core/DebugLog.h"
+#include "input/MenuPlace.h"
 #include "input/TrayIcon.h"
 
 #include <QCursor>
@@ -20,13 +21,27 @@ bool isAny(const StatusItem::Trays& trays, TrayPresence::State state)
 
 } // namespace
 
-StatusItem::StatusItem(StatusMenu& menu, const Trays& trays, std::function<void()> onMissing)
+std::chrono::milliseconds StatusItem::patienceFor(const QStringList& desktops)
+{
+    constexpr std::chrono::seconds kUsual{3};
+    constexpr std::chrono::seconds kSlow{20};
+    return desktops.contains(QStringLiteral("KDE")) ? kSlow : kUsual;
+}
+
+StatusItem::StatusItem(StatusMenu& menu, const Trays& trays, std::chrono::milliseconds patience,
+                       std::function<void()> onMissing)
     : menu_(menu)
     , trays_(trays)
 {
     missing_.setSingleShot(true);
     if (onMissing)
         missing_.callOnTimeout(std::move(onMissing));
+    patience_.setSingleShot(true);
+    patience_.setInterval(patience);
+    patience_.callOnTimeout([this] {
+        hasWaited_ = true;
+        followTrays();
+    });
     for (const auto& tray : trays_)
         tray->setChangeHandler([this] { followTrays(); });
     menu_.onColorsChanged = [this] { followTrays(); };
@@ -44,15 +59,30 @@ void StatusItem::followTrays()
 {
     if (icon_) {
         icon_->setIcon(trayIcon(color()));
-        return;
+        explainOtherKind();
+    } else {
+        await();
     }
-    // The toolkit asks once in a process which kind of tray there is, and waits for the answer. So it is not
-    // asked before there is one, and not while the bus owes an answer.
+}
+
+/// The toolkit asks once in a process which kind of tray there is, and waits for the answer. So it is not
+/// asked before there is one, not while the bus owes an answer, and not while one that it would prefer may
+/// yet come.
+void StatusItem::await()
+{
     if (isAny(trays_, TrayPresence::State::Unknown))
         return;
-    if (isAny(trays_, TrayPresence::State::Present))
-        create();
-    else if (!std::exchange(hasExplained_, true)) {
+    if (isPresent(TrayPresence::Kind::Bus)) {
+        create(TrayPresence::Kind::Bus);
+    } else if (isPresent(TrayPresence::Kind::Embedding)) {
+        if (hasWaited_)
+            create(TrayPresence::Kind::Embedding);
+        else if (!patience_.isActive())
+            patience_.start();
+    } else {
+        patience_.stop();
+        if (std::exchange(hasExplained_, true))
+            return;
         DebugLog::log(
             QStringLiteral("Platform"),
             QStringLiteral("This desktop has no tray yet; the menu appears as soon as there is one."));
@@ -60,17 +90,38 @@ void StatusItem::followTrays()
     }
 }
 
-void StatusItem::create()
+void StatusItem::create(TrayPresence::Kind kind)
 {
+    patience_.stop();
+    kind_ = kind;
     icon_ = std::make_unique<QSystemTrayIcon>(trayIcon(color()));
     icon_->setToolTip(QStringLiteral("Velmo"));
     icon_->setContextMenu(&menu_);
     QObject::connect(icon_.get(), &QSystemTrayIcon::activated, icon_.get(),
                      [this](QSystemTrayIcon::ActivationReason reason) {
-                         if (reason == QSystemTrayIcon::Trigger)
+                         if (reason == QSystemTrayIcon::Trigger || reason == QSystemTrayIcon::Context)
                              openMenu();
                      });
     icon_->show();
+}
+
+/// For one kind a process cannot change to the other.
+void StatusItem::explainOtherKind()
+{
+    const auto other =
+        kind_ == TrayPresence::Kind::Bus ? TrayPresence::Kind::Embedding : TrayPresence::Kind::Bus;
+    if (isPresent(kind_) || !isPresent(other) || std::exchange(hasExplainedKind_, true))
+        return;
+    DebugLog::log(QStringLiteral("Platform"),
+                  QStringLiteral("The tray has gone, and the desktop has one of another kind now; the menu "
+                                 "appears there when Velmo is started anew."));
+}
+
+bool StatusItem::isPresent(TrayPresence::Kind kind) const
+{
+    return std::ranges::any_of(trays_, [kind](const auto& tray) {
+        return tray->kind() == kind && tray->state() == TrayPresence::State::Present;
+    });
 }
 
 QColor StatusItem::color() const
@@ -83,19 +134,15 @@ QColor StatusItem::color() const
     return trayColor(told, currentDesktops(), QGuiApplication::palette());
 }
 
-/// Beside the symbol, away from the edge of the screen that it is at; where nobody tells where the symbol is,
-/// beside the pointer that has just pressed it.
 void StatusItem::openMenu()
 {
-    const QRect area = icon_->geometry();
-    if (area.isEmpty()) {
-        menu_.popup(QCursor::pos());
-        return;
-    }
-    const QScreen* screen = QGuiApplication::screenAt(area.center());
-    const QRect room = (screen != nullptr ? screen : QGuiApplication::primaryScreen())->geometry();
-    const bool isAtTop = area.center().y() < room.center().y();
-    menu_.popup(QPoint(area.left(), isAtTop ? area.bottom() + 1 : area.top() - menu_.sizeHint().height()));
+    const QPoint pointer = QCursor::pos();
+    const QRect item = icon_->geometry();
+    const QScreen* under = QGuiApplication::screenAt(item.isEmpty() ? pointer : item.center());
+    const QScreen& screen = under != nullptr ? *under : *QGuiApplication::primaryScreen();
+    menu_.openAt([item, pointer, room = MenuRoom{screen.geometry(), screen.availableGeometry()}](QSize size) {
+        return item.isEmpty() ? menuPlaceWithoutItem(pointer, size, room) : menuPlaceBeside(item, size, room);
+    });
 }
 
 } // namespace velmo

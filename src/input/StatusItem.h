@@ -5,6 +5,7 @@
 
 #include <QSystemTrayIcon>
 #include <QTimer>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <vector>
@@ -17,9 +18,14 @@ class StatusItem final {
 public:
     using Trays = std::vector<std::unique_ptr<TrayPresence>>;
 
+    /// How long a tray that embeds windows is not taken for the only one: at a session's start the one on the
+    /// bus may come after it, on some desktops by many seconds.
+    [[nodiscard]] static std::chrono::milliseconds patienceFor(const QStringList& desktops);
+
     /// The menu and the trays outlive it; the handlers of both are its own. onMissing tells, once and on a
     /// later turn, that the desktop has no tray at the moment.
-    StatusItem(StatusMenu& menu, const Trays& trays, std::function<void()> onMissing = {});
+    StatusItem(StatusMenu& menu, const Trays& trays, std::chrono::milliseconds patience,
+               std::function<void()> onMissing = {});
     StatusItem(const StatusItem&) = delete;
     StatusItem& operator=(const StatusItem&) = delete;
     ~StatusItem();
@@ -29,15 +35,23 @@ public:
 
 private:
     void followTrays();
-    void create();
+    void await();
+    void create(TrayPresence::Kind kind);
+    void explainOtherKind();
+    [[nodiscard]] bool isPresent(TrayPresence::Kind kind) const;
     [[nodiscard]] QColor color() const;
     void openMenu();
 
     StatusMenu& menu_;
     const Trays& trays_;
     std::unique_ptr<QSystemTrayIcon> icon_;
+    TrayPresence::Kind kind_ =
+        TrayPresence::Kind::Bus; ///< Of the tray that the item is made for, once it is.
     QTimer missing_;
+    QTimer patience_; ///< Runs while only an embedding tray is there.
+    bool hasWaited_ = false;
     bool hasExplained_ = false;
+    bool hasExplainedKind_ = false;
 };
 
 } // namespace velmo

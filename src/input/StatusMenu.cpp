@@ -1,10 +1,13 @@
 #include "input/StatusMenu.h"
 
+#include "widgets/SoftShadow.h"
 #include "widgets/SystemFont.h"
 #include "widgets/WindowTheme.h"
 
+#include <QCoreApplication>
 #include <QEvent>
 #include <QGuiApplication>
+#include <QMouseEvent>
 #include <QPainter>
 #include <QPainterPath>
 #include <QProxyStyle>
@@ -24,12 +27,15 @@ constexpr int kRowHeight = 28;
 constexpr int kSeparatorHeight = 11;
 constexpr int kTextInset = 10;
 constexpr int kKeyGap = 24;
-constexpr int kTextSize = 13;
+constexpr double kTextSize = 12.5;
+constexpr SoftShadow kShadow{10, 30, 0.45F};
+
+} // namespace
 
 /// The desktop's style has no part in the menu.
-class StatusMenuStyle final : public QProxyStyle {
+class StatusMenu::Style final : public QProxyStyle {
 public:
-    StatusMenuStyle()
+    Style()
         : QProxyStyle(QStyleFactory::create(QStringLiteral("Fusion")))
     {}
 
@@ -37,7 +43,7 @@ public:
     {
         switch (metric) {
         case PM_MenuPanelWidth:
-            return 0;
+            return shadowMargin;
         case PM_MenuHMargin:
         case PM_MenuVMargin:
             return kInset;
@@ -86,15 +92,22 @@ public:
             QProxyStyle::drawControl(element, option, painter, widget);
     }
 
+    /// Points around the frame; 0 where no shadow can be shown.
+    int shadowMargin = 0;
+
 private:
     static WindowTheme theme() { return WindowTheme::of(QGuiApplication::palette()); }
 
-    static void paintGround(QPainter& painter, const QRect& frame)
+    void paintGround(QPainter& painter, const QRect& window) const
     {
+        const QRectF frame =
+            QRectF(window).adjusted(shadowMargin, shadowMargin, -shadowMargin, -shadowMargin);
+        if (shadowMargin > 0)
+            paintSoftShadow(painter, frame, kRadius, kShadow);
         painter.setRenderHint(QPainter::Antialiasing);
         painter.setBrush(theme().menu);
         painter.setPen(QPen(theme().menuBorder, 1));
-        painter.drawRoundedRect(QRectF(frame).adjusted(0.5, 0.5, -0.5, -0.5), kRadius, kRadius);
+        painter.drawRoundedRect(frame.adjusted(0.5, 0.5, -0.5, -0.5), kRadius, kRadius);
     }
 
     static void paintItem(QPainter& painter, const QStyleOptionMenuItem& item)
@@ -122,17 +135,17 @@ private:
     }
 };
 
-} // namespace
-
-StatusMenu::StatusMenu(const WindowSurfaces& windows, const Actions& actions)
+StatusMenu::StatusMenu(WindowSurfaces& windows, const Actions& actions)
     : windows_(windows)
+    , style_(new Style)
 {
-    auto* style = new StatusMenuStyle;
-    style->setParent(this);
-    setStyle(style);
+    style_->setParent(this);
+    setStyle(style_);
+    setWindowFlag(Qt::NoDropShadowWindowHint);
     setFont(systemFont(kTextSize));
     setMinimumWidth(kWidth);
     setAttribute(Qt::WA_TranslucentBackground);
+    connect(this, &QMenu::aboutToShow, this, [this] { followCompositor(); });
     // Only then are changes of the desktop's colours told before it was shown for the first time.
     ensurePolished();
 
@@ -168,14 +181,63 @@ bool StatusMenu::event(QEvent* event)
     return isHandled;
 }
 
-void StatusMenu::resizeEvent(QResizeEvent* event)
+void StatusMenu::followCompositor()
 {
-    QMenu::resizeEvent(event);
-    if (windows_.isComposited()) {
-        clearMask();
+    const int margin = windows_.isComposited() ? kShadow.margin() : 0;
+    if (std::exchange(style_->shadowMargin, margin) == margin)
         return;
-    }
-    // There is no translucency: the corners are cut off.
+    setMinimumWidth(kWidth + 2 * margin);
+    // Only then are the items laid out anew.
+    QEvent change(QEvent::StyleChange);
+    QCoreApplication::sendEvent(this, &change);
+}
+
+QRect StatusMenu::frame() const
+{
+    const int margin = style_->shadowMargin;
+    return rect().adjusted(margin, margin, -margin, -margin);
+}
+
+void StatusMenu::openAt(const std::function<QPoint(QSize)>& place)
+{
+    followCompositor();
+    const QPoint margin(style_->shadowMargin, style_->shadowMargin);
+    const QSize size = isVisible() ? frame().size() : sizeHint() - QSize(2 * margin.x(), 2 * margin.y());
+    const QPoint corner = place(size) - margin;
+    if (!isVisible())
+        popup(corner);
+    // The toolkit moves a window that leaves the screen, although only its shadow does.
+    move(corner);
+}
+
+void StatusMenu::showEvent(QShowEvent* event)
+{
+    QMenu::showEvent(event);
+    cutCorners();
+    windows_.setMenuOpen(true);
+}
+
+void StatusMenu::hideEvent(QHideEvent* event)
+{
+    windows_.setMenuOpen(false);
+    QMenu::hideEvent(event);
+}
+
+void StatusMenu::mousePressEvent(QMouseEvent* event)
+{
+    // On the shadow it is one beside the menu.
+    if (frame().contains(event->position().toPoint()))
+        QMenu::mousePressEvent(event);
+    else
+        close();
+}
+
+/// Where there is no translucency.
+void StatusMenu::cutCorners()
+{
+    clearMask();
+    if (style_->shadowMargin > 0)
+        return;
     QPainterPath shape;
     shape.addRoundedRect(QRectF(rect()), kRadius, kRadius);
     setMask(QRegion(shape.toFillPolygon().toPolygon()));

@@ -22,19 +22,33 @@ public:
     };
 
     /// The window system outlives it.
-    StatusMenu(const WindowSurfaces& windows, const Actions& actions);
+    StatusMenu(WindowSurfaces& windows, const Actions& actions);
+
+    /// Opens it, or moves it when it is open, to where the function says for its size on the screen. The
+    /// point is of its upper left corner, in the toolkit's global coordinates.
+    void openAt(const std::function<QPoint(QSize)>& place);
+
+    /// Takes on a shadow where one can be shown. Done by itself each time before it opens.
+    void followCompositor();
 
     /// The desktop's colours are others now.
     std::function<void()> onColorsChanged;
 
 protected:
     bool event(QEvent* event) override;
-    void resizeEvent(QResizeEvent* event) override;
+    void showEvent(QShowEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
 
 private:
+    class Style;
+
+    [[nodiscard]] QRect frame() const;
+    void cutCorners();
     void addItem(const QString& title, const QKeySequence& key, std::function<void()> action);
 
-    const WindowSurfaces& windows_;
+    WindowSurfaces& windows_;
+    Style* style_; ///< A child.
 };
 
 } // namespace velmo

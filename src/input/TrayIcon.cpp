@@ -33,7 +33,7 @@ public:
     QPixmap pixmap(const QSize& size, QIcon::Mode, QIcon::State) override
     {
         const int side = std::min(size.width(), size.height());
-        const QPixmap symbol = symbolPixmap(drawingFor(side), color_, side);
+        QPixmap symbol = symbolPixmap(drawingFor(side), color_, side);
         if (symbol.size() == size)
             return symbol;
         QPixmap centred(size);
@@ -77,10 +77,11 @@ QColor trayColor(const std::optional<QColor>& told, const QStringList& desktops,
 {
     if (told)
         return *told;
-    static const QStringList darkBars{QStringLiteral("GNOME"), QStringLiteral("Unity"),
+    // Others are made of these, name them after their own, and have a bar of their own.
+    static const QStringList darkBars{QStringLiteral("GNOME"), QStringLiteral("ubuntu"),
+                                      QStringLiteral("pop"), QStringLiteral("Unity"),
                                       QStringLiteral("X-Cinnamon")};
-    const bool hasDarkBar = std::ranges::any_of(
-        desktops, [&](const QString& name) { return darkBars.contains(name, Qt::CaseInsensitive); });
+    const bool hasDarkBar = !desktops.isEmpty() && darkBars.contains(desktops.constFirst());
     return hasDarkBar ? WindowTheme::dark().text : WindowTheme::of(palette).text;
 }
 

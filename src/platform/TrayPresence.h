@@ -16,7 +16,13 @@ public:
         Present,
     };
 
+    enum class Kind {
+        Bus,       ///< Items are announced to it, and it draws them.
+        Embedding, ///< It takes in windows that items draw themselves.
+    };
+
     virtual ~TrayPresence() = default;
+    [[nodiscard]] virtual Kind kind() const = 0;
     [[nodiscard]] virtual State state() const = 0;
 
     /// The colour that stands out there, where the desktop tells it.

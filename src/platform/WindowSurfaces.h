@@ -59,16 +59,25 @@ public:
     /// in whole points, too, and may be a pixel off.
     virtual void setShape(QWidget& widget, const QRegion& pixels) = 0;
 
+    /// A menu of ours is open, which takes every key press, or is not any more.
+    virtual void setMenuOpen(bool isOpen) = 0;
+
+    /// Asks the window manager to show a window that it handles above others and to give it the keyboard, as
+    /// if the user had just chosen it: a request with the time of an earlier press is taken for an old one.
+    virtual void activateManaged(QWidget& widget) = 0;
+    /// Keeps a window that a window manager will handle out of task bars and pagers. Each time before it is
+    /// shown.
+    virtual void leaveOutOfLists(QWidget& widget) = 0;
     /// Lets a window that a window manager will handle appear on every desktop. Before it is shown.
     virtual void showOnEveryDesktop(QWidget& widget) = 0;
     /// Puts a managed window of ours above our unmanaged ones, which no window manager would do, and gives it
     /// the keyboard: those that its frame meets go right below it, in their order.
     virtual void bringManagedToTop(QWidget& widget) = 0;
-    /// The same again for the stacking alone, after unmanaged windows were shown or raised; nothing without
-    /// such a window.
+    /// The same again for the stacking alone and for all such windows, after unmanaged ones were shown or
+    /// raised; nothing without such a window.
     virtual void keepManagedOnTop() = 0;
-    /// That window has gone: our unmanaged windows are above everything again, and the one that had the
-    /// keyboard has it.
+    /// That window has gone: our unmanaged windows are above everything but others that were brought to the
+    /// top, and the one that had the keyboard has it.
     virtual void releaseTop(QWidget& widget) = 0;
 };
 

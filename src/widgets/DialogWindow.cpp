@@ -1,10 +1,95 @@
 #include "widgets/DialogWindow.h"
 
+#include <QEvent>
 #include <QGuiApplication>
 #include <QScreen>
+#include <QTimer>
 #include <QWidget>
+#include <QWindow>
+#include <utility>
 
 namespace velmo::DialogWindow {
+
+namespace {
+
+/// A window manager brings a window forward and puts its others in order, once or in steps: looked at so
+/// often, and so long after one another.
+constexpr std::chrono::milliseconds kRestacking{100};
+constexpr int kRestackings = 4;
+
+/// Keeps a window of ours where it belongs while it is shown: above our floating windows, and out of the
+/// desktop's lists.
+class Placement final : public QObject {
+public:
+    [[nodiscard]] static Placement& of(QWidget& window, WindowSurfaces& surfaces)
+    {
+        for (QObject* child : window.children()) {
+            if (auto* known = dynamic_cast<Placement*>(child); known != nullptr)
+                return *known;
+        }
+        return *new Placement(window, surfaces);
+    }
+
+    void bringForward()
+    {
+        surfaces_.activateManaged(window_);
+        if (window_.windowHandle()->isExposed()) {
+            // Right below it our floating windows would still be below whatever it is below at the moment.
+            isPlaced_ = false;
+            restackLater();
+        }
+    }
+
+private:
+    Placement(QWidget& window, WindowSurfaces& surfaces)
+        : QObject(&window)
+        , window_(window)
+        , surfaces_(surfaces)
+    {
+        window.winId();
+        window.installEventFilter(this);
+        window.windowHandle()->installEventFilter(this);
+        restacking_.callOnTimeout([this] {
+            if (++restackings_ == kRestackings)
+                restacking_.stop();
+            if (!std::exchange(isPlaced_, true))
+                surfaces_.bringManagedToTop(window_);
+            else
+                surfaces_.keepManagedOnTop();
+        });
+    }
+
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        if (watched == &window_ && event->type() == QEvent::Show && !event->spontaneous()) {
+            isPlaced_ = false;
+            surfaces_.leaveOutOfLists(window_);
+        } else if (watched == &window_ && event->type() == QEvent::Hide && !event->spontaneous()) {
+            restacking_.stop();
+            surfaces_.releaseTop(window_);
+        } else if (event->type() == QEvent::Expose && window_.windowHandle()->isExposed() &&
+                   !std::exchange(isPlaced_, true)) {
+            // It is exposed once the window manager has framed and shown it.
+            surfaces_.bringManagedToTop(window_);
+            restackLater();
+        }
+        return false;
+    }
+
+    void restackLater()
+    {
+        restackings_ = 0;
+        restacking_.start(kRestacking);
+    }
+
+    QWidget& window_;
+    WindowSurfaces& surfaces_;
+    QTimer restacking_;
+    int restackings_ = 0;
+    bool isPlaced_ = false; ///< Above our floating windows, since it was last asked for.
+};
+
+} // namespace
 
 void prepare(QWidget& window, const QString& title, QSize contentSize)
 {
@@ -18,6 +103,15 @@ void prepare(QWidget& window, const QString& title, QSize contentSize)
         frame.moveCenter(screen->availableGeometry().center());
         window.move(frame.topLeft());
     }
+}
+
+void bringToFront(QWidget& window, WindowSurfaces& surfaces)
+{
+    Placement& placement = Placement::of(window, surfaces);
+    window.setWindowState(window.windowState() & ~Qt::WindowMinimized);
+    window.show();
+    window.raise();
+    placement.bringForward();
 }
 
 void bringToFront(QWidget& window)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/WindowSurfaces.h"
+
 #include <QSize>
 #include <QString>
 
@@ -11,7 +13,12 @@ namespace velmo::DialogWindow {
 /// screen, which is kept when it is closed. Before it is shown. Main thread.
 void prepare(QWidget& window, const QString& title, QSize contentSize);
 
-/// Shows the window above others and asks for the keyboard, as if the user had just chosen it.
+/// Shows the window above others, our floating ones included, and gives it the keyboard, as if the user had
+/// just chosen it. The window system outlives the window.
+void bringToFront(QWidget& window, WindowSurfaces& surfaces);
+
+/// The same for whoever knows no window system: below our floating windows, and only as far as the window
+/// manager finds the wish fresh enough.
 void bringToFront(QWidget& window);
 
 } // namespace velmo::DialogWindow

@@ -10,9 +10,9 @@ namespace velmo {
 /// A keyboard whose every press is the one that a test has set.
 class FakeKeyReader final : public KeyReader {
 public:
-    [[nodiscard]] PressedKey read(quint32 nativeKeyCode, quint32 nativeModifiers) override
+    [[nodiscard]] PressedKey read(const NativeKey& press) override
     {
-        asked.append({nativeKeyCode, nativeModifiers});
+        asked.append({press.keyCode, press.modifiers});
         return key;
     }
 

@@ -9,10 +9,12 @@ namespace velmo {
 /// A tray that comes and goes as a test says.
 class FakeTrayPresence final : public TrayPresence {
 public:
-    explicit FakeTrayPresence(State state)
-        : state_(state)
+    explicit FakeTrayPresence(State state, Kind kind = Kind::Bus)
+        : kind_(kind)
+        , state_(state)
     {}
 
+    [[nodiscard]] Kind kind() const override { return kind_; }
     [[nodiscard]] State state() const override { return state_; }
     [[nodiscard]] std::optional<QColor> symbolColor() const override { return color_; }
     void setChangeHandler(std::function<void()> handler) override { handler_ = std::move(handler); }
@@ -27,6 +29,7 @@ public:
     [[nodiscard]] bool isWatched() const { return handler_ != nullptr; }
 
 private:
+    Kind kind_;
     State state_;
     std::optional<QColor> color_;
     std::function<void()> handler_;

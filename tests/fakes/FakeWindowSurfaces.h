@@ -67,6 +67,9 @@ public:
     {
         nativeGeometries.append(geometry);
     }
+    void setMenuOpen(bool isOpen) override { menuIsOpen = isOpen; }
+    void activateManaged(QWidget& widget) override { activated.append(&widget); }
+    void leaveOutOfLists(QWidget& widget) override { unlisted.append(&widget); }
     void showOnEveryDesktop(QWidget& widget) override { everywhere.append(&widget); }
     void omitShadow(QWidget& widget) override { withoutShadow.append(&widget); }
     void bringManagedToTop(QWidget& widget) override
@@ -93,6 +96,9 @@ public:
     std::shared_ptr<FakeFocusRecord> kept = std::make_shared<FakeFocusRecord>();
     QList<const QWidget*> withoutShadow;
     QList<const QWidget*> everywhere;
+    bool menuIsOpen = false;
+    QList<const QWidget*> activated; ///< In order, each time that a window manager was asked.
+    QList<const QWidget*> unlisted;
 };
 
 } // namespace velmo

@@ -2,6 +2,7 @@
 
 #include "fakes/FakeKeyReader.h"
 #include "fakes/FakeKeychain.h"
+#include "fakes/FakeWindowSurfaces.h"
 #include "fakes/InMemoryDefaults.h"
 #include "platform/EventTap.h"
 #include "support/core/EventLoop.h"
@@ -71,7 +72,8 @@ protected:
     int restarts = 0;
     int beeps = 0;
     QList<int> seen;
-    HotkeyCaptureSheet sheet{settings, {keys, [this] { ++restarts; }, [this] { ++beeps; }}};
+    FakeWindowSurfaces windows;
+    HotkeyCaptureSheet sheet{settings, {keys, windows, [this] { ++restarts; }, [this] { ++beeps; }}};
     Witness witness{seen};
 };
 
@@ -145,10 +147,12 @@ TEST_F(HotkeyCaptureSheetTest, PlainKeysPassAndAreNotRecorded)
 TEST_F(HotkeyCaptureSheetTest, BuildingACombinationIsNoPress)
 {
     window().installEventFilter(&witness);
-    for (const int key : {Qt::Key_Shift, Qt::Key_Control, Qt::Key_Alt, Qt::Key_AltGr, Qt::Key_Meta,
-                          Qt::Key_Super_L, Qt::Key_Super_R, Qt::Key_CapsLock}) {
-        EXPECT_FALSE(press({56, kControl, {}}, key));
-        EXPECT_FALSE(press({56, 0, {}}, key));
+    // The toolkit does not know all of them: one that changes the layout as well is no key to it.
+    for (const int key : {static_cast<int>(Qt::Key_Shift), static_cast<int>(Qt::Key_AltGr), 0}) {
+        EXPECT_FALSE(press({56, kControl, {}, true}, key));
+        EXPECT_FALSE(press({10, kShift, QStringLiteral("<"), true}, key));
+        EXPECT_FALSE(press({56, 0, {}, true}, key));
+        EXPECT_EQ(seen, QList<int>{key});
     }
     EXPECT_EQ(stored(), kDefault);
     EXPECT_EQ(beeps, 0);
@@ -177,6 +181,7 @@ TEST_F(HotkeyCaptureSheetTest, AKeyWithoutANumberIsRefused)
 {
     EXPECT_TRUE(press({-1, kControl, {}}));
     EXPECT_EQ(beeps, 1);
+    EXPECT_EQ(text(), "This key cannot be used.");
     EXPECT_EQ(stored(), kDefault);
 }
 
@@ -234,6 +239,63 @@ TEST_F(HotkeyCaptureSheetTest, SeesTheKeysOfTheProgramsOtherWindows)
     QKeyEvent event(QEvent::KeyPress, Qt::Key_K, Qt::ControlModifier);
     QCoreApplication::sendEvent(other.windowHandle(), &event);
     EXPECT_EQ(stored().first, 40);
+}
+
+TEST_F(HotkeyCaptureSheetTest, LeavesKeysToTheWindowsWherePeopleTypeAndDraw)
+{
+    keys.key = {13, kShift, QStringLiteral("W")};
+    for (const Qt::WindowFlags flags :
+         {Qt::Window | Qt::BypassWindowManagerHint, Qt::WindowFlags(Qt::Popup)}) {
+        QWidget floating(nullptr, flags);
+        floating.show();
+        floating.installEventFilter(&witness);
+        seen.clear();
+        QKeyEvent event(QEvent::KeyPress, Qt::Key_W, Qt::ShiftModifier, 25, 'W', 1, QStringLiteral("W"));
+        QCoreApplication::sendEvent(floating.windowHandle(), &event);
+        EXPECT_EQ(seen, QList<int>{Qt::Key_W});
+    }
+    EXPECT_EQ(stored(), kDefault);
+    EXPECT_EQ(text(), "Press your desired key combination...");
+    EXPECT_TRUE(press(keys.key));
+    EXPECT_EQ(stored().first, 13);
+}
+
+/// Says of every press that it only goes on, as whoever sorts the presses of a held key may.
+class Sorter final : public QObject {
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        if (event->type() != QEvent::KeyPress || !watched->isWindowType())
+            return false;
+        const auto& press = static_cast<QKeyEvent&>(*event);
+        if (press.isAutoRepeat())
+            return false;
+        QKeyEvent repeat(QEvent::KeyPress, press.key(), press.modifiers(), press.nativeScanCode(),
+                         press.nativeVirtualKey(), press.nativeModifiers(), press.text(), true);
+        QCoreApplication::sendEvent(watched, &repeat);
+        return true;
+    }
+};
+
+TEST_F(HotkeyCaptureSheetTest, HearsOfPressesFromWhoeverSortsThem)
+{
+    // One that was there before the sheet: of the application's filters, the toolkit asks the latest first.
+    window().close();
+    Sorter sorter;
+    QCoreApplication::instance()->installEventFilter(&sorter);
+    sheet.present();
+    EXPECT_TRUE(press({40, kControl, QStringLiteral("k")}));
+    EXPECT_EQ(stored(), kDefault);
+    EXPECT_EQ(keys.asked.size(), 1);
+}
+
+TEST_F(HotkeyCaptureSheetTest, IsAboveTheProgramsFloatingWindowsWhileItIsOpen)
+{
+    EXPECT_EQ(windows.activated, QList<const QWidget*>{&window()});
+    EXPECT_EQ(windows.unlisted, QList<const QWidget*>{&window()});
+    EXPECT_TRUE(turnUntil([this] { return windows.onTop == &window(); }));
+    window().close();
+    EXPECT_EQ(windows.onTop, nullptr);
 }
 
 TEST_F(HotkeyCaptureSheetTest, FollowsTheDesktopsScheme)

@@ -2,6 +2,7 @@
 
 #include "platform/EventTap.h"
 
+#include <QApplication>
 #include <QKeyEvent>
 #include <QScreen>
 #include <QWindow>
@@ -95,12 +96,36 @@ TEST_F(MenuBarTest, OpeningTheSettingsAgainTakesTheKeyboardFromTheirFields)
     choose(kSettings);
     QWidget* window = controller->settingsWindow();
     auto* field = window->findChild<QLineEdit*>();
-    window->activateWindow();
+    const auto activate = [](QWidget& other) {
+        other.activateWindow();
+        ASSERT_TRUE(turnUntil([&] { return other.isActiveWindow(); }));
+    };
+    activate(*window);
     field->setFocus();
     ASSERT_TRUE(turnUntil([&] { return field->hasFocus(); }));
+    QWidget other;
+    other.show();
+    activate(other);
     choose(kSettings);
-    EXPECT_FALSE(field->hasFocus());
-    EXPECT_EQ(window->focusWidget(), nullptr);
+    activate(*window);
+    EXPECT_EQ(QApplication::focusWidget(), window);
+}
+
+TEST_F(MenuBarTest, SettingsThatAreOpenAlreadyComeToTheFrontAgain)
+{
+    callbacks.makeSettingsWindow = makeForm;
+    build();
+    choose(kSettings);
+    const QWidget* window = controller->settingsWindow();
+    ASSERT_TRUE(turnUntil([&] { return windows.onTop == window; }));
+    EXPECT_EQ(windows.activated, QList<const QWidget*>{window});
+    const qsizetype times = windows.focused.size();
+    choose(kSettings);
+    EXPECT_EQ(windows.activated, (QList<const QWidget*>{window, window}));
+    EXPECT_TRUE(turnUntil([&] { return windows.focused.size() > times; }));
+    EXPECT_EQ(windows.unlisted.size(), 1);
+    controller.reset();
+    EXPECT_EQ(windows.onTop, nullptr);
 }
 
 TEST_F(MenuBarTest, WithoutASettingsWindowNothingOpens)
@@ -137,6 +162,53 @@ TEST_F(MenuBarTest, AHotkeyThatWasRecordedComesIntoForceAlsoWhenItsSheetIsReplac
     EXPECT_TRUE(controller->hotkeySheet()->window()->isVisible());
 }
 
+TEST_F(MenuBarTest, ADrawingClosesTheSheetAndTheMenu)
+{
+    choose(kChangeHotkey);
+    controller->menu().popup(QPoint(40, 40));
+    EXPECT_TRUE(windows.menuIsOpen);
+    session->begin(true);
+    EXPECT_FALSE(controller->menu().isVisible());
+    EXPECT_FALSE(windows.menuIsOpen);
+    const QWidget& sheet = *controller->hotkeySheet()->window();
+    EXPECT_FALSE(sheet.isVisible());
+    keys.key = {13, ModifierFlag::Shift, QStringLiteral("W")};
+    QKeyEvent press(QEvent::KeyPress, Qt::Key_W, Qt::ShiftModifier);
+    QCoreApplication::sendEvent(sheet.windowHandle(), &press);
+    EXPECT_EQ(settings->hotkeyKeyCode.value(), 49);
+    EXPECT_TRUE(keys.asked.isEmpty());
+}
+
+TEST_F(MenuBarTest, TheFormerSheetIsClosedBeforeTheNextOneOpens)
+{
+    choose(kChangeHotkey);
+    QWidget* first = controller->hotkeySheet()->window();
+    ASSERT_TRUE(turnUntil([&] { return windows.onTop == first; }));
+    choose(kChangeHotkey);
+    EXPECT_NE(windows.onTop, first);
+    EXPECT_TRUE(turnUntil([&] { return windows.onTop == controller->hotkeySheet()->window(); }));
+}
+
+TEST_F(MenuBarTest, ASheetThatIsDiscardedBringsNothingIntoForce)
+{
+    int restarts = 0;
+    callbacks.restartHotkeyMonitor = [&] { ++restarts; };
+    build();
+    choose(kChangeHotkey);
+    keys.key = {40, ModifierFlag::Control, QStringLiteral("k")};
+    QKeyEvent press(QEvent::KeyPress, Qt::Key_K, Qt::ControlModifier);
+    QCoreApplication::sendEvent(controller->hotkeySheet()->window()->windowHandle(), &press);
+    EXPECT_EQ(settings->hotkeyKeyCode.value(), 40);
+    controller->discardHotkeySheet();
+    EXPECT_EQ(controller->hotkeySheet(), nullptr);
+    // A later save of the same length has its time after the first one would have had.
+    build();
+    choose(kChangeHotkey);
+    QCoreApplication::sendEvent(controller->hotkeySheet()->window()->windowHandle(), &press);
+    EXPECT_TRUE(turnUntil([&] { return restarts > 0; }));
+    EXPECT_EQ(restarts, 1);
+}
+
 class StatusItemTest : public MenuBarTest {
 protected:
     void SetUp() override {}
@@ -155,12 +227,58 @@ TEST_F(StatusItemTest, WaitsForATray)
 TEST_F(StatusItemTest, AsksNothingOfTheToolkitWhileTheBusOwesAnAnswer)
 {
     FakeTrayPresence& bus = addTray(TrayPresence::State::Unknown);
-    addTray(TrayPresence::State::Present);
+    addTray(TrayPresence::State::Present, TrayPresence::Kind::Embedding);
     build();
     EXPECT_FALSE(controller->statusItem().exists());
     EXPECT_THAT(explanations(), testing::IsEmpty());
     bus.become(TrayPresence::State::Absent);
+    EXPECT_TRUE(turnUntil([this] { return controller->statusItem().exists(); }));
+    EXPECT_THAT(explanations(), testing::IsEmpty());
+}
+
+TEST_F(StatusItemTest, WaitsForTheBusWhileOnlyAnEmbeddingTrayIsThere)
+{
+    trayPatience = std::chrono::hours(1);
+    FakeTrayPresence& bus = addTray(TrayPresence::State::Absent);
+    addTray(TrayPresence::State::Present, TrayPresence::Kind::Embedding);
+    build();
+    settle();
+    EXPECT_FALSE(controller->statusItem().exists());
+    bus.become(TrayPresence::State::Present);
     EXPECT_TRUE(controller->statusItem().exists());
+    EXPECT_THAT(explanations(), testing::IsEmpty());
+}
+
+TEST_F(StatusItemTest, TakesAnEmbeddingTrayWhenNothingElseCame)
+{
+    addTray(TrayPresence::State::Absent);
+    addTray(TrayPresence::State::Present, TrayPresence::Kind::Embedding);
+    build();
+    EXPECT_FALSE(controller->statusItem().exists());
+    EXPECT_TRUE(turnUntil([this] { return controller->statusItem().exists(); }));
+}
+
+TEST(StatusItem, IsMorePatientWhereTheBarComesLate)
+{
+    const auto usual = StatusItem::patienceFor({QStringLiteral("XFCE")});
+    EXPECT_GE(usual, std::chrono::seconds(2));
+    EXPECT_GT(StatusItem::patienceFor({QStringLiteral("KDE")}), usual);
+}
+
+TEST_F(StatusItemTest, SaysOnceThatItCannotChangeToTheOtherKind)
+{
+    FakeTrayPresence& bus = addTray(TrayPresence::State::Present);
+    FakeTrayPresence& embedding = addTray(TrayPresence::State::Absent, TrayPresence::Kind::Embedding);
+    build();
+    bus.become(TrayPresence::State::Absent);
+    EXPECT_THAT(explanations(), testing::IsEmpty());
+    embedding.become(TrayPresence::State::Present);
+    embedding.become(TrayPresence::State::Absent);
+    embedding.become(TrayPresence::State::Present);
+    EXPECT_THAT(explanations(),
+                testing::ElementsAre(QStringLiteral(
+                    "[Platform] The tray has gone, and the desktop has one of another kind now; "
+                    "the menu appears there when Velmo is started anew.")));
 }
 
 TEST_F(StatusItemTest, SaysOnceThatThereIsNoTray)

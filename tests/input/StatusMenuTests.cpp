@@ -4,7 +4,9 @@
 #include "support/widgets/Palettes.h"
 
 #include <QApplication>
+#include <QFontInfo>
 #include <QImage>
+#include <QMouseEvent>
 #include <gmock/gmock.h>
 
 namespace velmo {
@@ -93,11 +95,72 @@ TEST_F(StatusMenuTest, TellsWhenTheColorsChange)
 TEST_F(StatusMenuTest, CutsItsCornersOffWhereNothingIsTranslucent)
 {
     windows.composited = false;
-    menu.resize(menu.sizeHint());
-    QApplication::sendPostedEvents();
-    menu.grab();
+    menu.popup({});
     EXPECT_FALSE(menu.mask().contains(QPoint(0, 0)));
     EXPECT_TRUE(menu.mask().contains(menu.rect().center()));
+}
+
+TEST_F(StatusMenuTest, LooksForACompositorEachTimeThatItOpens)
+{
+    const QSize frame = menu.sizeHint();
+    constexpr int kMargin = 40;
+    for (const bool isComposited : {true, false, true}) {
+        windows.composited = isComposited;
+        menu.popup({});
+        EXPECT_EQ(menu.mask().isEmpty(), isComposited);
+        const int margin = isComposited ? kMargin : 0;
+        EXPECT_EQ(menu.size(), frame + QSize(2 * margin, 2 * margin));
+        EXPECT_EQ(menu.actionGeometry(menu.actions().constFirst()).topLeft(), QPoint(margin + 5, margin + 5));
+        menu.close();
+    }
+    const QImage image = menu.grab().toImage();
+    EXPECT_GT(image.pixelColor(kMargin - 4, image.height() / 2).alpha(), 0) << "the shadow";
+    EXPECT_LT(image.pixelColor(kMargin - 4, image.height() / 2).alpha(), 128);
+    EXPECT_EQ(image.pixelColor(kMargin + 2, image.height() / 2).alpha(), 255);
+}
+
+TEST_F(StatusMenuTest, APlaceIsThatOfItsFrameAndNotOfTheShadow)
+{
+    QSize told;
+    const auto place = [&](QSize size) {
+        told = size;
+        return QPoint(300, 0);
+    };
+    menu.openAt(place);
+    EXPECT_EQ(told, QSize(236, 183));
+    EXPECT_EQ(menu.pos(), QPoint(260, -40));
+    menu.move(0, 0);
+    menu.openAt(place);
+    EXPECT_EQ(told, QSize(236, 183));
+    EXPECT_EQ(menu.pos(), QPoint(260, -40));
+}
+
+TEST_F(StatusMenuTest, APressOnTheShadowIsOneBesideTheMenu)
+{
+    menu.popup(QPoint(100, 100));
+    const auto press = [this](QPoint at) {
+        QMouseEvent event(QEvent::MouseButtonPress, at, menu.mapToGlobal(at), Qt::LeftButton, Qt::LeftButton,
+                          Qt::NoModifier);
+        QCoreApplication::sendEvent(&menu, &event);
+    };
+    press(QPoint(42, 100));
+    EXPECT_TRUE(menu.isVisible());
+    press(QPoint(20, 100));
+    EXPECT_FALSE(menu.isVisible());
+}
+
+TEST_F(StatusMenuTest, TellsTheWindowSystemThatItHasTheKeyboard)
+{
+    menu.popup({});
+    EXPECT_TRUE(windows.menuIsOpen);
+    menu.close();
+    EXPECT_FALSE(windows.menuIsOpen);
+}
+
+TEST_F(StatusMenuTest, IsWrittenInTheDesignsSize)
+{
+    EXPECT_NEAR(QFontInfo(menu.font()).pointSizeF() * menu.logicalDpiY() / 72, 12.5, 0.51);
+    EXPECT_NE(menu.font().pixelSize(), 13);
 }
 
 } // namespace

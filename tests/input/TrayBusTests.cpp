@@ -1,7 +1,15 @@
 #include "support/tray/TrayTest.h"
 
+#include "platform/x11/X11WindowSurfaces.h"
+#include "support/core/Environment.h"
 #include "support/widgets/Palettes.h"
+#include "support/x11/InputDriver.h"
+#include "support/x11/PlainClient.h"
+#include "support/x11/VirtualDisplay.h"
 
+#include <QApplication>
+#include <QDir>
+#include <QTemporaryDir>
 #include <csignal>
 
 namespace velmo::test {
@@ -56,7 +64,7 @@ TEST_F(BusTrayTest, APressOpensTheMenuWhereTheBarDoesNot)
 TEST_F(BusTrayTest, ALateBarIsFound)
 {
     buildOnDesktop();
-    ASSERT_TRUE(awaitAnswers());
+    ASSERT_TRUE(awaitNoTray());
     EXPECT_FALSE(exists());
     ASSERT_TRUE(host.start());
     EXPECT_TRUE(awaitItem());
@@ -67,10 +75,82 @@ TEST_F(BusTrayTest, AWatcherWithoutABarIsNoneYet)
 {
     ASSERT_TRUE(host.startWatcher());
     buildOnDesktop();
-    ASSERT_TRUE(awaitAnswers());
+    ASSERT_TRUE(awaitNoTray());
     EXPECT_FALSE(exists());
+    EXPECT_TRUE(host.items().isEmpty());
     ASSERT_TRUE(host.startHost());
     EXPECT_TRUE(awaitItem());
+}
+
+TEST_F(BusTrayTest, ABarThatLeavesItsWatcherIsGone)
+{
+    ASSERT_TRUE(host.start());
+    buildOnDesktop();
+    ASSERT_TRUE(awaitItem());
+    const auto isNow = [this](TrayPresence::State state) {
+        return awaitCondition([&] { return trays.front()->state() == state; });
+    };
+    ASSERT_TRUE(host.stopHost());
+    EXPECT_TRUE(isNow(TrayPresence::State::Absent));
+    ASSERT_TRUE(host.startHost());
+    EXPECT_TRUE(isNow(TrayPresence::State::Present));
+}
+
+/// The settings, opened from the bar, with a field that has the keyboard.
+class BusTraySettingsTest : public BusTrayTest {
+protected:
+    void SetUp() override
+    {
+        BusTrayTest::SetUp();
+        ASSERT_TRUE(display().startWindowManager());
+        ASSERT_TRUE(host.start());
+        callbacks.makeSettingsWindow = makeForm;
+        surfaces = &real_;
+        buildOnDesktop();
+        ASSERT_TRUE(awaitItem());
+        ASSERT_TRUE(host.choose(QStringLiteral("Settings...")));
+        ASSERT_TRUE(awaitCondition([this] { return isActive(); }));
+        field().setFocus();
+        ASSERT_TRUE(awaitCondition([this] { return field().hasFocus(); }));
+    }
+    void TearDown() override
+    {
+        BusTrayTest::TearDown();
+        display().stopWindowManager();
+    }
+
+    [[nodiscard]] bool isActive() const
+    {
+        return controller->settingsWindow() != nullptr && controller->settingsWindow()->isActiveWindow();
+    }
+    [[nodiscard]] QLineEdit& field() const { return *controller->settingsWindow()->findChild<QLineEdit*>(); }
+
+    X11WindowSurfaces real_;
+    InputDriver input_;
+};
+
+TEST_F(BusTraySettingsTest, TheMenusKeysAreLabelsAlone)
+{
+    input_.chord({"Control_L", "q"});
+    input_.chord({"Control_L", "comma"});
+    // What comes after both.
+    input_.tap("x");
+    EXPECT_TRUE(awaitCondition([this] { return field().text() == QStringLiteral("x"); }));
+    EXPECT_EQ(terminations, 0);
+    EXPECT_TRUE(field().hasFocus()) << "as if the settings had been opened again";
+}
+
+TEST_F(BusTraySettingsTest, OpeningThemAgainTakesTheKeyboardFromTheirFields)
+{
+    PlainClient other{{}};
+    ASSERT_TRUE(awaitCondition([&] { return other.hasFocus() && !isActive(); }));
+    ASSERT_TRUE(host.choose(QStringLiteral("Settings...")));
+    ASSERT_TRUE(awaitCondition([this] { return isActive(); }));
+    EXPECT_EQ(QApplication::focusWidget(), controller->settingsWindow());
+    input_.tap("x");
+    input_.tap("Tab");
+    EXPECT_TRUE(awaitCondition([this] { return field().hasFocus(); }));
+    EXPECT_EQ(field().text(), QString());
 }
 
 TEST_F(BusTrayTest, ARestartedBarGetsTheItemAgain)
@@ -146,12 +226,36 @@ TEST_F(BusTrayTest, AFrozenBusHoldsNothingUp)
     EXPECT_TRUE(awaitItem());
 }
 
+TEST(BusTrayPresence, TellsTheColorOfPlasmasOwnBars)
+{
+    const QTemporaryDir folder;
+    const auto write = [&](const QString& path, const QByteArray& text) {
+        QFile file(folder.filePath(path));
+        ASSERT_TRUE(QDir().mkpath(QFileInfo(file).path()));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write(text) == text.size());
+    };
+    write(QStringLiteral("plasma/desktoptheme/dusk/colors"),
+          "[Colors:View]\nForegroundNormal=1,2,3\n[Colors:Window]\nForegroundNormal=239,240,241\n");
+    write(QStringLiteral("plasmarc"), "[Theme]\nname=dusk\n");
+    const EnvironmentVariable config("XDG_CONFIG_HOME", folder.path().toUtf8());
+    const EnvironmentVariable data("XDG_DATA_HOME", folder.path().toUtf8());
+    const BusTrayPresence tray("");
+    {
+        const EnvironmentVariable desktop("XDG_CURRENT_DESKTOP", "XFCE");
+        EXPECT_EQ(tray.symbolColor(), std::nullopt);
+    }
+    const EnvironmentVariable desktop("XDG_CURRENT_DESKTOP", "KDE");
+    EXPECT_EQ(tray.symbolColor(), QColor(239, 240, 241));
+    write(QStringLiteral("plasmarc"), "[Theme]\nname=none-such\n");
+    EXPECT_EQ(tray.symbolColor(), std::nullopt);
+    write(QStringLiteral("plasmarc"), "");
+    EXPECT_EQ(tray.symbolColor(), std::nullopt);
+}
+
 TEST(BusTrayPresence, WithoutABusThereIsNone)
 {
     EXPECT_EQ(BusTrayPresence("").state(), TrayPresence::State::Absent);
-    BusTrayPresence nobody("unix:path=/nonexistent/bus");
-    int changes = 0;
-    nobody.setChangeHandler([&] { ++changes; });
+    const BusTrayPresence nobody("unix:path=/nonexistent/bus");
     EXPECT_TRUE(awaitCondition([&] { return nobody.state() == TrayPresence::State::Absent; }));
 }
 

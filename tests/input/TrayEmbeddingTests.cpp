@@ -42,7 +42,7 @@ TEST_F(EmbeddingTrayTest, TheSymbolIsTakenInAndPainted)
 TEST_F(EmbeddingTrayTest, ALateTrayIsFound)
 {
     buildOnDesktop();
-    ASSERT_TRUE(awaitAnswers());
+    ASSERT_TRUE(awaitNoTray());
     EXPECT_FALSE(exists());
     EmbeddingTray tray;
     ASSERT_TRUE(awaitCondition([this] { return exists(); }));
@@ -74,6 +74,7 @@ TEST_F(EmbeddingTrayTest, TheSymbolHasTheColorThatTheTrayTells)
 
 TEST_F(EmbeddingTrayTest, APressOpensTheMenuBelowTheBarAndItsItemsDoTheirWork)
 {
+    windows.composited = false;
     EmbeddingTray tray;
     buildOnDesktop();
     ASSERT_TRUE(awaitCondition([&] { return tray.takeIn() > 0; }));
@@ -98,8 +99,14 @@ TEST_F(EmbeddingTrayTest, APressOfTheOtherButtonOpensItToo)
     ASSERT_TRUE(awaitCondition([&] { return tray.takeIn() > 0; }));
     ASSERT_TRUE(awaitCondition([] { return shows(QColor(0x1c1c22)); }));
     input_.moveTo(EmbeddingTray::kLeft + 12, EmbeddingTray::kTop + 12);
+    windows.composited = true;
     input_.click(3);
     EXPECT_TRUE(awaitCondition([&] { return controller->menu().isVisible(); }));
+    // At the same place as for the first button, and not at the pointer; the shadow is 40 points wide.
+    EXPECT_TRUE(awaitCondition([&] {
+        return controller->menu().geometry().topLeft() + QPoint(40, 40) ==
+               QPoint(EmbeddingTray::kLeft, EmbeddingTray::kTop + EmbeddingTray::kSide);
+    }));
     controller->menu().close();
 }
 

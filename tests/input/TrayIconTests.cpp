@@ -1,5 +1,6 @@
 #include "input/TrayIcon.h"
 #include "support/widgets/Palettes.h"
+#include "widgets/SymbolIcon.h"
 
 #include <QImage>
 #include <QPainter>
@@ -26,6 +27,11 @@ TEST(TrayIcon, IsSharpAtEveryScale)
             const QPixmap pixmap = icon.pixmap(QSize(side, side), scale);
             const int pixels = qRound(side * scale);
             EXPECT_EQ(pixmap.size(), QSize(pixels, pixels)) << side << " at " << scale;
+            // Drawn for these very pixels; resampled from another size, it would differ.
+            const QString drawing = pixels <= 18 ? QStringLiteral("pencil.and.scribble.small")
+                                                 : QStringLiteral("pencil.and.scribble");
+            EXPECT_EQ(pixmap.toImage(), symbolPixmap(drawing, Qt::white, pixels).toImage())
+                << side << " at " << scale;
             EXPECT_GT(inkedPixels(pixmap.toImage()), pixels * pixels / 20) << side << " at " << scale;
         }
     }
@@ -89,6 +95,12 @@ TEST(TrayColor, IsWhatStandsOutOnTheBar)
     EXPECT_EQ(trayColor(std::nullopt, {}, darkPalette()), light);
     EXPECT_EQ(trayColor(std::nullopt, {QStringLiteral("KDE")}, lightPalette()), dark);
     EXPECT_EQ(trayColor(std::nullopt, gnome, lightPalette()), light);
+    EXPECT_EQ(trayColor(std::nullopt, {QStringLiteral("GNOME")}, lightPalette()), light);
+    EXPECT_EQ(trayColor(std::nullopt, {QStringLiteral("Budgie"), QStringLiteral("GNOME")}, lightPalette()),
+              dark);
+    EXPECT_EQ(
+        trayColor(std::nullopt, {QStringLiteral("GNOME-Flashback"), QStringLiteral("GNOME")}, lightPalette()),
+        dark);
     EXPECT_EQ(trayColor(QColor(Qt::red), gnome, darkPalette()), QColor(Qt::red));
 }
 

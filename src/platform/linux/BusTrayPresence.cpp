@@ -12,6 +12,8 @@ const BusRequest kGetHost{kWatcher, "/StatusNotifierWatcher",        "org.freede
                           kWatcher, "IsStatusNotifierHostRegistered"};
 const std::string kHostRule = "type='signal',interface='org.kde.StatusNotifierWatcher',"
                               "member='StatusNotifierHostRegistered'";
+const std::string kHostlessRule = "type='signal',interface='org.kde.StatusNotifierWatcher',"
+                                  "member='StatusNotifierHostUnregistered'";
 const std::string kOwnerRule = "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',"
                                "member='NameOwnerChanged',arg0='org.kde.StatusNotifierWatcher'";
 
@@ -41,6 +43,7 @@ BusTrayPresence::BusTrayPresence(const std::string& sessionAddress)
     });
     // Who sends it does not matter, since it only leads to a question.
     hostArrivals_ = bus_->listen(kHostRule, [this](BusMessage&) { askForHost(); });
+    hostDepartures_ = bus_->listen(kHostlessRule, [this](BusMessage&) { askForHost(); });
     ownerCall_ = bus_->call(kGetOwner, kAnswerLimit, [this](BusMessage& message) {
         if (message.isError())
             become(State::Absent);
@@ -66,6 +69,7 @@ void BusTrayPresence::forgetBus()
     hostCall_ = {};
     ownerCall_ = {};
     hostArrivals_ = {};
+    hostDepartures_ = {};
     ownerChanges_ = {};
     bus_.reset();
     become(State::Absent);

@@ -2,6 +2,9 @@
 
 #include "platform/TrayPresence.h"
 #include "platform/linux/BusNotifier.h"
+#include "platform/linux/PlasmaBarColor.h"
+
+#include <QTimer>
 
 namespace velmo {
 
@@ -16,7 +19,9 @@ public:
     BusTrayPresence& operator=(const BusTrayPresence&) = delete;
     ~BusTrayPresence() override;
 
+    [[nodiscard]] Kind kind() const override { return Kind::Bus; }
     [[nodiscard]] State state() const override { return state_; }
+    [[nodiscard]] std::optional<QColor> symbolColor() const override { return plasmaBarColor(); }
     void setChangeHandler(std::function<void()> handler) override { handler_ = std::move(handler); }
 
 private:
@@ -27,6 +32,7 @@ private:
     std::unique_ptr<BusConnection> bus_;
     BusListener ownerChanges_;
     BusListener hostArrivals_;
+    BusListener hostDepartures_;
     BusListener ownerCall_;
     BusListener hostCall_;
     QTimer later_; ///< Stands for this object where it may be gone on a later turn.

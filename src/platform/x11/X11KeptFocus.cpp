@@ -81,6 +81,14 @@ void X11KeptFocus::giveBack()
                                   [this](xcb_window_t window) { return keyboard_->handTo(window); }));
 }
 
+void X11KeptFocus::giveWayTo(const QWidget& window)
+{
+    if (window.window() == &window_)
+        return;
+    loss_ = {};
+    disturbance_ = {};
+}
+
 bool X11KeptFocus::hasFocus(const QWidget& window) const
 {
     return window.internalWinId() != 0 && keyboard_->owner() == window.internalWinId();

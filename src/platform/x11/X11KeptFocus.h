@@ -30,6 +30,10 @@ public:
     void take() override;
     void giveBack() override;
 
+    /// The focus goes to that window of ours. If it is another one, it is meant to, whatever has happened
+    /// just before.
+    void giveWayTo(const QWidget& window);
+
     /// A window of ours has just vanished, and whoever the window manager gave the focus to then is not whom
     /// the user chose: the focus is being taken back.
     [[nodiscard]] bool isUndoingLoss();

@@ -9,7 +9,7 @@ namespace velmo {
 /// connection is opened at the first press; without one, no key can be named.
 class X11KeyReader final : public KeyReader {
 public:
-    [[nodiscard]] PressedKey read(quint32 nativeKeyCode, quint32 nativeModifiers) override;
+    [[nodiscard]] PressedKey read(const NativeKey& press) override;
 
 private:
     std::unique_ptr<X11Connection> connection_;

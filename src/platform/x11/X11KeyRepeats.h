@@ -13,8 +13,9 @@ namespace velmo {
 ///
 /// While a key is held the server sends releases and presses in pairs. The toolkit knows a pair by looking
 /// ahead for its press; when it is busy it may read the release alone, and takes it for one of the user's.
-/// Here such a release waits until it is known what it was. Main thread; filters the application's events,
-/// and should be there before other filters, which see only what it lets through.
+/// Here such a release waits until it is known what it was. Main thread; filters the application's events.
+/// The toolkit asks the latest of the application's filters first, so those that are younger meet keys as the
+/// toolkit takes them; a filter of a window comes after all of the application's, and meets them as they are.
 class X11KeyRepeats final : public QObject {
 public:
     X11KeyRepeats();

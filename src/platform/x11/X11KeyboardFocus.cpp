@@ -1,6 +1,7 @@
 #include "platform/x11/X11KeyboardFocus.h"
 
 #include "platform/x11/X11Connection.h"
+#include "platform/x11/X11KeptFocus.h"
 #include "platform/x11/X11Toolkit.h"
 
 #include <QApplication>
@@ -106,9 +107,21 @@ bool X11KeyboardFocus::grab(QWidget& widget)
     widget.grabKeyboard();
     holder_ = &widget;
     lateKeys_->collect(widget);
-    if (observer_)
-        observer_(true);
+    tellObserver();
     return true;
+}
+
+void X11KeyboardFocus::setMenuOpen(bool isOpen)
+{
+    isMenuOpen_ = isOpen;
+    tellObserver();
+}
+
+void X11KeyboardFocus::tellObserver()
+{
+    const bool isHeld = holder_ != nullptr || isMenuOpen_;
+    if (std::exchange(wasTold_, isHeld) != isHeld && observer_)
+        observer_(isHeld);
 }
 
 void X11KeyboardFocus::release(QWidget& widget)
@@ -127,21 +140,50 @@ void X11KeyboardFocus::giveUpGrab(QWidget& widget)
         xcb_ungrab_keyboard(toolkit, XCB_CURRENT_TIME);
         xcb_flush(toolkit);
     }
-    if (observer_)
-        observer_(false);
+    tellObserver();
 }
 
 void X11KeyboardFocus::moveTo(QWidget& widget)
 {
+    if (connection_)
+        moveTo(widget, connection_->serverTime());
+}
+
+void X11KeyboardFocus::activate(QWidget& widget)
+{
     xcb_connection_t* toolkit = toolkitConnection();
     if (toolkit == nullptr || !connection_)
         return;
+    // Some window managers follow the request alone only now and then, and the focus alone brings nothing
+    // forward. Both have the same time, so that neither looks older than the other.
+    const xcb_timestamp_t time = connection_->serverTime();
+    moveTo(widget, time);
+    constexpr uint32_t kSourcePager = 2; // Whose requests are the user's own.
+    xcb_client_message_event_t message{};
+    message.response_type = XCB_CLIENT_MESSAGE;
+    message.format = 32;
+    message.window = windowOf(widget);
+    message.type = connection_->atom("_NET_ACTIVE_WINDOW");
+    message.data.data32[0] = kSourcePager;
+    message.data.data32[1] = time;
+    xcb_send_event(toolkit, 0, toolkitScreen(toolkit).root,
+                   XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
+                   reinterpret_cast<const char*>(&message));
+    xcb_flush(toolkit);
+}
+
+void X11KeyboardFocus::moveTo(QWidget& widget, xcb_timestamp_t time)
+{
+    xcb_connection_t* toolkit = toolkitConnection();
+    if (toolkit == nullptr)
+        return;
     // A window that is not shown yet refuses; checking here keeps the refusal out of the toolkit's messages.
-    const XcbPointer<xcb_generic_error_t> refusal(
-        xcb_request_check(toolkit, xcb_set_input_focus_checked(toolkit, XCB_INPUT_FOCUS_PARENT,
-                                                               windowOf(widget), connection_->serverTime())));
+    const XcbPointer<xcb_generic_error_t> refusal(xcb_request_check(
+        toolkit, xcb_set_input_focus_checked(toolkit, XCB_INPUT_FOCUS_PARENT, windowOf(widget), time)));
     if (refusal)
         return;
+    if (keeper_ != nullptr)
+        keeper_->giveWayTo(widget);
     // The toolkit overlooks a focus that comes back to a window that it has hidden just before.
     if (QApplication::activeWindow() != widget.window())
         QApplication::setActiveWindow(widget.window());

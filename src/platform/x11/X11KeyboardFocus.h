@@ -24,7 +24,7 @@ public:
     /// Null without a display.
     [[nodiscard]] X11Connection* connection() const { return connection_.get(); }
 
-    /// Told whenever one of our windows takes or gives back the keyboard.
+    /// Told whenever windows of ours begin or end to have the keyboard for themselves.
     void setObserver(std::function<void(bool held)> observer);
 
     /// False while another program holds the keyboard, and for a window that the server does not show yet.
@@ -33,10 +33,17 @@ public:
     void release(QWidget& widget);
     [[nodiscard]] QWidget* holder() const { return holder_; }
 
+    /// The toolkit grabs the keyboard for a menu by itself.
+    void setMenuOpen(bool isOpen);
+
     /// Moves the input focus to our window with a fresh time stamp; a window of ours that holds the keyboard
     /// gives it back after that, and keys that came to it since a mouse button was last released go to the
     /// new one, if that is as unmanaged. Nothing where the server refuses.
     void moveTo(QWidget& widget);
+
+    /// The same for a window that a window manager handles, which is asked to bring it forward; it does so
+    /// also where the server refuses, because the window is only just being shown.
+    void activate(QWidget& widget);
 
     /// The window with the input focus; XCB_NONE or XCB_INPUT_FOCUS_POINTER_ROOT where no window has it.
     [[nodiscard]] xcb_window_t owner() const;
@@ -54,11 +61,15 @@ private:
     class LateKeys;
 
     void giveUpGrab(QWidget& widget);
+    void moveTo(QWidget& widget, xcb_timestamp_t time);
+    void tellObserver();
 
     std::unique_ptr<X11Connection> connection_; ///< Makes time stamps.
     std::unique_ptr<LateKeys> lateKeys_;
     std::function<void(bool)> observer_;
     QPointer<QWidget> holder_;
+    bool isMenuOpen_ = false;
+    bool wasTold_ = false; ///< What the observer knows.
     X11KeptFocus* keeper_ = nullptr;
 };
 

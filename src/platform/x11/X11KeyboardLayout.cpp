@@ -246,35 +246,6 @@ QString keyLabel(X11Connection& connection, xcb_keycode_t key)
     return label;
 }
 
-QString keyCharacters(X11Connection& connection, xcb_keycode_t key, quint32 state)
-{
-    const auto mapping = keyboardMapping(connection, key, 1);
-    if (!mapping)
-        return {};
-    const std::span symbols(xcb_get_keyboard_mapping_keysyms(mapping.get()),
-                            static_cast<std::size_t>(xcb_get_keyboard_mapping_keysyms_length(mapping.get())));
-    // Two columns, plain and with Shift, for each of the first two groups.
-    const auto symbolAt = [&](std::size_t group, std::size_t level) {
-        const std::size_t column = 2 * group + level;
-        return column < symbols.size() ? symbols[column] : xcb_keysym_t{XKB_KEY_NoSymbol};
-    };
-    // The state's two bits above the buttons.
-    std::size_t group = (state >> 13) & 1;
-    if (symbolAt(group, 0) == XKB_KEY_NoSymbol)
-        group = 0;
-    std::size_t level = (state & XCB_MOD_MASK_SHIFT) != 0 ? 1 : 0;
-    const xcb_keysym_t shifted = symbolAt(group, 1);
-    const bool isKeypadKey = shifted >= XKB_KEY_KP_Separator && shifted <= XKB_KEY_KP_9;
-    if (isKeypadKey)
-        level = 1;
-    else if (shifted == XKB_KEY_NoSymbol)
-        level = 0;
-    const char32_t character = xkb_keysym_to_utf32(symbolAt(group, level));
-    if (character == 0 || QChar::category(character) == QChar::Other_Control)
-        return {};
-    return QString::fromUcs4(&character, 1);
-}
-
 QString combinationLabel(quint64 flags, const QString& key)
 {
     QStringList parts;

@@ -56,10 +56,6 @@ struct X11KeyboardLayout {
 /// What is printed on a key in the first group, for messages: "Space", "A", "F5".
 [[nodiscard]] QString keyLabel(X11Connection& connection, xcb_keycode_t key);
 
-/// What the key types in an X modifier state of which only Shift and the layout's group count; empty for keys
-/// that type nothing visible, such as dead keys. The keypad's keys are its digits, whatever Num Lock says.
-[[nodiscard]] QString keyCharacters(X11Connection& connection, xcb_keycode_t key, quint32 state);
-
 /// "Ctrl+Alt+Space".
 [[nodiscard]] QString combinationLabel(quint64 flags, const QString& key);
 

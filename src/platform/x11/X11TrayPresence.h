@@ -16,6 +16,7 @@ public:
     X11TrayPresence& operator=(const X11TrayPresence&) = delete;
     ~X11TrayPresence() override;
 
+    [[nodiscard]] Kind kind() const override { return Kind::Embedding; }
     [[nodiscard]] State state() const override;
     [[nodiscard]] std::optional<QColor> symbolColor() const override { return symbolColor_; }
     void setChangeHandler(std::function<void()> handler) override { handler_ = std::move(handler); }

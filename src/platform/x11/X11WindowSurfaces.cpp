@@ -10,6 +10,8 @@
 #include <QWindow>
 #include <algorithm>
 #include <array>
+#include <initializer_list>
+#include <iterator>
 #include <unordered_set>
 #include <utility>
 #include <vector>
@@ -74,6 +76,39 @@ void setKnownProperty(xcb_connection_t* connection, const QWidget& widget, const
     if (const xcb_atom_t property = existingAtom(connection, name); property != XCB_NONE)
         xcb_change_property(connection, XCB_PROP_MODE_REPLACE, windowOf(widget), property, type, 32, 1,
                             &value);
+}
+
+/// The toolkit keeps what it finds there and adds its own.
+void addStates(const QWidget& widget, std::initializer_list<const char*> names)
+{
+    xcb_connection_t* connection = toolkitConnection();
+    const xcb_atom_t property =
+        connection != nullptr ? existingAtom(connection, "_NET_WM_STATE") : xcb_atom_t{XCB_NONE};
+    if (property == XCB_NONE)
+        return;
+    auto states = readNumbers(connection, windowOf(widget), property);
+    for (const char* name : names) {
+        const xcb_atom_t state = existingAtom(connection, name);
+        if (state != XCB_NONE && std::ranges::find(states, state) == states.end())
+            states.push_back(state);
+    }
+    xcb_change_property(connection, XCB_PROP_MODE_REPLACE, windowOf(widget), property, XCB_ATOM_ATOM, 32,
+                        static_cast<uint32_t>(states.size()), states.data());
+}
+
+/// Puts those of our unmanaged windows that are above that one and meet it right below it, in their order.
+void putBelow(xcb_connection_t* connection, xcb_window_t above)
+{
+    const QRect frame = areaOf(connection, above);
+    const auto own = shownOwnWindows(connection, above);
+    for (auto window = own.rbegin(); window != own.rend(); ++window) {
+        if (!frame.intersects(areaOf(connection, *window)))
+            continue;
+        const std::array<uint32_t, 2> place{above, XCB_STACK_MODE_BELOW};
+        xcb_configure_window(connection, *window, XCB_CONFIG_WINDOW_SIBLING | XCB_CONFIG_WINDOW_STACK_MODE,
+                             place.data());
+        above = *window;
+    }
 }
 
 } // namespace
@@ -153,6 +188,21 @@ void X11WindowSurfaces::setShape(QWidget& widget, const QRegion& pixels)
     xcb_flush(connection);
 }
 
+void X11WindowSurfaces::setMenuOpen(bool isOpen)
+{
+    keyboard_->setMenuOpen(isOpen);
+}
+
+void X11WindowSurfaces::activateManaged(QWidget& widget)
+{
+    keyboard_->activate(widget);
+}
+
+void X11WindowSurfaces::leaveOutOfLists(QWidget& widget)
+{
+    addStates(widget, {"_NET_WM_STATE_SKIP_TASKBAR", "_NET_WM_STATE_SKIP_PAGER"});
+}
+
 void X11WindowSurfaces::showOnEveryDesktop(QWidget& widget)
 {
     xcb_connection_t* connection = toolkitConnection();
@@ -160,9 +210,7 @@ void X11WindowSurfaces::showOnEveryDesktop(QWidget& widget)
         return;
     constexpr uint32_t kEveryDesktop = 0xffffffff;
     setKnownProperty(connection, widget, "_NET_WM_DESKTOP", XCB_ATOM_CARDINAL, kEveryDesktop);
-    // The toolkit keeps what it finds there and adds its own.
-    if (const xcb_atom_t sticky = existingAtom(connection, "_NET_WM_STATE_STICKY"); sticky != XCB_NONE)
-        setKnownProperty(connection, widget, "_NET_WM_STATE", XCB_ATOM_ATOM, sticky);
+    addStates(widget, {"_NET_WM_STATE_STICKY"});
 }
 
 void X11WindowSurfaces::omitShadow(QWidget& widget)
@@ -174,15 +222,20 @@ void X11WindowSurfaces::omitShadow(QWidget& widget)
     setKnownProperty(connection, widget, "_COMPTON_SHADOW", XCB_ATOM_CARDINAL, kNone);
 }
 
+std::vector<X11WindowSurfaces::ManagedTop>::iterator X11WindowSurfaces::findTop(const QWidget& widget)
+{
+    return std::ranges::find(managedTops_, &widget, [](const ManagedTop& top) { return top.widget.data(); });
+}
+
 void X11WindowSurfaces::bringManagedToTop(QWidget& widget)
 {
-    if (managedTop_ != &widget) {
-        managedTop_ = &widget;
-        displacedHolder_ = keyboard_->holder();
+    if (const auto known = findTop(widget); known != managedTops_.end()) {
+        std::rotate(known, known + 1, managedTops_.end());
+    } else {
         QWidget* active = QApplication::activeWindow();
-        displacedFocus_ = active != nullptr && active->windowFlags().testFlag(Qt::BypassWindowManagerHint)
-                              ? active
-                              : nullptr;
+        const bool isUnmanaged =
+            active != nullptr && active->windowFlags().testFlag(Qt::BypassWindowManagerHint);
+        managedTops_.push_back({&widget, keyboard_->holder(), isUnmanaged ? active : nullptr});
     }
     keepManagedOnTop();
     focusWindow(widget);
@@ -191,18 +244,11 @@ void X11WindowSurfaces::bringManagedToTop(QWidget& widget)
 void X11WindowSurfaces::keepManagedOnTop()
 {
     xcb_connection_t* connection = toolkitConnection();
-    if (connection == nullptr || !managedTop_)
+    if (connection == nullptr)
         return;
-    xcb_window_t above = topLevelOf(connection, windowOf(*managedTop_));
-    const QRect frame = areaOf(connection, above);
-    const auto own = shownOwnWindows(connection, above);
-    for (auto window = own.rbegin(); window != own.rend(); ++window) {
-        if (!frame.intersects(areaOf(connection, *window)))
-            continue;
-        const std::array<uint32_t, 2> place{above, XCB_STACK_MODE_BELOW};
-        xcb_configure_window(connection, *window, XCB_CONFIG_WINDOW_SIBLING | XCB_CONFIG_WINDOW_STACK_MODE,
-                             place.data());
-        above = *window;
+    for (const ManagedTop& top : managedTops_) {
+        if (top.widget)
+            putBelow(connection, topLevelOf(connection, windowOf(*top.widget)));
     }
     xcb_flush(connection);
 }
@@ -210,16 +256,28 @@ void X11WindowSurfaces::keepManagedOnTop()
 void X11WindowSurfaces::releaseTop(QWidget& widget)
 {
     xcb_connection_t* connection = toolkitConnection();
-    if (connection == nullptr || managedTop_ != &widget)
+    const auto found = findTop(widget);
+    if (connection == nullptr || found == managedTops_.end())
         return;
-    managedTop_ = nullptr;
+    const ManagedTop gone = *found;
+    const bool wasLatest = std::next(found) == managedTops_.end();
+    const auto next = managedTops_.erase(found);
     for (const xcb_window_t window : shownOwnWindows(connection)) {
         const uint32_t place = XCB_STACK_MODE_ABOVE;
         xcb_configure_window(connection, window, XCB_CONFIG_WINDOW_STACK_MODE, &place);
     }
+    keepManagedOnTop();
     xcb_flush(connection);
-    QWidget* holder = std::exchange(displacedHolder_, nullptr).data();
-    QWidget* focus = std::exchange(displacedFocus_, nullptr).data();
+    if (!wasLatest) {
+        // Who comes after it owes the keyboard to the same window, unless it took it from another one.
+        if (!next->holder && !next->focus) {
+            next->holder = gone.holder;
+            next->focus = gone.focus;
+        }
+        return;
+    }
+    QWidget* holder = gone.holder.data();
+    QWidget* focus = gone.focus.data();
     if (holder != nullptr && holder->isVisible())
         grabKeyboard(*holder);
     else if (focus != nullptr && focus->isVisible())

@@ -7,6 +7,7 @@
 #include <QWidget>
 #include <functional>
 #include <memory>
+#include <vector>
 
 namespace velmo {
 
@@ -34,6 +35,9 @@ public:
     [[nodiscard]] std::unique_ptr<KeptFocus> keepFocus(QWidget& widget) override;
     void setNativeGeometry(QWidget& widget, const PixelRect& geometry) override;
     void setShape(QWidget& widget, const QRegion& pixels) override;
+    void setMenuOpen(bool isOpen) override;
+    void activateManaged(QWidget& widget) override;
+    void leaveOutOfLists(QWidget& widget) override;
     void showOnEveryDesktop(QWidget& widget) override;
     void omitShadow(QWidget& widget) override;
     void bringManagedToTop(QWidget& widget) override;
@@ -41,11 +45,18 @@ public:
     void releaseTop(QWidget& widget) override;
 
 private:
-    X11KeyRepeats repeats_; ///< Before all other filters.
+    /// A managed window above our unmanaged ones, and whom it took the keyboard from.
+    struct ManagedTop {
+        QPointer<QWidget> widget;
+        QPointer<QWidget> holder; ///< Held the keyboard by a grab.
+        QPointer<QWidget> focus;  ///< Unmanaged, with the input focus.
+    };
+
+    [[nodiscard]] std::vector<ManagedTop>::iterator findTop(const QWidget& widget);
+
+    X11KeyRepeats repeats_;
     std::shared_ptr<X11KeyboardFocus> keyboard_;
-    QPointer<QWidget> managedTop_;
-    QPointer<QWidget> displacedHolder_; ///< Held the keyboard when the managed window took it.
-    QPointer<QWidget> displacedFocus_;  ///< Had the input focus then.
+    std::vector<ManagedTop> managedTops_; ///< The latest last.
 };
 
 } // namespace velmo

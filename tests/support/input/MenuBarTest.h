@@ -20,12 +20,12 @@ protected:
     {
         controller.reset();
         controller = std::make_unique<MenuBarController>(
-            *session, settings, MenuBarController::Desktop{windows, keys, trays}, callbacks);
+            *session, settings, MenuBarController::Desktop{*surfaces, keys, trays, trayPatience}, callbacks);
     }
 
-    FakeTrayPresence& addTray(TrayPresence::State state)
+    FakeTrayPresence& addTray(TrayPresence::State state, TrayPresence::Kind kind = TrayPresence::Kind::Bus)
     {
-        trays.push_back(std::make_unique<FakeTrayPresence>(state));
+        trays.push_back(std::make_unique<FakeTrayPresence>(state, kind));
         return static_cast<FakeTrayPresence&>(*trays.back());
     }
 
@@ -46,8 +46,10 @@ protected:
     }
 
     FakeWindowSurfaces windows;
+    WindowSurfaces* surfaces = &windows;
     FakeKeyReader keys;
     StatusItem::Trays trays;
+    std::chrono::milliseconds trayPatience{0};
     MenuBarCallbacks callbacks;
     std::unique_ptr<MenuBarController> controller;
 };

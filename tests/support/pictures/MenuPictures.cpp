@@ -36,6 +36,7 @@ QPixmap menuPicture()
     FakeWindowSurfaces windows;
     windows.composited = true;
     StatusMenu menu(windows, {});
+    menu.followCompositor();
     menu.resize(menu.sizeHint());
     menu.setActiveAction(menu.actions().constFirst());
     QPixmap picture = ground(menu.size() + QSize(2 * kMargin, 2 * kMargin));
@@ -49,7 +50,8 @@ QPixmap sheetPicture()
     const auto settings = std::make_shared<SettingsManager>(std::make_shared<InMemoryDefaults>(),
                                                             std::make_shared<FakeKeychain>());
     FakeKeyReader keys;
-    HotkeyCaptureSheet sheet(settings, {keys, {}, {}});
+    FakeWindowSurfaces windows;
+    HotkeyCaptureSheet sheet(settings, {keys, windows, {}, {}});
     sheet.present();
     QWidget& window = *sheet.window();
     QPixmap picture = ground(QSize(3 * (window.width() + kMargin) + kMargin, window.height() + 2 * kMargin));

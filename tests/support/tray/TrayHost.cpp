@@ -72,10 +72,10 @@ public:
         const std::lock_guard lock(mutex_);
         return items_;
     }
-    void setHasHost()
+    void setHasHost(bool hasHost)
     {
         const std::lock_guard lock(mutex_);
-        hasHost_ = true;
+        hasHost_ = hasHost;
     }
 
 private:
@@ -109,10 +109,18 @@ bool TrayHost::startWatcher()
 
 bool TrayHost::startHost()
 {
-    watcher_->setHasHost();
+    watcher_->setHasHost(true);
     return QDBusConnection(connectionName_)
         .send(QDBusMessage::createSignal(kWatcherPath, kWatcher,
                                          QStringLiteral("StatusNotifierHostRegistered")));
+}
+
+bool TrayHost::stopHost()
+{
+    watcher_->setHasHost(false);
+    return QDBusConnection(connectionName_)
+        .send(QDBusMessage::createSignal(kWatcherPath, kWatcher,
+                                         QStringLiteral("StatusNotifierHostUnregistered")));
 }
 
 void TrayHost::stop()

@@ -33,6 +33,8 @@ public:
     /// The two parts of it: until the second, there is nobody who would show an item.
     [[nodiscard]] bool startWatcher();
     [[nodiscard]] bool startHost();
+    /// The watcher stays.
+    [[nodiscard]] bool stopHost();
     void stop();
 
     /// Who has announced itself since the latest start.

@@ -33,6 +33,12 @@ protected:
         return awaitCondition([this] { return trays.front()->state() != TrayPresence::State::Unknown; });
     }
 
+    /// Until then nothing could have appeared.
+    [[nodiscard]] bool awaitNoTray()
+    {
+        return awaitCondition([this] { return log.text().contains(QStringLiteral("no tray yet")); });
+    }
+
     TrayHost host{buses().sessionAddress()};
     int annotations = 0;
     int terminations = 0;

@@ -1,0 +1,38 @@
+#include "platform/linux/PlasmaBarColor.h"
+
+#include <QSettings>
+#include <QStandardPaths>
+#include <QStringList>
+
+namespace velmo {
+
+std::optional<QColor> plasmaBarColor()
+{
+    const QStringList desktops = qEnvironmentVariable("XDG_CURRENT_DESKTOP").split(u':');
+    if (!desktops.contains(QStringLiteral("KDE")))
+        return std::nullopt;
+    const QString settings =
+        QStandardPaths::locate(QStandardPaths::GenericConfigLocation, QStringLiteral("plasmarc"));
+    if (settings.isEmpty())
+        return std::nullopt;
+    const QString theme =
+        QSettings(settings, QSettings::IniFormat).value(QStringLiteral("Theme/name")).toString();
+    // The usual theme takes the colours of windows, and a name is no path.
+    if (theme.isEmpty() || theme == QStringLiteral("default") || theme.contains(u'/'))
+        return std::nullopt;
+    const QString colors =
+        QStandardPaths::locate(QStandardPaths::GenericDataLocation,
+                               QStringLiteral("plasma/desktoptheme/") + theme + QStringLiteral("/colors"));
+    if (colors.isEmpty())
+        return std::nullopt;
+    const QStringList channels = QSettings(colors, QSettings::IniFormat)
+                                     .value(QStringLiteral("Colors:Window/ForegroundNormal"))
+                                     .toStringList();
+    if (channels.size() < 3)
+        return std::nullopt;
+    const QColor color(channels.at(0).trimmed().toInt(), channels.at(1).trimmed().toInt(),
+                       channels.at(2).trimmed().toInt());
+    return color.isValid() ? std::optional(color) : std::nullopt;
+}
+
+} // namespace velmo

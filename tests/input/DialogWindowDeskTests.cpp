@@ -1,0 +1,201 @@
+#include "platform/x11/X11Connection.h"
+#include "platform/x11/X11WindowSurfaces.h"
+#include "support/x11/Await.h"
+#include "support/x11/InputDriver.h"
+#include "support/x11/PlainClient.h"
+#include "support/x11/VirtualDisplay.h"
+#include "widgets/DialogWindow.h"
+
+#include <QElapsedTimer>
+#include <QLineEdit>
+#include <QVBoxLayout>
+#include <algorithm>
+#include <gtest/gtest.h>
+
+namespace velmo::test {
+namespace {
+
+/// A window of ours that the user asks for, on a desktop of any window manager.
+class DialogWindowDesk : public testing::TestWithParam<QString> {
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(display().startWindowManager(GetParam(), FocusPolicy::Click));
+        DialogWindow::prepare(window_, QStringLiteral("Dialog"), QSize(400, 300));
+    }
+    void TearDown() override
+    {
+        window_.close();
+        display().stopWindowManager();
+    }
+
+    [[nodiscard]] bool hasKeyboard(const QWidget& widget) const
+    {
+        const auto reply = eye_->await(xcb_get_input_focus_reply, xcb_get_input_focus(eye_->get()));
+        return reply && reply->focus == widget.internalWinId();
+    }
+
+    /// Of the root's child that the window is in, from the bottom.
+    [[nodiscard]] std::ptrdiff_t level(xcb_window_t window) const
+    {
+        for (;;) {
+            const auto tree = eye_->await(xcb_query_tree_reply, xcb_query_tree(eye_->get(), window));
+            if (!tree)
+                return -1;
+            if (tree->parent == eye_->root())
+                break;
+            window = tree->parent;
+        }
+        const auto all = eye_->await(xcb_query_tree_reply, xcb_query_tree(eye_->get(), eye_->root()));
+        const auto* first = xcb_query_tree_children(all.get());
+        return std::find(first, first + xcb_query_tree_children_length(all.get()), window) - first;
+    }
+    [[nodiscard]] std::ptrdiff_t level(const QWidget& widget) const
+    {
+        return level(static_cast<xcb_window_t>(widget.internalWinId()));
+    }
+
+    [[nodiscard]] QList<xcb_atom_t> states() const
+    {
+        const auto found = readNumbers(eye_->get(), static_cast<xcb_window_t>(window_.internalWinId()),
+                                       eye_->atom("_NET_WM_STATE"));
+        return {found.begin(), found.end()};
+    }
+
+    std::unique_ptr<X11Connection> eye_ = X11Connection::open();
+    X11WindowSurfaces surfaces_;
+    InputDriver input_;
+    QWidget window_;
+};
+
+/// One of our floating windows, in the middle of the screen.
+class Floating final : public QWidget {
+public:
+    Floating()
+        : QWidget(nullptr, Qt::Window | Qt::FramelessWindowHint | Qt::BypassWindowManagerHint)
+    {
+        auto* layout = new QVBoxLayout(this);
+        layout->addWidget(field = new QLineEdit);
+        setGeometry(600, 300, 700, 500);
+        show();
+        field->setFocus();
+    }
+    QLineEdit* field;
+};
+
+TEST_P(DialogWindowDesk, ComesBackInFrontOfAnotherApplication)
+{
+    DialogWindow::bringToFront(window_, surfaces_);
+    ASSERT_TRUE(awaitCondition([this] { return hasKeyboard(window_); }));
+    PlainClient::Options options;
+    options.area = {600, 250, 700, 600};
+    PlainClient other(options);
+    // The user works there, so that what we know of the time is old.
+    QElapsedTimer sinceClick;
+    ASSERT_TRUE(awaitCondition([&] {
+        if (!sinceClick.isValid() || sinceClick.elapsed() > 400) {
+            input_.moveTo(950, 750);
+            input_.click(1);
+            sinceClick.start();
+        }
+        return other.hasFocus() && level(other.window()) > level(window_);
+    }));
+    DialogWindow::bringToFront(window_, surfaces_);
+    EXPECT_TRUE(
+        awaitCondition([&] { return hasKeyboard(window_) && level(window_) > level(other.window()); }));
+}
+
+TEST_P(DialogWindowDesk, IsAskedForWithATimeOfNow)
+{
+    DialogWindow::bringToFront(window_, surfaces_);
+    ASSERT_TRUE(awaitCondition([this] { return hasKeyboard(window_); }));
+    const uint32_t mask = XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
+    xcb_change_window_attributes(eye_->get(), eye_->root(), XCB_CW_EVENT_MASK, &mask);
+    const xcb_timestamp_t before = eye_->serverTime();
+    DialogWindow::bringToFront(window_, surfaces_);
+    const auto isRequest = [&](const xcb_generic_event_t& event) {
+        const auto& message = reinterpret_cast<const xcb_client_message_event_t&>(event);
+        return (event.response_type & 0x7f) == XCB_CLIENT_MESSAGE &&
+               message.type == eye_->atom("_NET_ACTIVE_WINDOW") &&
+               message.window == window_.internalWinId() && message.data.data32[0] == 2 &&
+               message.data.data32[1] >= before;
+    };
+    EXPECT_TRUE(awaitCondition([&] {
+        while (const auto event = eye_->nextEvent()) {
+            if (isRequest(*event))
+                return true;
+        }
+        return false;
+    }));
+}
+
+TEST_P(DialogWindowDesk, IsAboveOurFloatingWindowsAndGivesTheKeyboardBackToThem)
+{
+    Floating floating;
+    const auto kept = surfaces_.keepFocus(floating);
+    ASSERT_TRUE(awaitCondition([&] { return hasKeyboard(floating); }));
+    DialogWindow::bringToFront(window_, surfaces_);
+    EXPECT_TRUE(awaitCondition([&] { return hasKeyboard(window_) && level(window_) > level(floating); }));
+    window_.close();
+    EXPECT_TRUE(awaitCondition([&] { return hasKeyboard(floating); }));
+}
+
+TEST_P(DialogWindowDesk, KeepsTheKeyboardAfterAnotherOneInItsPlace)
+{
+    Floating floating;
+    const auto kept = surfaces_.keepFocus(floating);
+    ASSERT_TRUE(awaitCondition([&] { return hasKeyboard(floating); }));
+    QWidget former;
+    DialogWindow::prepare(former, QStringLiteral("Former"), QSize(400, 300));
+    DialogWindow::bringToFront(former, surfaces_);
+    ASSERT_TRUE(awaitCondition([&] { return hasKeyboard(former) && level(former) > level(floating); }));
+    former.close();
+    DialogWindow::bringToFront(window_, surfaces_);
+    // Window managers move the focus in steps, and our floating window looks after its own for 0.2 s.
+    QElapsedTimer since;
+    since.start();
+    EXPECT_TRUE(awaitCondition([&] {
+        if (!hasKeyboard(window_))
+            since.restart();
+        return since.elapsed() > 500;
+    }));
+}
+
+TEST_P(DialogWindowDesk, StandsAboveOneThatWasThereBefore)
+{
+    Floating floating;
+    QWidget former;
+    DialogWindow::prepare(former, QStringLiteral("Former"), QSize(600, 500));
+    DialogWindow::bringToFront(former, surfaces_);
+    ASSERT_TRUE(awaitCondition([&] { return hasKeyboard(former) && level(former) > level(floating); }));
+    DialogWindow::bringToFront(window_, surfaces_);
+    ASSERT_TRUE(awaitCondition([&] { return hasKeyboard(window_) && level(window_) > level(former); }));
+    window_.close();
+    EXPECT_TRUE(awaitCondition([&] { return level(former) > level(floating); }));
+    former.close();
+}
+
+TEST_P(DialogWindowDesk, IsInNoListOfWindows)
+{
+    DialogWindow::bringToFront(window_, surfaces_);
+    const auto isUnlisted = [this] {
+        return states().contains(eye_->atom("_NET_WM_STATE_SKIP_TASKBAR")) &&
+               states().contains(eye_->atom("_NET_WM_STATE_SKIP_PAGER"));
+    };
+    ASSERT_TRUE(awaitCondition([this] { return hasKeyboard(window_); }));
+    EXPECT_TRUE(awaitCondition(isUnlisted));
+    // Window managers forget what they were told of a window that is not shown.
+    window_.close();
+    EXPECT_TRUE(awaitCondition([&] { return !hasKeyboard(window_); }));
+    DialogWindow::bringToFront(window_, surfaces_);
+    ASSERT_TRUE(awaitCondition([this] { return hasKeyboard(window_); }));
+    EXPECT_TRUE(awaitCondition(isUnlisted));
+}
+
+INSTANTIATE_TEST_SUITE_P(WindowManagers, DialogWindowDesk,
+                         testing::ValuesIn(windowManagersToTest({QStringLiteral("openbox"),
+                                                                 QStringLiteral("metacity")})),
+                         [](const auto& instance) { return instance.param.toStdString(); });
+
+} // namespace
+} // namespace velmo::test
