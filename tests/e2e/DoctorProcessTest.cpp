@@ -87,7 +87,7 @@ protected:
     {
         std::vector<QJsonObject> found;
         const QJsonArray all = report_[QStringLiteral("findings")].toArray();
-        for (const QJsonValue& finding : all) {
+        for (const auto& finding : all) {
             if (finding[QStringLiteral("area")].toString() == QString::fromLatin1(area))
                 found.push_back(finding.toObject());
         }
@@ -153,7 +153,7 @@ TEST_F(DoctorProcess, EveryProblemHasAdvice)
     examine();
     const QJsonArray all = report_[QStringLiteral("findings")].toArray();
     int problems = 0;
-    for (const QJsonValue& finding : all) {
+    for (const auto& finding : all) {
         if (finding[QStringLiteral("state")].toString() == QStringLiteral("fine"))
             continue;
         ++problems;
