@@ -103,6 +103,9 @@ void AppDelegate::applicationWillTerminate()
 
 void AppDelegate::terminate()
 {
+    // Until the keyboard is back, nothing is to begin anew: a hotkey that was just recorded, a menu.
+    isTerminating_ = true;
+    menuBarController_->discardHotkeySheet();
     applicationWillTerminate();
     const bool hadSession = session_.state().value() != SessionState::Idle;
     session_.end();
@@ -189,6 +192,8 @@ void AppDelegate::followScreens()
 
 bool AppDelegate::handlePermissionState(bool forcePresentation)
 {
+    if (isTerminating_)
+        return false;
     const QList<MissingPermission> missing = PermissionChecker::checkRequired(*desktop_.permissions);
     logMissing(missing);
     const bool isOnboarding = !settings_->hasCompletedOnboarding.value();
@@ -286,6 +291,8 @@ void AppDelegate::startHotkeyMonitor()
 
 void AppDelegate::restartHotkeyMonitor()
 {
+    if (isTerminating_)
+        return;
     stopHotkeyMonitor();
     session_.restoreChatAfterHint();
     startHotkeyMonitor();

@@ -103,6 +103,7 @@ private:
     std::unique_ptr<OnboardingWindowController> onboardingController_; ///< Until the first start is over.
     Published<QString> hotkeyProblem_; ///< Why the hotkey does not work, for the settings.
     LaunchOptions options_;
+    bool isTerminating_ = false;
     bool monitorIsReady_ = false;
     QTimer permissionMonitor_;
     QTimer captureRelease_;

@@ -60,6 +60,7 @@ PanelDesktop AppDelegate::panelDesktop()
 UpdateCollaborators AppDelegate::updateCollaborators()
 {
     return {
+        .windows = *desktop_.windowSurfaces,
         .http = http_,
         .findPackageManager = [] { return findPackageOwner(QCoreApplication::applicationFilePath()); },
         .openAddress = [](const QUrl& address) { QDesktopServices::openUrl(address); },
@@ -97,6 +98,7 @@ AppDelegate::makeOnboarding(const QList<MissingPermission>& missing)
         OnboardingStep::all(missing),
         OnboardingWindowController::Collaborators{
             .permissions = *desktop_.permissions,
+            .windows = *desktop_.windowSurfaces,
             .hotkey =
                 [this] {
                     return hotkeyDescription(static_cast<quint64>(settings_->hotkeyModifiers.value()),

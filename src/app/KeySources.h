@@ -1,0 +1,23 @@
+#pragma once
+
+#include "core/SettingsManager.h"
+
+#include <QString>
+#include <array>
+
+namespace velmo {
+
+/// A service that a key is for.
+struct KeyService {
+    QString name;    ///< As it is typed.
+    QString title;   ///< As it is written.
+    QString account; ///< In the key store.
+};
+
+[[nodiscard]] const std::array<KeyService, 3>& keyServices();
+
+/// Where the service's key comes from, or why there is none, without showing it.
+[[nodiscard]] QString keySourceSentence(const SettingsManager& settings, Keychain& keychain,
+                                        const KeyService& service);
+
+} // namespace velmo

@@ -50,21 +50,11 @@ QString statusOf(const EventTap& tap)
     return QString::fromUtf8(QJsonDocument(status).toJson(QJsonDocument::Compact));
 }
 
-/// Shown by a menu of ours the settings have the user's attention already. Asked for from outside they need
-/// the desktop's consent, which it gives to whoever acts for the user.
-void openSettings(AppDelegate& delegate, WindowFocus& focus)
-{
-    delegate.applicationShouldHandleReopen();
-    if (const QWidget* window = delegate.menuBarController()->settingsWindow(); window != nullptr)
-        focus.activate(static_cast<qint32>(QCoreApplication::applicationPid()),
-                       AccessibilityElement{window->winId(), nullptr});
-}
-
 RemoteActions remoteActions(AppDelegate& delegate, DesktopServices& desktop)
 {
     return {
         .annotate = [&delegate] { delegate.requestAnnotation(); },
-        .openSettings = [&] { openSettings(delegate, *desktop.windowFocus); },
+        .openSettings = [&delegate] { delegate.applicationShouldHandleReopen(); },
         .cancel = [&delegate] { delegate.session().cancel(); },
         .quit = [&delegate] { delegate.terminate(); },
         .status = [&desktop] { return statusOf(*desktop.eventTap); },

@@ -212,17 +212,6 @@ Subscription SettingsManager::subscribeToLateWrites(
     return lateWrites_->add(std::move(handler));
 }
 
-Keychain::Availability SettingsManager::keychainAvailability() const
-{
-    return keychain_->availability();
-}
-
-Subscription SettingsManager::subscribeToLateWrites(
-    std::function<void(const QString&, const Keychain::Status&)> handler) const
-{
-    return lateWrites_->add(std::move(handler));
-}
-
 std::optional<QString> SettingsManager::effectiveKey(const QString& account) const
 {
     if (auto stored = usableKey(keychainRead(account)))

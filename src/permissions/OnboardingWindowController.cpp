@@ -73,7 +73,7 @@ void OnboardingWindowController::showWindow()
         contentView_ = new OnboardingStepContentView(collaborators_.permissions, window_.get());
     }
     const bool wasHidden = !window_->isVisible();
-    DialogWindow::bringToFront(*window_);
+    DialogWindow::bringToFront(*window_, collaborators_.windows);
     if (wasHidden)
         showCurrentStep();
 }

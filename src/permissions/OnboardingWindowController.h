@@ -2,6 +2,7 @@
 
 #include "permissions/OnboardingStep.h"
 #include "platform/Permissions.h"
+#include "platform/WindowSurfaces.h"
 
 #include <QObject>
 #include <QTimer>
@@ -19,7 +20,8 @@ class OnboardingStepContentView;
 class OnboardingWindowController final : public QObject {
 public:
     struct Collaborators {
-        Permissions& permissions; ///< Outlives the controller.
+        Permissions& permissions; ///< Outlives the controller, as do the windows.
+        WindowSurfaces& windows;
         /// The hotkey as people read it. Asked for when the last page is shown; empty where it has no name.
         std::function<QString()> hotkey;
         /// Called once the last page is left, after the window has closed. It may destroy the controller.

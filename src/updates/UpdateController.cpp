@@ -38,7 +38,7 @@ void UpdateController::checkForUpdates()
         window_->showChecking();
         check_ = tasks_.start(check());
     }
-    DialogWindow::bringToFront(*window_);
+    DialogWindow::bringToFront(*window_, collaborators_.windows);
 }
 
 async::Task<> UpdateController::check()

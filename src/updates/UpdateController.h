@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/async/TaskScope.h"
+#include "platform/WindowSurfaces.h"
 #include "updates/UpdateCheck.h"
 
 #include <functional>
@@ -14,6 +15,7 @@ class UpdateWindow;
 
 /// What the check for updates works with.
 struct UpdateCollaborators {
+    WindowSurfaces& windows; ///< Outlives the controller.
     /// Asked for at the first check; it outlives the controller.
     std::function<HttpClient&()> http;
     /// Who keeps this installation up to date, as in "APT"; empty text: the user.

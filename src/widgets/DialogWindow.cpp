@@ -114,12 +114,4 @@ void bringToFront(QWidget& window, WindowSurfaces& surfaces)
     placement.bringForward();
 }
 
-void bringToFront(QWidget& window)
-{
-    window.setWindowState(window.windowState() & ~Qt::WindowMinimized);
-    window.show();
-    window.raise();
-    window.activateWindow();
-}
-
 } // namespace velmo::DialogWindow

@@ -17,8 +17,4 @@ void prepare(QWidget& window, const QString& title, QSize contentSize);
 /// just chosen it. The window system outlives the window.
 void bringToFront(QWidget& window, WindowSurfaces& surfaces);
 
-/// The same for whoever knows no window system: below our floating windows, and only as far as the window
-/// manager finds the wish fresh enough.
-void bringToFront(QWidget& window);
-
 } // namespace velmo::DialogWindow

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "fakes/FakePermissions.h"
+#include "fakes/FakeWindowSurfaces.h"
 #include "permissions/OnboardingStepContentView.h"
 #include "permissions/OnboardingWindowController.h"
 #include "support/core/EventLoop.h"
@@ -56,7 +57,7 @@ protected:
     {
         controller = std::make_unique<OnboardingWindowController>(
             std::move(steps),
-            OnboardingWindowController::Collaborators{permissions, [this] { return hotkey; },
+            OnboardingWindowController::Collaborators{permissions, windows, [this] { return hotkey; },
                                                       [this] {
                                                           ++completions;
                                                           if (dropsWhenComplete)
@@ -87,6 +88,7 @@ protected:
     static constexpr auto kMicrophone = MissingPermission::Microphone;
 
     FakePermissions permissions;
+    FakeWindowSurfaces windows;
     QString hotkey = QStringLiteral("Ctrl + Alt + Space");
     int completions = 0;
     bool dropsWhenComplete = false;

@@ -1,5 +1,6 @@
 // The settings with a real keyboard and a real mouse, on a desktop with a window manager.
 
+#include "platform/x11/X11WindowSurfaces.h"
 #include "support/accessibility/AtSpiReader.h"
 #include "support/settings/SettingsTest.h"
 #include "support/x11/Await.h"
@@ -17,7 +18,7 @@ protected:
     {
         ASSERT_TRUE(display().startWindowManager());
         build();
-        DialogWindow::bringToFront(*view);
+        DialogWindow::bringToFront(*view, surfaces_);
         ASSERT_TRUE(awaitCondition([this] { return view->isActiveWindow(); }));
     }
     void TearDown() override
@@ -47,6 +48,7 @@ protected:
 
     [[nodiscard]] QScrollBar& formBar() const { return *all<SettingsView>().at(0)->verticalScrollBar(); }
 
+    X11WindowSurfaces surfaces_;
     InputDriver input_;
 };
 

@@ -1,3 +1,4 @@
+#include "fakes/FakeWindowSurfaces.h"
 #include "platform/linux/CurlHttpClient.h"
 #include "support/core/EventLoop.h"
 #include "support/practice/PracticeServer.h"
@@ -29,7 +30,7 @@ protected:
         controller_ = std::make_unique<UpdateController>(
             UpdateSource{QUrl(server_.baseUrl() + QStringLiteral("/feed.json")), key_.publicKey()},
             QVersionNumber(0, 1, 0),
-            UpdateCollaborators{[this]() -> HttpClient& { return http_; },
+            UpdateCollaborators{windows_, [this]() -> HttpClient& { return http_; },
                                 [this] { return ownedBy(packageManager_); },
                                 [this](const QUrl& page) { opened_.append(page); }});
     }
@@ -66,6 +67,7 @@ protected:
 
     test::SigningKey key_;
     practice::PracticeServer server_;
+    FakeWindowSurfaces windows_;
     CurlHttpClient http_;
     QString packageManager_;
     QList<QUrl> opened_;
