@@ -45,8 +45,8 @@ const std::set<std::string> kBaseFiles{
     "Loopback", "Published", "Result",          "ServiceEndpoint", "Text"};
 
 /// The folders that may know the session and the settings.
-const std::set<std::string> kAboveSession{"app",   "app/doctor", "capture", "input", "overlay",
-                                          "panel", "settings"};
+const std::set<std::string> kAboveSession{"app",     "app/doctor", "capture", "input",
+                                          "overlay", "panel",      "settings"};
 
 /// What stays below the session although its folder is above it: the monitor is told all that it needs.
 const std::set<std::string> kBelowSession{"input/HotkeyMonitor.h", "input/HotkeyMonitor.cpp"};
