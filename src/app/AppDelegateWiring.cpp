@@ -101,8 +101,8 @@ AppDelegate::makeOnboarding(const QList<MissingPermission>& missing)
             .windows = *desktop_.windowSurfaces,
             .hotkey =
                 [this] {
-                    return hotkeyDescription(static_cast<quint64>(settings_->hotkeyModifiers.value()),
-                                             settings_->hotkeyKeyCode.value());
+                    return hotkeyInWords(static_cast<quint64>(settings_->hotkeyModifiers.value()),
+                                         settings_->hotkeyKeyCode.value());
                 },
             .onComplete = [this] { completeOnboarding(); },
         });

@@ -3,6 +3,8 @@
 #include "widgets/ModifierSymbols.h"
 
 #include <QStringList>
+#include <array>
+#include <utility>
 
 namespace velmo {
 
@@ -37,6 +39,21 @@ QString chordSymbols(quint64 modifiers)
 QString hotkeyDescription(quint64 modifiers, qint64 keyCode)
 {
     return modifierSymbols(modifiers) + keyName(keyCode);
+}
+
+QString hotkeyInWords(quint64 modifiers, qint64 keyCode)
+{
+    const std::array<std::pair<quint64, QString>, 4> names{
+        {{ModifierFlag::Control, QStringLiteral("Ctrl")},
+         {ModifierFlag::Option, QStringLiteral("Alt")},
+         {ModifierFlag::Shift, QStringLiteral("Shift")},
+         {ModifierFlag::Command, QStringLiteral("Super")}}};
+    QString words;
+    for (const auto& [flag, name] : names) {
+        if ((modifiers & flag) != 0)
+            words += name + QStringLiteral(" + ");
+    }
+    return words + keyName(keyCode);
 }
 
 QString quickDrawDescription(quint64 modifiers, bool middleButton)

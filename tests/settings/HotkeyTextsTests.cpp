@@ -24,6 +24,15 @@ TEST(HotkeyTexts, OtherKeysAreNumbered)
     EXPECT_EQ(hotkeyDescription(0, -1), QStringLiteral("Key(-1)"));
 }
 
+TEST(HotkeyTexts, InWordsTheKeysAreThoseOfTheKeyboardsHere)
+{
+    EXPECT_EQ(hotkeyInWords(ModifierFlag::Control | ModifierFlag::Option, 49),
+              QStringLiteral("Ctrl + Alt + Space"));
+    EXPECT_EQ(hotkeyInWords(ModifierFlag::Command | ModifierFlag::Shift, 40),
+              QStringLiteral("Shift + Super + Key(40)"));
+    EXPECT_EQ(hotkeyInWords(0, 36), QStringLiteral("Return"));
+}
+
 TEST(HotkeyTexts, TheTriggersOfQuickDrawingAreJoined)
 {
     EXPECT_EQ(quickDrawDescription(Option | Command, true),
