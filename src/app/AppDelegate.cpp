@@ -1,5 +1,6 @@
 #include "app/AppDelegate.h"
 
+#include "core/Clock.h"
 #include "core/DebugLog.h"
 #include "core/async/WorkerPool.h"
 
@@ -91,7 +92,8 @@ void AppDelegate::applicationDidFinishLaunching(JsonFileDefaults& defaults, cons
 
 bool AppDelegate::applicationShouldHandleReopen()
 {
-    menuBarController_->openSettingsWindow();
+    if (!isTerminating_)
+        menuBarController_->openSettingsWindow();
     return false;
 }
 
@@ -103,11 +105,14 @@ void AppDelegate::applicationWillTerminate()
 
 void AppDelegate::terminate()
 {
-    // Until the keyboard is back, nothing is to begin anew: a hotkey that was just recorded, a menu.
-    isTerminating_ = true;
+    // Until the keyboard is back, nothing is to begin anew: a hotkey that was just recorded, a menu. Nor does
+    // an impatient user get there sooner.
+    if (std::exchange(isTerminating_, true))
+        return;
     menuBarController_->discardHotkeySheet();
     applicationWillTerminate();
-    const bool hadSession = session_.state().value() != SessionState::Idle;
+    const bool hadSession = session_.state().value() != SessionState::Idle ||
+                            Clock::now() - sessionEnd_.value_or(Clock::TimePoint()) < kFarewell;
     session_.end();
     // The panel gives the keyboard back when it has faded, and a moment later the session makes sure of it.
     if (hadSession)
@@ -199,6 +204,7 @@ bool AppDelegate::handlePermissionState(bool forcePresentation)
     const bool isOnboarding = !settings_->hasCompletedOnboarding.value();
     if (!missing.isEmpty()) {
         stopHotkeyMonitor();
+        hotkeyProblem_.set({});
         session_.cancel();
         if (isOnboarding) {
             presentOnboarding(forcePresentation);
@@ -211,7 +217,7 @@ bool AppDelegate::handlePermissionState(bool forcePresentation)
     // A first start is led to its end, with the gestures working behind it.
     if (onboardingController_ && isOnboarding) {
         onboardingController_->updatePermissions(PermissionChecker::checkAll(*desktop_.permissions));
-    } else if (onboardingController_) {
+    } else if (onboardingController_ && !isOnboardingRequested_) {
         onboardingController_->close();
         onboardingController_.reset();
     }
@@ -234,12 +240,17 @@ void AppDelegate::logMissing(const QList<MissingPermission>& missing)
 /// Somebody who starts the program and sees nothing of it would start it again and again.
 void AppDelegate::explainMissingTray()
 {
-    if (options_.opensSettingsWithoutTray && !onboardingController_)
+    if (!options_.opensSettingsWithoutTray)
+        return;
+    if (onboardingController_)
+        owesSettings_ = true;
+    else
         menuBarController_->openSettingsWindow();
 }
 
 void AppDelegate::showOnboarding()
 {
+    isOnboardingRequested_ = true;
     presentOnboarding(true);
 }
 
@@ -258,13 +269,20 @@ void AppDelegate::presentOnboarding(bool forcePresentation)
 void AppDelegate::completeOnboarding()
 {
     settings_->hasCompletedOnboarding.set(true);
-    handlePermissionState(false);
+    isOnboardingRequested_ = false;
+    onboardingController_.reset();
+    // What has gone missing meanwhile is shown.
+    if (handlePermissionState(true) && std::exchange(owesSettings_, false))
+        menuBarController_->openSettingsWindow();
 }
 
 void AppDelegate::startHotkeyMonitor()
 {
-    if (hotkeyMonitor_)
+    if (hotkeyMonitor_) {
+        // One whose start failed, or that has lost its display, tries again.
+        hotkeyMonitor_->start();
         return;
+    }
     if (!hintCapsuleController_) {
         hintCapsuleController_ =
             std::make_unique<HintCapsuleController>(*desktop_.screens, *desktop_.windowSurfaces);
@@ -309,9 +327,11 @@ void AppDelegate::stopHotkeyMonitor()
 
 void AppDelegate::reportMonitorStart(const EventTap::StartReport& report)
 {
-    for (const QString& problem : report.problems)
-        logPlatform(problem);
-    hotkeyProblem_.set(problemInWords(report.hotkeyProblems));
+    if (std::exchange(reportedProblems_, report.problems) != report.problems || report.started) {
+        for (const QString& problem : report.problems)
+            logPlatform(problem);
+    }
+    hotkeyProblem_.set(problemInWords(report.started ? report.hotkeyProblems : report.problems));
     if (!report.started)
         return;
     if (!std::exchange(monitorIsReady_, true))
@@ -328,6 +348,8 @@ void AppDelegate::followSessionState(SessionState next)
         captureRelease_.stop();
         desktop_.displayCapture->prepare();
     } else if (next == SessionState::Idle) {
+        if (current != SessionState::Idle)
+            sessionEnd_ = Clock::now();
         releaseCaptureSoon();
     }
     logDesktopDiagnostics();

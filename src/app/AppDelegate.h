@@ -3,6 +3,7 @@
 #include "app/DesktopServices.h"
 #include "capture/ScreenCaptureService.h"
 #include "core/AnnotationSession.h"
+#include "core/Clock.h"
 #include "core/async/TaskScope.h"
 #include "input/HotkeyMonitor.h"
 #include "input/MenuBarController.h"
@@ -43,6 +44,7 @@ public:
     bool applicationShouldHandleReopen();
     /// Gestures end here; the rest goes with this object.
     void applicationWillTerminate();
+    [[nodiscard]] bool isTerminating() const { return isTerminating_; }
     /// Ends the session and then the program.
     void terminate();
 
@@ -104,11 +106,15 @@ private:
     Published<QString> hotkeyProblem_; ///< Why the hotkey does not work, for the settings.
     LaunchOptions options_;
     bool isTerminating_ = false;
+    bool isOnboardingRequested_ = false;
+    bool owesSettings_ = false; ///< The first run came before them.
     bool monitorIsReady_ = false;
     QTimer permissionMonitor_;
     QTimer captureRelease_;
     QMetaObject::Connection aboutToQuit_;
     QList<MissingPermission> reportedMissing_;
+    QStringList reportedProblems_;
+    std::optional<Clock::TimePoint> sessionEnd_;
     async::TaskScope lastingTasks_; ///< Transcriptions, which outlive their panels.
 };
 

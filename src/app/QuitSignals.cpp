@@ -32,14 +32,18 @@ QuitSignals::QuitSignals(std::function<void()> onQuit)
                          if (read(wakeDescriptor, &count, sizeof count) > 0)
                              onQuit();
                      });
-    for (const int number : kSignals)
-        std::signal(number, handleSignal);
+    for (const int number : kSignals) {
+        // Whoever started the program may want it to outlive a terminal.
+        if (std::signal(number, handleSignal) == SIG_IGN)
+            std::signal(number, SIG_IGN);
+    }
 }
 
 QuitSignals::~QuitSignals()
 {
+    // The end has begun, and is not to be cut short before the settings are written.
     for (const int number : kSignals)
-        std::signal(number, SIG_DFL);
+        std::signal(number, SIG_IGN);
     notifier_.reset();
     close(wakeDescriptor);
     wakeDescriptor = -1;

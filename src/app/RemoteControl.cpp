@@ -40,7 +40,7 @@ RemoteControl::RemoteControl(ApplicationInstance& instance, RemoteActions action
         [](const QString& sentence) { DebugLog::log(QStringLiteral("Remote"), sentence); });
     instance_.serve([weak = std::weak_ptr(actions_)](RemoteVerb verb) -> RemoteReply {
         const auto present = weak.lock();
-        if (!present)
+        if (!present || (present->isEnding && present->isEnding()))
             return {false, QStringLiteral("Velmo is ending.")};
         if (verb == RemoteVerb::Status)
             return {true, present->status()};

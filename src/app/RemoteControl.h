@@ -13,6 +13,8 @@ struct RemoteActions {
     std::function<void()> openSettings;
     std::function<void()> cancel;
     std::function<void()> quit;
+    /// From then on nothing else is accepted; empty: never.
+    std::function<bool()> isEnding{};
     std::function<QString()> status; ///< As JSON; must not wait.
 };
 

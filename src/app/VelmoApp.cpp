@@ -14,6 +14,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QSessionManager>
 #include <cstdio>
 #include <unistd.h>
 
@@ -50,13 +51,23 @@ QString statusOf(const EventTap& tap)
     return QString::fromUtf8(QJsonDocument(status).toJson(QJsonDocument::Compact));
 }
 
+/// Everything goes, not only the picture that is being added: nobody is in front of it to press again.
+void cancelSession(AnnotationSession& session)
+{
+    if (session.state().value() == SessionState::Idle)
+        session.cancel();
+    else
+        session.end();
+}
+
 RemoteActions remoteActions(AppDelegate& delegate, DesktopServices& desktop)
 {
     return {
         .annotate = [&delegate] { delegate.requestAnnotation(); },
         .openSettings = [&delegate] { delegate.applicationShouldHandleReopen(); },
-        .cancel = [&delegate] { delegate.session().cancel(); },
+        .cancel = [&delegate] { cancelSession(delegate.session()); },
         .quit = [&delegate] { delegate.terminate(); },
+        .isEnding = [&delegate] { return delegate.isTerminating(); },
         .status = [&desktop] { return statusOf(*desktop.eventTap); },
     };
 }
@@ -74,9 +85,20 @@ ExitCode runVelmoApp(int argc, char** argv, const StartArguments& start)
         std::fputs(("velmo: " + obstacle->toLocal8Bit() + '\n').constData(), stderr);
         return ExitCode::Failed;
     }
+    const QByteArray chosenPlatform = qgetenv("QT_QPA_PLATFORM");
     qputenv("QT_QPA_PLATFORM", kToolkitPlatform);
     QGuiApplication::setHighDpiScaleFactorRoundingPolicy(Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
     QApplication application(argc, argv);
+    // Programs that are started from here have a choice of their own.
+    if (chosenPlatform.isEmpty())
+        qunsetenv("QT_QPA_PLATFORM");
+    else
+        qputenv("QT_QPA_PLATFORM", chosenPlatform);
+    // A session that is restored starts it by its autostart entry, not by what the toolkit would note down.
+    QObject::connect(
+        &application, &QGuiApplication::saveStateRequest, &application,
+        [](QSessionManager& session) { session.setRestartHint(QSessionManager::RestartNever); },
+        Qt::DirectConnection);
     QApplication::setApplicationName(applicationIdentifier());
     // No display name: the toolkit would add it to the title of every window.
     QApplication::setApplicationVersion(QStringLiteral(VELMO_VERSION));

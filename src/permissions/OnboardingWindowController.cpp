@@ -52,6 +52,11 @@ OnboardingWindowController::OnboardingWindowController(QList<OnboardingStep> ste
     pollTimer_->setObjectName(QStringLiteral("pollTimer"));
     pollTimer_->setInterval(kPollInterval);
     pollTimer_->callOnTimeout(this, [this] { checkCurrentPermission(); });
+    // What the page offers depends on the answer, which may come while it is shown.
+    microphone_ = collaborators_.permissions.observeMicrophone([this] {
+        if (!isFinished() && currentStep() == OnboardingStep::forPermission(MissingPermission::Microphone))
+            showCurrentStep();
+    });
 }
 
 OnboardingWindowController::~OnboardingWindowController()

@@ -69,6 +69,7 @@ private:
     int currentIndex_ = 0;
     Collaborators collaborators_;
     QTimer* pollTimer_;
+    Subscription microphone_;
     std::unique_ptr<Window, DeleteLater> window_; ///< Its own buttons may destroy the controller.
     OnboardingStepContentView* contentView_ = nullptr;
 };

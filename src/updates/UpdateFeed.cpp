@@ -22,8 +22,11 @@ bool isPage(const QUrl& url)
 
 UpdateSource UpdateSource::builtIn()
 {
-    return {QUrl(QStringLiteral(VELMO_UPDATE_FEED), QUrl::StrictMode),
-            QByteArray::fromBase64(VELMO_UPDATE_KEY)};
+    const QUrl feed(QStringLiteral(VELMO_UPDATE_FEED), QUrl::StrictMode);
+    // Over an open connection somebody could hold announcements back until they expire.
+    if (feed.scheme() != QStringLiteral("https"))
+        return {};
+    return {feed, QByteArray::fromBase64(VELMO_UPDATE_KEY)};
 }
 
 QUrl UpdateSource::signature() const

@@ -117,17 +117,21 @@ TEST_F(AskCommandTest, TheEnvironmentNamesTheModelOfAServerOfOnesOwn)
 
 TEST_F(AskCommandTest, AMissingKeyIsSaidAsInTheTranscript)
 {
+    const QString kNoKeyring = QStringLiteral("velmo: There is no session bus, so no keyring can be reached. "
+                                              "Put keys into the environment.");
     environment.remove(QStringLiteral("ANTHROPIC_API_KEY"));
     environment.insert(QStringLiteral("OPENAI_API_KEY"), QString());
     const AskResult anthropic = ask({kQuestion});
     EXPECT_EQ(anthropic.exitCode, 1);
     EXPECT_EQ(anthropic.output, "");
     EXPECT_EQ(anthropic.otherErrors(),
-              QStringList{QStringLiteral("Error: No Anthropic API key configured. Add it in Settings.")});
+              QStringList({QStringLiteral("Error: No Anthropic API key configured. Add it in Settings."),
+                           kNoKeyring}));
     const AskResult openAI = ask({QStringLiteral("--provider=openai"), kQuestion});
     EXPECT_EQ(openAI.exitCode, 1);
     EXPECT_EQ(openAI.otherErrors(),
-              QStringList{QStringLiteral("Error: No OpenAI API key configured. Add it in Settings.")});
+              QStringList(
+                  {QStringLiteral("Error: No OpenAI API key configured. Add it in Settings."), kNoKeyring}));
     EXPECT_EQ(server.openedConnections(), 0);
 }
 

@@ -3,12 +3,14 @@
 #include "settings/SettingsRootView.h"
 
 #include <QCoreApplication>
+#include <QElapsedTimer>
 
 namespace velmo {
 namespace {
 
 TEST_F(LifecycleTest, BeginsItsLogAnewAndListens)
 {
+    DebugLog::log(QStringLiteral("App"), QStringLiteral("yesterday"));
     launch();
     EXPECT_EQ(log.take().value(0), QStringLiteral("[App] Application did finish launching"));
     EXPECT_TRUE(turnUntil([this] { return log.text().contains(QStringLiteral("[Platform] ready")); }));
@@ -166,10 +168,24 @@ TEST_F(LifecycleTest, AskingForTheOverlayDuringAFirstStartBeginsItWhereItCan)
     EXPECT_FALSE(onboarding()->window()->isVisible());
 }
 
+TEST_F(LifecycleTest, AFirstStartThatEndsWithoutAPermissionShowsWhichOne)
+{
+    settings->hasCompletedOnboarding.set(false);
+    launch();
+    primary();
+    ASSERT_EQ(shown(), OnboardingStep::complete());
+    permissions->accessibility = false;
+    primary();
+    EXPECT_EQ(onboarding(), nullptr);
+    ASSERT_NE(settingsWindow(), nullptr);
+    EXPECT_EQ(settings->settingsSelectedTab.value(), 1);
+}
+
 TEST_F(LifecycleTest, OnboardingCanBeLookedAtAgain)
 {
     launch();
     delegate->showOnboarding();
+    turnFor(std::chrono::milliseconds(1200));
     ASSERT_NE(onboarding(), nullptr);
     EXPECT_TRUE(onboarding()->window()->isVisible());
 }
@@ -207,7 +223,12 @@ TEST_F(LifecycleTest, WithoutATrayAFirstStartIsNotCovered)
     launch({.opensSettingsWithoutTray = true});
     settle();
     EXPECT_EQ(settingsWindow(), nullptr);
-    EXPECT_NE(onboarding(), nullptr);
+    ASSERT_NE(onboarding(), nullptr);
+    primary();
+    ASSERT_EQ(shown(), OnboardingStep::complete());
+    primary();
+    ASSERT_NE(settingsWindow(), nullptr) << "they come when it is over";
+    EXPECT_TRUE(settingsWindow()->isVisible());
 }
 
 TEST_F(LifecycleTest, TheSettingsSayThatTheHotkeyIsTaken)
@@ -224,6 +245,44 @@ TEST_F(LifecycleTest, TheSettingsSayThatTheHotkeyIsTaken)
     tap->nextReport.started = true;
     delegate->restartHotkeyMonitor();
     EXPECT_TRUE(turnUntil([&] { return !shownTexts().contains(said); }));
+}
+
+TEST_F(LifecycleTest, GesturesThatCouldNotBeSetUpAreTriedAgainAndExplained)
+{
+    tap->nextReport = {false, {QStringLiteral("No X display can be reached.")}, {}};
+    launch();
+    delegate->menuBarController()->openSettingsWindow();
+    EXPECT_TRUE(
+        turnUntil([this] { return shownTexts().contains(QStringLiteral("No X display can be reached.")); }));
+    tap->nextReport = {true, {}, {}};
+    EXPECT_TRUE(turnUntil([this] { return tap->starts > 1; }, kTwoTicks));
+    EXPECT_TRUE(turnUntil([this] { return log.text().contains(QStringLiteral("[Platform] ready")); }));
+    EXPECT_TRUE(
+        turnUntil([this] { return !shownTexts().contains(QStringLiteral("No X display can be reached.")); }));
+    EXPECT_EQ(log.text().count(QStringLiteral("No X display can be reached.")), 1) << "not every second";
+}
+
+TEST_F(LifecycleTest, NothingBeginsAnewOnceTheEndHasBegun)
+{
+    launch();
+    delegate->requestAnnotation();
+    ASSERT_EQ(state(), SessionState::Drawing);
+    delegate->terminate();
+    EXPECT_TRUE(delegate->isTerminating());
+    EXPECT_EQ(state(), SessionState::Idle);
+    delegate->terminate();
+    delegate->requestAnnotation();
+    delegate->restartHotkeyMonitor();
+    EXPECT_FALSE(delegate->handlePermissionState(true));
+    EXPECT_FALSE(delegate->applicationShouldHandleReopen());
+    EXPECT_EQ(state(), SessionState::Idle);
+    EXPECT_EQ(tap->starts, 1);
+    EXPECT_EQ(settingsWindow(), nullptr);
+    // The farewell, which a second wish to quit does not cut short.
+    QElapsedTimer time;
+    time.start();
+    QCoreApplication::exec();
+    EXPECT_GE(time.elapsed(), 200);
 }
 
 TEST_F(LifecycleTest, ANewTriggerWorksAtOnce)

@@ -219,7 +219,7 @@ TEST_F(APIKeyTest, AWindowThatWasReopenedMeanwhileLearnsOfTheLateKey)
     inRow(0, kSave).click();
     reopen();
     EXPECT_FALSE(row(0).isSet());
-    EXPECT_TRUE(shows(QStringLiteral("Waiting for the keyring to be unlocked.")));
+    EXPECT_TRUE(shows(QStringLiteral("Waiting for the keyring.")));
     put(KeychainAccount::Anthropic, "sk-1");
     endLateWrite(KeychainAccount::Anthropic, Keychain::Status::Success);
     EXPECT_TRUE(row(0).isSet());

@@ -83,6 +83,9 @@ RemoteOutcome LinuxApplicationInstance::claim(std::optional<RemoteVerb> verb)
     if (auto outcome = claimSocket(verb))
         return *outcome;
     if (auto outcome = claimBusName(verb)) {
+        // With a place of one's own on this display, one that hangs on another is of no concern.
+        if (outcome->kind == RemoteOutcome::Kind::Silent && socket_)
+            return {RemoteOutcome::Kind::First};
         socket_.reset();
         bus_.reset();
         return *outcome;
@@ -107,11 +110,14 @@ std::optional<RemoteOutcome> LinuxApplicationInstance::claimSocket(std::optional
                    QString::fromLocal8Bit(std::strerror(place.error().error)));
             return std::nullopt;
         }
-        if (!verb)
+        // Whoever is ending takes no messages any more, and will soon be out of the way.
+        auto outcome = deliverToSocket(placeName(), verb.value_or(RemoteVerb::Ping));
+        const bool isOver = outcome || Clock::now() >= end;
+        if (isOver && !verb)
             return RemoteOutcome{RemoteOutcome::Kind::Answered};
-        if (auto outcome = deliverToSocket(placeName(), *verb))
+        if (outcome)
             return outcome;
-        if (Clock::now() >= end)
+        if (isOver)
             return RemoteOutcome{RemoteOutcome::Kind::Silent};
         std::this_thread::sleep_for(kBetweenLooks);
     }

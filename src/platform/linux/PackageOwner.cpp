@@ -38,19 +38,46 @@ QString sandboxOwner()
     return {};
 }
 
+/// A program that is left to itself when nobody waits for it any more: it is killed, and whenever it is gone
+/// its object goes, too. The toolkit would wait for that.
+class AbandonedProcess {
+public:
+    AbandonedProcess()
+        : process_(new QProcess)
+    {}
+    AbandonedProcess(const AbandonedProcess&) = delete;
+    AbandonedProcess& operator=(const AbandonedProcess&) = delete;
+    ~AbandonedProcess()
+    {
+        process_->disconnect();
+        if (process_->state() == QProcess::NotRunning) {
+            process_->deleteLater();
+            return;
+        }
+        QObject::connect(process_, &QProcess::finished, process_, &QObject::deleteLater);
+        process_->kill();
+    }
+    [[nodiscard]] QProcess* operator->() const { return process_; }
+    [[nodiscard]] QProcess* get() const { return process_; }
+
+private:
+    QProcess* process_;
+};
+
 async::Task<bool> succeeds(QString program, QStringList arguments)
 {
     const async::OneShot<bool> end;
-    QProcess process;
-    process.setStandardInputFile(QProcess::nullDevice());
-    process.setStandardOutputFile(QProcess::nullDevice());
-    process.setStandardErrorFile(QProcess::nullDevice());
-    QObject::connect(&process, &QProcess::finished, &process, [end](int code, QProcess::ExitStatus status) {
-        end.resolve(status == QProcess::NormalExit && code == 0);
-    });
-    QObject::connect(&process, &QProcess::errorOccurred, &process, [end] { end.resolve(false); });
-    QTimer::singleShot(kPatience, &process, &QProcess::kill);
-    process.start(program, arguments);
+    const AbandonedProcess process;
+    process->setStandardInputFile(QProcess::nullDevice());
+    process->setStandardOutputFile(QProcess::nullDevice());
+    process->setStandardErrorFile(QProcess::nullDevice());
+    QObject::connect(process.get(), &QProcess::finished, process.get(),
+                     [end](int code, QProcess::ExitStatus status) {
+                         end.resolve(status == QProcess::NormalExit && code == 0);
+                     });
+    QObject::connect(process.get(), &QProcess::errorOccurred, process.get(), [end] { end.resolve(false); });
+    QTimer::singleShot(kPatience, process.get(), [end] { end.resolve(false); });
+    process->start(program, arguments);
     const bool success = co_await end.value();
     co_return success;
 }
