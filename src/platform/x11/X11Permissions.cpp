@@ -9,13 +9,12 @@ X11Permissions::~X11Permissions() = default;
 
 bool X11Permissions::connect()
 {
-    // Only a question shows that the server has gone.
+    // Reading what has arrived shows that the server has gone. A question would show it, too, and wake the
+    // program once more every second.
     if (connection_)
-        connection_->sync();
-    if (connection_ && !connection_->isBroken()) {
         connection_->discardEvents();
+    if (connection_ && !connection_->isBroken())
         return true;
-    }
     connection_ = X11Connection::open();
     inputIsWatchable_ = connection_ && X11InputExtensions::probe(*connection_).missing.isEmpty();
     return connection_ != nullptr;
