@@ -1,10 +1,11 @@
 #include "settings/APIKeyRow.h"
 
 #include "widgets/FieldFrame.h"
+#include "widgets/FocusRing.h"
 #include "widgets/FormSection.h"
 #include "widgets/PushButton.h"
 #include "widgets/SymbolIcon.h"
-#include "widgets/SystemFont.h"
+#include "widgets/TextLabel.h"
 #include "widgets/WindowLabel.h"
 #include "widgets/WindowTheme.h"
 
@@ -22,13 +23,23 @@ constexpr int kFieldHeight = 26;
 /// The toolkit adds two points at the field's sides.
 constexpr QMargins kFieldPadding(6, 1, 6, 1);
 constexpr int kSymbolSize = 16; ///< Of the square; its disc spans fourteen.
-constexpr double kMaskSize = 12.5;
-constexpr double kMaskSpacing = 0.5;
+constexpr TextLabel::Style kDotsStyle{12.5, 16, &WindowTheme::secondaryText, QFont::Normal, 0.5};
 /// Above and below the line with the controls; a note takes the place of the lower one.
 constexpr int kLineMargin = 4;
 constexpr int kNoteMargin = 10;
 /// Between the dots and what clears them, whose bounds are those of its word.
 constexpr int kClearGap = 12;
+
+/// What stands for a key. It has the keyboard once the key is saved: a desktop may have Return press whatever
+/// button has it, and who presses it twice means no "Clear".
+class KeyDots final : public TextLabel, public FocusRingTarget {
+public:
+    KeyDots()
+        : TextLabel(kDotsStyle, QStringLiteral("•••  •••  •••"))
+    {}
+
+    [[nodiscard]] FocusRingShape focusRingShape() const override { return {}; }
+};
 
 class SetSymbol final : public QWidget {
 public:
@@ -57,6 +68,7 @@ APIKeyRow::APIKeyRow(const QString& title, const QString& label, QWidget* parent
     , field_(new SecureField(label))
     , saveButton_(new PushButton(PushButton::Kind::Normal, QStringLiteral("Save")))
     , clearButton_(new PushButton(PushButton::Kind::Link, QStringLiteral("Clear")))
+    , dots_(new KeyDots)
     , entry_(makeEntry(label))
     , mask_(makeMask(label))
     , note_(new WindowLabel(WindowLabel::Kind::Caption, {}))
@@ -106,17 +118,12 @@ QWidget* APIKeyRow::makeMask(const QString& label)
 {
     auto* mask = new QWidget;
     auto* line = makeLine(mask);
-    auto* dots = new WindowLabel(WindowLabel::Kind::Body, QStringLiteral("•••  •••  •••"));
-    QFont spaced = systemFont(kMaskSize);
-    spaced.setLetterSpacing(QFont::AbsoluteSpacing, kMaskSpacing);
-    dots->setFont(spaced);
-    dots->setForegroundRole(QPalette::PlaceholderText);
-    dots->setAccessibleName(label + QStringLiteral(" is set"));
+    dots_->setAccessibleName(label + QStringLiteral(" is set"));
     clearButton_->setAccessibleDescription(label);
     line->addStretch();
     line->addWidget(new SetSymbol);
     line->addSpacing(kGap);
-    line->addWidget(dots);
+    line->addWidget(dots_);
     line->addSpacing(kClearGap);
     line->addWidget(clearButton_);
     return mask;
@@ -144,7 +151,7 @@ void APIKeyRow::setIsSet(bool isSet)
     after->show();
     // Otherwise it would go on to the next row, and the next press of a key with it.
     if (hadFocus)
-        (isSet ? static_cast<QWidget*>(clearButton_) : field_)
+        (isSet ? static_cast<QWidget*>(dots_) : field_)
             ->setFocus(before->underMouse() ? Qt::MouseFocusReason : Qt::OtherFocusReason);
     before->hide();
 }

@@ -8,6 +8,7 @@
 namespace velmo {
 
 class PushButton;
+class TextLabel;
 class WindowLabel;
 
 /// One key: a field to type it in, or, once it is set, dots in its place. The stored key itself is never
@@ -38,6 +39,7 @@ private:
     SecureField* field_;
     PushButton* saveButton_;
     PushButton* clearButton_;
+    TextLabel* dots_;
     QWidget* entry_;
     QWidget* mask_;
     WindowLabel* note_;

@@ -81,7 +81,7 @@ TEST_F(SettingsAccessibilityTest, ButtonsOfARowSayWhichKeyTheyAreFor)
     reopen();
     EXPECT_EQ(inRow(0, QStringLiteral("Save")).accessibleDescription(), QStringLiteral("Anthropic API Key"));
     EXPECT_EQ(inRow(1, QStringLiteral("Clear")).accessibleDescription(), QStringLiteral("OpenAI API Key"));
-    EXPECT_TRUE(named<WindowLabel>(QStringLiteral("OpenAI API Key is set"))->isVisible());
+    EXPECT_TRUE(named<QLabel>(QStringLiteral("OpenAI API Key is set"))->isVisible());
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 #include "widgets/FieldFrame.h"
 #include "widgets/FormSection.h"
 #include "widgets/SegmentedControl.h"
+#include "widgets/WindowLabel.h"
 #include "widgets/WindowTheme.h"
 
 namespace velmo {
