@@ -7,6 +7,13 @@
 
 namespace velmo {
 
+namespace {
+
+/// Above the title and below the last note.
+constexpr int kNoteMargin = 7;
+
+} // namespace
+
 FormRow::FormRow(const QString& title, QWidget* parent)
     : QWidget(parent)
     , DescribedWidget(QAccessible::Grouping)
@@ -14,13 +21,12 @@ FormRow::FormRow(const QString& title, QWidget* parent)
     , texts_(new QVBoxLayout)
 {
     setAccessibleName(title);
-    setFixedHeight(FormSection::kRowHeight);
+    setMinimumHeight(FormSection::kRowHeight);
     line_->setContentsMargins(FormSection::kRowInset, 0, FormSection::kRowInset, 0);
     line_->setSpacing(0);
     texts_->setSpacing(0);
-    texts_->addStretch();
+    texts_->setContentsMargins(0, kNoteMargin, 0, kNoteMargin);
     texts_->addWidget(new WindowLabel(WindowLabel::Kind::Body, title));
-    texts_->addStretch();
     line_->addLayout(texts_);
     line_->addStretch();
 }
@@ -33,7 +39,7 @@ void FormRow::addControl(QWidget* control, int gap)
 
 void FormRow::addNote(QWidget* note)
 {
-    texts_->insertWidget(texts_->count() - 1, note);
+    texts_->addWidget(note);
 }
 
 } // namespace velmo

@@ -9,14 +9,15 @@ class QVBoxLayout;
 
 namespace velmo {
 
-/// One line of a form: what it is about at the left, and controls at the right. Main thread.
+/// One line of a form: what it is about at the left, and controls at the right. It grows with its notes. Main
+/// thread.
 class FormRow final : public QWidget, public DescribedWidget {
 public:
     explicit FormRow(const QString& title, QWidget* parent = nullptr);
 
     /// At the right end, that far from the control before it.
     void addControl(QWidget* control, int gap);
-    /// Below the title.
+    /// Below the title, in as many lines as it takes.
     void addNote(QWidget* note);
 
 private:

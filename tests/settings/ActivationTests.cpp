@@ -1,5 +1,8 @@
 #include "platform/EventTap.h"
 #include "support/settings/SettingsTest.h"
+#include "widgets/FormRow.h"
+
+#include <algorithm>
 
 namespace velmo {
 namespace {
@@ -28,6 +31,11 @@ protected:
     [[nodiscard]] quint64 modifiers() const
     {
         return static_cast<quint64>(settings->quickDrawModifiers.value());
+    }
+    [[nodiscard]] const QLabel& labelWith(const QString& text) const
+    {
+        const auto labels = all<QLabel>();
+        return **std::ranges::find_if(labels, [&](const QLabel* label) { return label->text() == text; });
     }
     void click(const QString& name) const
     {
@@ -191,6 +199,35 @@ TEST_F(ActivationTest, SaysWhyTheHotkeyDoesNotWork)
     settle();
     EXPECT_FALSE(shows(taken));
     EXPECT_FALSE(shows({}));
+}
+
+TEST_F(ActivationTest, AHotkeyProblemOfSeveralLinesIsReadableAsAWhole)
+{
+    const QString name = QStringLiteral("Hotkey");
+    const FormRow& row = *named<FormRow>(name);
+    const int before = row.height();
+    const int section = row.parentWidget()->height();
+    EXPECT_EQ(before, 44);
+    const QString sentences =
+        QStringLiteral("Another program has taken ⌃⌥Space, so the hotkey does nothing there at the moment. "
+                       "Choose another combination, or close the program that has this one.");
+    for (const QString& problem : {sentences, sentences + u'\n' + sentences}) {
+        hotkeyProblem.set(problem);
+        settle();
+        ASSERT_TRUE(shows(problem));
+        const QLabel& label = labelWith(problem);
+        const QRect place(label.mapTo(&row, QPoint()), label.size());
+        EXPECT_GE(label.height(), label.heightForWidth(label.width()));
+        EXPECT_GT(label.height(), label.fontMetrics().height());
+        EXPECT_TRUE(row.rect().contains(place));
+        EXPECT_GE(row.rect().bottom() - place.bottom(), 4);
+        // The controls keep their places beside it.
+        EXPECT_LT(place.right(), button(QStringLiteral("Change…")).x());
+        EXPECT_EQ(row.parentWidget()->height() - section, row.height() - before);
+    }
+    hotkeyProblem.set({});
+    settle();
+    EXPECT_EQ(row.height(), before);
 }
 
 } // namespace
