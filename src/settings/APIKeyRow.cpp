@@ -17,7 +17,7 @@ namespace velmo {
 
 namespace {
 
-constexpr int kGap = 6;
+constexpr int kGap = 6; ///< Between any two things of the line.
 constexpr int kTitleWidth = 80;
 constexpr int kFieldHeight = 26;
 /// The toolkit adds two points at the field's sides.
@@ -27,8 +27,6 @@ constexpr TextLabel::Style kDotsStyle{12.5, 16, &WindowTheme::secondaryText, QFo
 /// Above and below the line with the controls; a note takes the place of the lower one.
 constexpr int kLineMargin = 4;
 constexpr int kNoteMargin = 10;
-/// Between the dots and what clears them, whose bounds are those of its word.
-constexpr int kClearGap = 12;
 
 /// What stands for a key. It has the keyboard once the key is saved: a desktop may have Return press whatever
 /// button has it, and who presses it twice means no "Clear".
@@ -124,7 +122,7 @@ QWidget* APIKeyRow::makeMask(const QString& label)
     line->addWidget(new SetSymbol);
     line->addSpacing(kGap);
     line->addWidget(dots_);
-    line->addSpacing(kClearGap);
+    line->addSpacing(kGap);
     line->addWidget(clearButton_);
     return mask;
 }

@@ -41,6 +41,17 @@ TEST_F(SettingsLookTest, SizesAreTheDesigns)
     EXPECT_EQ(placeOf(*editor().parentWidget()).height() - 2 * kHalo, 140);
 }
 
+TEST_F(SettingsLookTest, ASetKeyStandsAtTheRight)
+{
+    put(KeychainAccount::Anthropic, "sk-1");
+    reopen();
+    const QRect dots = placeOf(*named<QLabel>(QStringLiteral("Anthropic API Key is set")));
+    const QRect clear = placeOf(inRow(0, QStringLiteral("Clear")));
+    EXPECT_EQ(clear.left() - dots.right() - 1, 6);
+    EXPECT_EQ(clear.right(), 485);
+    EXPECT_EQ(row(0).height(), 44);
+}
+
 TEST_F(SettingsLookTest, TheFormScrollsToItsEnd)
 {
     QScrollBar* bar = form().verticalScrollBar();
