@@ -9,6 +9,7 @@
 #include "widgets/WindowLabel.h"
 #include "widgets/WindowTheme.h"
 
+#include <QAccessible>
 #include <QPainter>
 #include <QVBoxLayout>
 #include <utility>
@@ -63,12 +64,13 @@ QHBoxLayout* makeLine(QWidget* parent)
 
 APIKeyRow::APIKeyRow(const QString& title, const QString& label, QWidget* parent)
     : QWidget(parent)
+    , label_(label)
     , field_(new SecureField(label))
     , saveButton_(new PushButton(PushButton::Kind::Normal, QStringLiteral("Save")))
     , clearButton_(new PushButton(PushButton::Kind::Link, QStringLiteral("Clear")))
     , dots_(new KeyDots)
-    , entry_(makeEntry(label))
-    , mask_(makeMask(label))
+    , entry_(makeEntry())
+    , mask_(makeMask())
     , note_(new WindowLabel(WindowLabel::Kind::Caption, {}))
 {
     auto* lines = new QVBoxLayout(this);
@@ -86,6 +88,7 @@ APIKeyRow::APIKeyRow(const QString& title, const QString& label, QWidget* parent
     lines->addWidget(note_);
     mask_->hide();
     note_->hide();
+    describe();
 
     field_->onReturn = [this] { save(); };
     connect(field_, &QLineEdit::textChanged, this,
@@ -97,13 +100,12 @@ APIKeyRow::APIKeyRow(const QString& title, const QString& label, QWidget* parent
     });
 }
 
-QWidget* APIKeyRow::makeEntry(const QString& label)
+QWidget* APIKeyRow::makeEntry()
 {
     auto* entry = new QWidget;
     auto* line = makeLine(entry);
     auto* frame = new FieldFrame(field_, kFieldPadding);
     frame->setFixedHeight(kFieldHeight + 2 * FieldFrame::kHalo);
-    saveButton_->setAccessibleDescription(label);
     saveButton_->setEnabled(false);
     line->addSpacing(kGap - FieldFrame::kHalo);
     line->addWidget(frame, 1);
@@ -112,12 +114,11 @@ QWidget* APIKeyRow::makeEntry(const QString& label)
     return entry;
 }
 
-QWidget* APIKeyRow::makeMask(const QString& label)
+QWidget* APIKeyRow::makeMask()
 {
     auto* mask = new QWidget;
     auto* line = makeLine(mask);
-    dots_->setAccessibleName(label + QStringLiteral(" is set"));
-    clearButton_->setAccessibleDescription(label);
+    dots_->setAccessibleName(label_ + QStringLiteral(" is set"));
     line->addStretch();
     line->addWidget(new SetSymbol);
     line->addSpacing(kGap);
@@ -156,10 +157,28 @@ void APIKeyRow::setIsSet(bool isSet)
 
 void APIKeyRow::setNote(const QString& note)
 {
+    if (note_->text() == note)
+        return;
     note_->setText(note);
     note_->setVisible(!note.isEmpty());
     layout()->setContentsMargins(FormSection::kRowInset, kLineMargin, FormSection::kRowInset,
                                  note.isEmpty() ? kLineMargin : kNoteMargin);
+    describe();
+    if (!note.isEmpty()) {
+        QAccessibleEvent alert(note_, QAccessible::Alert);
+        QAccessible::updateAccessibility(&alert);
+    }
+}
+
+/// For those who hear one control at a time. The names of two of them say already which key it is.
+void APIKeyRow::describe()
+{
+    const QString note = note_->text();
+    field_->setAccessibleDescription(note);
+    dots_->setAccessibleDescription(note);
+    const QString withLabel = note.isEmpty() ? label_ : label_ + QStringLiteral(". ") + note;
+    saveButton_->setAccessibleDescription(withLabel);
+    clearButton_->setAccessibleDescription(withLabel);
 }
 
 } // namespace velmo

@@ -28,14 +28,16 @@ public:
     [[nodiscard]] bool isSet() const { return isSet_; }
     void setIsSet(bool isSet);
 
-    /// A line below; none if it is empty.
+    /// A line below, which assistive technology reads out; none if it is empty.
     void setNote(const QString& note);
 
 private:
-    [[nodiscard]] QWidget* makeEntry(const QString& label);
-    [[nodiscard]] QWidget* makeMask(const QString& label);
+    [[nodiscard]] QWidget* makeEntry();
+    [[nodiscard]] QWidget* makeMask();
     void save();
+    void describe();
 
+    const QString label_;
     SecureField* field_;
     PushButton* saveButton_;
     PushButton* clearButton_;

@@ -84,5 +84,36 @@ TEST_F(SettingsAccessibilityTest, ButtonsOfARowSayWhichKeyTheyAreFor)
     EXPECT_TRUE(named<QLabel>(QStringLiteral("OpenAI API Key is set"))->isVisible());
 }
 
+TEST_F(SettingsAccessibilityTest, TheHotkeyIsSaidInWordsWhereItIsChanged)
+{
+    const auto said = [this] {
+        settle();
+        return part<QAbstractButton>(QStringLiteral("Change…")).text(QAccessible::Description);
+    };
+    EXPECT_EQ(said(), QStringLiteral("Hotkey: Ctrl + Alt + Space"));
+    hotkeyProblem.set(QStringLiteral("It is taken."));
+    EXPECT_EQ(said(), QStringLiteral("Hotkey: Ctrl + Alt + Space. It is taken."));
+    hotkeyProblem.set({});
+    settings->hotkeyKeyCode.set(48);
+    EXPECT_EQ(said(), QStringLiteral("Hotkey: Ctrl + Alt + Tab"));
+}
+
+TEST_F(SettingsAccessibilityTest, WhatThereIsToSayAboutAKeyIsSaidAtItsControls)
+{
+    keychain->isAvailable = false;
+    type(field(0), QStringLiteral("k"));
+    inRow(0, QStringLiteral("Save")).click();
+    const QString note = QStringLiteral("The key was not saved.");
+    const QString withLabel = QStringLiteral("Anthropic API Key. ") + note;
+    EXPECT_EQ(inRow(0, QStringLiteral("Save")).accessibleDescription(), withLabel);
+    EXPECT_EQ(inRow(0, QStringLiteral("Clear")).accessibleDescription(), withLabel);
+    EXPECT_EQ(field(0).accessibleDescription(), note);
+    EXPECT_EQ(view->focusWidget()->accessibleDescription(), note);
+    EXPECT_EQ(field(1).accessibleDescription(), QString());
+    reopen();
+    EXPECT_EQ(inRow(0, QStringLiteral("Save")).accessibleDescription(), QStringLiteral("Anthropic API Key"));
+    EXPECT_EQ(field(0).accessibleDescription(), QString());
+}
+
 } // namespace
 } // namespace velmo

@@ -9,8 +9,29 @@
 
 #include "settings/SettingsView.h"
 
+#include <QAccessible>
+
 namespace velmo::test {
 namespace {
+
+/// Hears what assistive technology is to read out at once. Events are made only where there is a bus for
+/// them.
+class Alerts {
+public:
+    Alerts()
+    {
+        texts.clear();
+        QAccessible::installUpdateHandler([](QAccessibleEvent* event) {
+            if (event->type() == QAccessible::Alert)
+                texts.append(static_cast<const QLabel*>(event->object())->text());
+        });
+    }
+    Alerts(const Alerts&) = delete;
+    Alerts& operator=(const Alerts&) = delete;
+    ~Alerts() { QAccessible::installUpdateHandler(nullptr); }
+
+    static inline QStringList texts;
+};
 
 class SettingsDesk : public SettingsTest {
 protected:
@@ -124,6 +145,21 @@ TEST_F(SettingsDesk, TheSheetIsOneClickAway)
 {
     click(button(QStringLiteral("Change…")));
     EXPECT_TRUE(awaitCondition([this] { return sheets == 1; }));
+}
+
+TEST_F(SettingsDesk, WhatBecomesOfAKeyIsReadOutOnce)
+{
+    const Alerts alerts;
+    keychain->isAvailable = false;
+    type(field(0), QStringLiteral("k"));
+    press(Qt::Key_Return);
+    EXPECT_EQ(Alerts::texts, QStringList{QStringLiteral("The key was not saved.")});
+    type(field(1), QStringLiteral("k"));
+    press(Qt::Key_Return);
+    EXPECT_EQ(Alerts::texts.size(), 2);
+    view->hide();
+    view->show();
+    EXPECT_EQ(Alerts::texts.size(), 2);
 }
 
 TEST_F(SettingsDesk, AScreenReaderHearsOfAKeyButNoneOfItsCharacters)
