@@ -10,6 +10,7 @@
 #include "settings/SettingsView.h"
 
 #include <QAccessible>
+#include <QClipboard>
 
 namespace velmo::test {
 namespace {
@@ -65,6 +66,16 @@ protected:
         ASSERT_TRUE(awaitCondition([&] { return typed.hasFocus(); }));
         settle();
     }
+    /// From beyond the end of the first line to its start, which selects it.
+    void dragLeft(const QWidget& typed)
+    {
+        constexpr int kInFirstLine = 10;
+        const QPoint end = typed.mapToGlobal(QPoint(typed.width() / 2, kInFirstLine));
+        input_.moveTo(end.x(), end.y());
+        input_.pressButton(1);
+        input_.moveTo(typed.mapToGlobal(QPoint()).x(), end.y());
+        input_.releaseButton(1);
+    }
     void turnWheelDown() { input_.click(5); }
 
     [[nodiscard]] QScrollBar& formBar() const { return *all<SettingsView>().at(0)->verticalScrollBar(); }
@@ -93,6 +104,31 @@ TEST_F(SettingsDesk, AKeyIsSavedByTheButton)
     click(inRow(1, QStringLiteral("Save")));
     EXPECT_TRUE(awaitCondition([this] { return row(1).isSet(); }));
     EXPECT_EQ(stored(KeychainAccount::OpenAI), QStringLiteral("x"));
+}
+
+TEST_F(SettingsDesk, AKeyThatIsSelectedComesIntoNoClipboard)
+{
+    QClipboard& clipboard = *QGuiApplication::clipboard();
+    clipboard.clear(QClipboard::Selection);
+    clipboard.setText(QStringLiteral("before"));
+    settings->systemPrompt.set(QStringLiteral("plain"));
+    clickInto(field(0));
+    for (const char* key : {"k", "w", "q"})
+        input_.tap(key);
+    ASSERT_TRUE(awaitCondition([this] { return field(0).text() == u"kwq"; }));
+
+    // The mouse alone gives away what it selects in an ordinary text.
+    dragLeft(editor());
+    ASSERT_TRUE(awaitCondition([&] { return clipboard.text(QClipboard::Selection) == u"plain"; }));
+    dragLeft(field(0));
+    ASSERT_TRUE(awaitCondition([this] { return field(0).selectedText().size() == 3; }));
+    input_.chord({"Control_L", "c"});
+    // What comes after all of it.
+    input_.tap("End");
+    input_.tap("j");
+    EXPECT_TRUE(awaitCondition([this] { return field(0).text() == u"kwqj"; }));
+    EXPECT_EQ(clipboard.text(), QStringLiteral("before"));
+    EXPECT_EQ(clipboard.text(QClipboard::Selection), QStringLiteral("plain"));
 }
 
 TEST_F(SettingsDesk, TabAndSpaceReachTheToggles)
