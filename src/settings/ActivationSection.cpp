@@ -71,11 +71,9 @@ QWidget* ActivationSection::makeModifiersRow()
 
 QWidget* ActivationSection::makeMiddleButtonRow()
 {
-    const QString title = QStringLiteral("Middle Mouse Button");
-    auto* row = new FormRow(title);
-    middleButton_->setAccessibleName(title);
+    auto* row = new FormRow(QStringLiteral("Middle Mouse Button"));
     middleButton_->onChange = [this](bool isOn) { settings_->quickDrawMiddleMouseEnabled.set(isOn); };
-    row->addControl(middleButton_, 0);
+    row->addTitledControl(middleButton_);
     return row;
 }
 

@@ -3,6 +3,8 @@
 #include "widgets/FormSection.h"
 #include "widgets/WindowLabel.h"
 
+#include <QAbstractButton>
+#include <QMouseEvent>
 #include <QVBoxLayout>
 
 namespace velmo {
@@ -19,6 +21,7 @@ FormRow::FormRow(const QString& title, QWidget* parent)
     , DescribedWidget(QAccessible::Grouping)
     , line_(new QHBoxLayout(this))
     , texts_(new QVBoxLayout)
+    , title_(new WindowLabel(WindowLabel::Kind::Body, title))
 {
     setAccessibleName(title);
     setMinimumHeight(FormSection::kRowHeight);
@@ -26,7 +29,7 @@ FormRow::FormRow(const QString& title, QWidget* parent)
     line_->setSpacing(0);
     texts_->setSpacing(0);
     texts_->setContentsMargins(0, kNoteMargin, 0, kNoteMargin);
-    texts_->addWidget(new WindowLabel(WindowLabel::Kind::Body, title));
+    texts_->addWidget(title_);
     line_->addLayout(texts_);
     line_->addStretch();
 }
@@ -37,9 +40,34 @@ void FormRow::addControl(QWidget* control, int gap)
     line_->addWidget(control);
 }
 
+void FormRow::addTitledControl(QAbstractButton* control)
+{
+    addControl(control, 0);
+    control->setAccessibleName(title_->text());
+    titled_ = control;
+}
+
 void FormRow::addNote(QWidget* note)
 {
     texts_->addWidget(note);
+}
+
+void FormRow::mousePressEvent(QMouseEvent* event)
+{
+    // Whoever takes the press is told of the release.
+    event->setAccepted(isOnTitle(*event));
+}
+
+void FormRow::mouseReleaseEvent(QMouseEvent* event)
+{
+    if (isOnTitle(*event))
+        titled_->click();
+}
+
+bool FormRow::isOnTitle(const QMouseEvent& event) const
+{
+    return titled_ != nullptr && event.button() == Qt::LeftButton &&
+           title_->geometry().contains(event.position().toPoint());
 }
 
 } // namespace velmo

@@ -32,7 +32,7 @@ protected:
     {
         return static_cast<quint64>(settings->quickDrawModifiers.value());
     }
-    [[nodiscard]] const QLabel& labelWith(const QString& text) const
+    [[nodiscard]] QLabel& labelWith(const QString& text) const
     {
         const auto labels = all<QLabel>();
         return **std::ranges::find_if(labels, [&](const QLabel* label) { return label->text() == text; });
@@ -107,6 +107,30 @@ TEST_F(ActivationTest, TheMiddleButtonIsBoundBothWays)
     settings->quickDrawMiddleMouseEnabled.set(true);
     settle();
     EXPECT_TRUE(button(kMiddle).isChecked());
+}
+
+TEST_F(ActivationTest, TheTitleOfTheMiddleButtonCanBeClickedToo)
+{
+    const auto send = [](QEvent::Type type, QWidget& widget, Qt::MouseButton mouseButton) {
+        const QPoint place = widget.rect().center();
+        QMouseEvent event(type, place, widget.mapToGlobal(place), mouseButton, Qt::NoButton, {});
+        QApplication::sendEvent(&widget, &event);
+    };
+    const auto clickOn = [&](QWidget& widget, Qt::MouseButton mouseButton) {
+        send(QEvent::MouseButtonPress, widget, mouseButton);
+        send(QEvent::MouseButtonRelease, widget, mouseButton);
+        settle();
+    };
+    clickOn(labelWith(kMiddle), Qt::LeftButton);
+    EXPECT_FALSE(settings->quickDrawMiddleMouseEnabled.value());
+    clickOn(labelWith(kMiddle), Qt::RightButton);
+    EXPECT_FALSE(settings->quickDrawMiddleMouseEnabled.value());
+    clickOn(*named<FormRow>(kMiddle), Qt::LeftButton);
+    EXPECT_FALSE(settings->quickDrawMiddleMouseEnabled.value());
+    clickOn(labelWith(kMiddle), Qt::LeftButton);
+    EXPECT_TRUE(settings->quickDrawMiddleMouseEnabled.value());
+    clickOn(labelWith(QStringLiteral("Hotkey")), Qt::LeftButton);
+    EXPECT_EQ(sheets, 0);
 }
 
 TEST_F(ActivationTest, TheCaptionFollows)
