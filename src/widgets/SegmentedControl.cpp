@@ -25,7 +25,7 @@ class Segment final : public FadingButton, public FocusRingTarget, public Descri
 public:
     Segment(const QString& title, QWidget* parent)
         : FadingButton(parent)
-        , DescribedWidget(QAccessible::RadioButton)
+        , DescribedWidget(QAccessible::PageTab)
     {
         setCheckable(true);
         setAutoExclusive(true);
@@ -63,7 +63,7 @@ protected:
 
 SegmentedControl::SegmentedControl(const QStringList& titles, QWidget* parent)
     : QWidget(parent)
-    , DescribedWidget(QAccessible::Grouping)
+    , DescribedWidget(QAccessible::PageTabList)
 {
     for (const QString& title : titles) {
         auto* segment = new Segment(title, this);

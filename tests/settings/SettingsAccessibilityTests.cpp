@@ -18,9 +18,9 @@ protected:
 
 TEST_F(SettingsAccessibilityTest, EveryControlHasItsRole)
 {
-    EXPECT_EQ(roleOf(QStringLiteral("General")), QAccessible::RadioButton);
-    EXPECT_EQ(roleOf(QStringLiteral("Permissions")), QAccessible::RadioButton);
-    EXPECT_EQ(roleOf(QStringLiteral("Tabs")), QAccessible::Grouping);
+    EXPECT_EQ(roleOf(QStringLiteral("General")), QAccessible::PageTab);
+    EXPECT_EQ(roleOf(QStringLiteral("Permissions")), QAccessible::PageTab);
+    EXPECT_EQ(roleOf(QStringLiteral("Tabs")), QAccessible::PageTabList);
     EXPECT_EQ(roleOf(QStringLiteral("API Keys")), QAccessible::Grouping);
     EXPECT_EQ(roleOf(QStringLiteral("Anthropic API Key")), QAccessible::EditableText);
     EXPECT_EQ(roleOf(QStringLiteral("Save")), QAccessible::PushButton);
@@ -52,7 +52,9 @@ TEST_F(SettingsAccessibilityTest, MarksTellWhetherTheyAreOn)
     EXPECT_TRUE(part<QWidget>(QStringLiteral("Command")).state().checkable);
     EXPECT_TRUE(part<QWidget>(QStringLiteral("Command")).state().checked);
     EXPECT_FALSE(part<QWidget>(QStringLiteral("Control")).state().checked);
-    EXPECT_TRUE(part<QWidget>(QStringLiteral("General")).state().checked);
+    EXPECT_TRUE(part<QWidget>(QStringLiteral("General")).state().selected);
+    EXPECT_FALSE(part<QWidget>(QStringLiteral("Permissions")).state().selected);
+    EXPECT_FALSE(part<QWidget>(QStringLiteral("General")).state().checkable);
     EXPECT_FALSE(part<QWidget>(QStringLiteral("Save")).state().checkable);
     EXPECT_TRUE(part<QWidget>(QStringLiteral("Save")).state().disabled);
 }
