@@ -4,13 +4,12 @@
 #include "widgets/FocusRing.h"
 #include "widgets/FormSection.h"
 #include "widgets/PushButton.h"
-#include "widgets/SymbolIcon.h"
+#include "widgets/SymbolView.h"
 #include "widgets/TextLabel.h"
 #include "widgets/WindowLabel.h"
 #include "widgets/WindowTheme.h"
 
 #include <QAccessible>
-#include <QPainter>
 #include <QVBoxLayout>
 #include <utility>
 
@@ -38,18 +37,6 @@ public:
     {}
 
     [[nodiscard]] FocusRingShape focusRingShape() const override { return {}; }
-};
-
-class SetSymbol final : public QWidget {
-public:
-    SetSymbol() { setFixedSize(kSymbolSize, kSymbolSize); }
-
-protected:
-    void paintEvent(QPaintEvent*) override
-    {
-        QPainter painter(this);
-        drawSymbol(painter, QStringLiteral("checkmark.circle.fill"), WindowTheme::current().granted, rect());
-    }
 };
 
 QHBoxLayout* makeLine(QWidget* parent)
@@ -119,8 +106,10 @@ QWidget* APIKeyRow::makeMask()
     auto* mask = new QWidget;
     auto* line = makeLine(mask);
     dots_->setAccessibleName(label_ + QStringLiteral(" is set"));
+    auto* symbol = new SymbolView(kSymbolSize);
+    symbol->setSymbol(QStringLiteral("checkmark.circle.fill"), &WindowTheme::granted);
     line->addStretch();
-    line->addWidget(new SetSymbol);
+    line->addWidget(symbol);
     line->addSpacing(kGap);
     line->addWidget(dots_);
     line->addSpacing(kGap);

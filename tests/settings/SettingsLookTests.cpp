@@ -5,6 +5,7 @@
 #include "widgets/FieldFrame.h"
 #include "widgets/FormSection.h"
 #include "widgets/SegmentedControl.h"
+#include "widgets/SymbolView.h"
 #include "widgets/WindowLabel.h"
 #include "widgets/WindowTheme.h"
 
@@ -47,6 +48,9 @@ TEST_F(SettingsLookTest, ASetKeyStandsAtTheRight)
     reopen();
     const QRect dots = placeOf(*named<QLabel>(QStringLiteral("Anthropic API Key is set")));
     const QRect clear = placeOf(inRow(0, QStringLiteral("Clear")));
+    const SymbolView& symbol = *all<SymbolView>().at(0);
+    EXPECT_EQ(symbol.tint(), WindowTheme::current().granted);
+    EXPECT_EQ(dots.left() - placeOf(symbol).right() - 1, 6);
     EXPECT_EQ(clear.left() - dots.right() - 1, 6);
     EXPECT_EQ(clear.right(), 485);
     EXPECT_EQ(row(0).height(), 44);
