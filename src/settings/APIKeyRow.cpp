@@ -1,14 +1,15 @@
 #include "settings/APIKeyRow.h"
 
 #include "widgets/FieldFrame.h"
+#include "widgets/FocusRing.h"
 #include "widgets/FormSection.h"
 #include "widgets/PushButton.h"
-#include "widgets/SymbolIcon.h"
-#include "widgets/SystemFont.h"
+#include "widgets/SymbolView.h"
+#include "widgets/TextLabel.h"
 #include "widgets/WindowLabel.h"
 #include "widgets/WindowTheme.h"
 
-#include <QPainter>
+#include <QAccessible>
 #include <QVBoxLayout>
 #include <utility>
 
@@ -16,30 +17,26 @@ namespace velmo {
 
 namespace {
 
-constexpr int kGap = 6;
+constexpr int kGap = 6; ///< Between any two things of the line.
 constexpr int kTitleWidth = 80;
 constexpr int kFieldHeight = 26;
 /// The toolkit adds two points at the field's sides.
 constexpr QMargins kFieldPadding(6, 1, 6, 1);
 constexpr int kSymbolSize = 16; ///< Of the square; its disc spans fourteen.
-constexpr double kMaskSize = 12.5;
-constexpr double kMaskSpacing = 0.5;
+constexpr TextLabel::Style kDotsStyle{12.5, 16, &WindowTheme::secondaryText, QFont::Normal, 0.5};
 /// Above and below the line with the controls; a note takes the place of the lower one.
 constexpr int kLineMargin = 4;
 constexpr int kNoteMargin = 10;
-/// Between the dots and what clears them, whose bounds are those of its word.
-constexpr int kClearGap = 12;
 
-class SetSymbol final : public QWidget {
+/// What stands for a key. It has the keyboard once the key is saved: a desktop may have Return press whatever
+/// button has it, and who presses it twice means no "Clear".
+class KeyDots final : public TextLabel, public FocusRingTarget {
 public:
-    SetSymbol() { setFixedSize(kSymbolSize, kSymbolSize); }
+    KeyDots()
+        : TextLabel(kDotsStyle, QStringLiteral("•••  •••  •••"))
+    {}
 
-protected:
-    void paintEvent(QPaintEvent*) override
-    {
-        QPainter painter(this);
-        drawSymbol(painter, QStringLiteral("checkmark.circle.fill"), WindowTheme::current().granted, rect());
-    }
+    [[nodiscard]] FocusRingShape focusRingShape() const override { return {}; }
 };
 
 QHBoxLayout* makeLine(QWidget* parent)
@@ -54,11 +51,13 @@ QHBoxLayout* makeLine(QWidget* parent)
 
 APIKeyRow::APIKeyRow(const QString& title, const QString& label, QWidget* parent)
     : QWidget(parent)
+    , label_(label)
     , field_(new SecureField(label))
     , saveButton_(new PushButton(PushButton::Kind::Normal, QStringLiteral("Save")))
     , clearButton_(new PushButton(PushButton::Kind::Link, QStringLiteral("Clear")))
-    , entry_(makeEntry(label))
-    , mask_(makeMask(label))
+    , dots_(new KeyDots)
+    , entry_(makeEntry())
+    , mask_(makeMask())
     , note_(new WindowLabel(WindowLabel::Kind::Caption, {}))
 {
     auto* lines = new QVBoxLayout(this);
@@ -76,6 +75,7 @@ APIKeyRow::APIKeyRow(const QString& title, const QString& label, QWidget* parent
     lines->addWidget(note_);
     mask_->hide();
     note_->hide();
+    describe();
 
     field_->onReturn = [this] { save(); };
     connect(field_, &QLineEdit::textChanged, this,
@@ -87,13 +87,12 @@ APIKeyRow::APIKeyRow(const QString& title, const QString& label, QWidget* parent
     });
 }
 
-QWidget* APIKeyRow::makeEntry(const QString& label)
+QWidget* APIKeyRow::makeEntry()
 {
     auto* entry = new QWidget;
     auto* line = makeLine(entry);
     auto* frame = new FieldFrame(field_, kFieldPadding);
     frame->setFixedHeight(kFieldHeight + 2 * FieldFrame::kHalo);
-    saveButton_->setAccessibleDescription(label);
     saveButton_->setEnabled(false);
     line->addSpacing(kGap - FieldFrame::kHalo);
     line->addWidget(frame, 1);
@@ -102,22 +101,18 @@ QWidget* APIKeyRow::makeEntry(const QString& label)
     return entry;
 }
 
-QWidget* APIKeyRow::makeMask(const QString& label)
+QWidget* APIKeyRow::makeMask()
 {
     auto* mask = new QWidget;
     auto* line = makeLine(mask);
-    auto* dots = new WindowLabel(WindowLabel::Kind::Body, QStringLiteral("•••  •••  •••"));
-    QFont spaced = systemFont(kMaskSize);
-    spaced.setLetterSpacing(QFont::AbsoluteSpacing, kMaskSpacing);
-    dots->setFont(spaced);
-    dots->setForegroundRole(QPalette::PlaceholderText);
-    dots->setAccessibleName(label + QStringLiteral(" is set"));
-    clearButton_->setAccessibleDescription(label);
+    dots_->setAccessibleName(label_ + QStringLiteral(" is set"));
+    auto* symbol = new SymbolView(kSymbolSize);
+    symbol->setSymbol(QStringLiteral("checkmark.circle.fill"), &WindowTheme::granted);
     line->addStretch();
-    line->addWidget(new SetSymbol);
+    line->addWidget(symbol);
     line->addSpacing(kGap);
-    line->addWidget(dots);
-    line->addSpacing(kClearGap);
+    line->addWidget(dots_);
+    line->addSpacing(kGap);
     line->addWidget(clearButton_);
     return mask;
 }
@@ -144,17 +139,35 @@ void APIKeyRow::setIsSet(bool isSet)
     after->show();
     // Otherwise it would go on to the next row, and the next press of a key with it.
     if (hadFocus)
-        (isSet ? static_cast<QWidget*>(clearButton_) : field_)
+        (isSet ? static_cast<QWidget*>(dots_) : field_)
             ->setFocus(before->underMouse() ? Qt::MouseFocusReason : Qt::OtherFocusReason);
     before->hide();
 }
 
 void APIKeyRow::setNote(const QString& note)
 {
+    if (note_->text() == note)
+        return;
     note_->setText(note);
     note_->setVisible(!note.isEmpty());
     layout()->setContentsMargins(FormSection::kRowInset, kLineMargin, FormSection::kRowInset,
                                  note.isEmpty() ? kLineMargin : kNoteMargin);
+    describe();
+    if (!note.isEmpty()) {
+        QAccessibleEvent alert(note_, QAccessible::Alert);
+        QAccessible::updateAccessibility(&alert);
+    }
+}
+
+/// For those who hear one control at a time. The names of two of them say already which key it is.
+void APIKeyRow::describe()
+{
+    const QString note = note_->text();
+    field_->setAccessibleDescription(note);
+    dots_->setAccessibleDescription(note);
+    const QString withLabel = note.isEmpty() ? label_ : label_ + QStringLiteral(". ") + note;
+    saveButton_->setAccessibleDescription(withLabel);
+    clearButton_->setAccessibleDescription(withLabel);
 }
 
 } // namespace velmo

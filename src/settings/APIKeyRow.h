@@ -8,6 +8,7 @@
 namespace velmo {
 
 class PushButton;
+class TextLabel;
 class WindowLabel;
 
 /// One key: a field to type it in, or, once it is set, dots in its place. The stored key itself is never
@@ -27,17 +28,20 @@ public:
     [[nodiscard]] bool isSet() const { return isSet_; }
     void setIsSet(bool isSet);
 
-    /// A line below; none if it is empty.
+    /// A line below, which assistive technology reads out; none if it is empty.
     void setNote(const QString& note);
 
 private:
-    [[nodiscard]] QWidget* makeEntry(const QString& label);
-    [[nodiscard]] QWidget* makeMask(const QString& label);
+    [[nodiscard]] QWidget* makeEntry();
+    [[nodiscard]] QWidget* makeMask();
     void save();
+    void describe();
 
+    const QString label_;
     SecureField* field_;
     PushButton* saveButton_;
     PushButton* clearButton_;
+    TextLabel* dots_;
     QWidget* entry_;
     QWidget* mask_;
     WindowLabel* note_;

@@ -37,6 +37,7 @@ void APIKeySection::add(Key& key, const QString& title, const QString& label)
 /// The row shows what the user wanted, whatever came of it, until the view appears again.
 void APIKeySection::store(Key& key, const QString& value)
 {
+    key.isClearing = value.isEmpty();
     switch (settings_->keychainWrite(key.account, value)) {
     case Keychain::Status::Success:
         key.write = Write::Done;
@@ -50,10 +51,10 @@ void APIKeySection::store(Key& key, const QString& value)
     case Keychain::Status::ItemNotFound:
     case Keychain::Status::Unavailable:
     case Keychain::Status::Dismissed:
-        key.write = value.isEmpty() ? Write::NotCleared : Write::NotSaved;
+        key.write = failureOf(key);
         break;
     }
-    key.row->setIsSet(!value.isEmpty());
+    key.row->setIsSet(!key.isClearing);
     updateNotes();
 }
 
@@ -63,7 +64,7 @@ void APIKeySection::finishLateWrite(const QString& account, Keychain::Status sta
         if (key.account != account || key.write != Write::Pending)
             continue;
         // A key that is not there is as good as cleared.
-        const bool isCleared = status == Keychain::Status::ItemNotFound && !key.row->isSet();
+        const bool isCleared = status == Keychain::Status::ItemNotFound && key.isClearing;
         if (status == Keychain::Status::Unconfirmed) {
             key.write = Write::Unconfirmed;
         } else if (status == Keychain::Status::Success || isCleared) {
@@ -71,7 +72,7 @@ void APIKeySection::finishLateWrite(const QString& account, Keychain::Status sta
             // The view may have appeared anew while the keyring was still locked.
             key.row->setIsSet(isStored(key));
         } else {
-            key.write = key.row->isSet() ? Write::NotSaved : Write::NotCleared;
+            key.write = failureOf(key);
         }
     }
     updateNotes();

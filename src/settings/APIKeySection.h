@@ -28,10 +28,15 @@ private:
         QString account;
         APIKeyRow* row = nullptr;
         Write write = Write::Done;
+        bool isClearing = false; ///< What that write is for; the row may show the contrary meanwhile.
     };
 
     void add(Key& key, const QString& title, const QString& label);
     void store(Key& key, const QString& value);
+    [[nodiscard]] static Write failureOf(const Key& key)
+    {
+        return key.isClearing ? Write::NotCleared : Write::NotSaved;
+    }
     void finishLateWrite(const QString& account, Keychain::Status status);
     [[nodiscard]] bool isStored(const Key& key) const;
     [[nodiscard]] QString noteOn(const Key& key) const;

@@ -26,6 +26,7 @@ ActivationSection::ActivationSection(std::shared_ptr<SettingsManager> settings,
     , collaborators_(collaborators)
     , hotkey_(new WindowLabel(WindowLabel::Kind::Value, {}))
     , hotkeyProblem_(new WindowLabel(WindowLabel::Kind::Warning, {}))
+    , change_(new PushButton(PushButton::Kind::Normal, QStringLiteral("Change…")))
     , modifiers_{{{ModifierFlag::Command, new CheckBox(QStringLiteral("Command"))},
                   {ModifierFlag::Option, new CheckBox(QStringLiteral("Option"))},
                   {ModifierFlag::Control, new CheckBox(QStringLiteral("Control"))}}}
@@ -48,15 +49,13 @@ ActivationSection::ActivationSection(std::shared_ptr<SettingsManager> settings,
 QWidget* ActivationSection::makeHotkeyRow()
 {
     auto* row = new FormRow(QStringLiteral("Hotkey"));
-    auto* change = new PushButton(PushButton::Kind::Normal, QStringLiteral("Change…"));
-    change->setAccessibleDescription(QStringLiteral("Hotkey"));
-    connect(change, &QAbstractButton::clicked, this, [this] {
+    connect(change_, &QAbstractButton::clicked, this, [this] {
         if (collaborators_.presentHotkeySheet)
             collaborators_.presentHotkeySheet();
     });
     row->addNote(hotkeyProblem_);
     row->addControl(hotkey_, 0);
-    row->addControl(change, kButtonGap);
+    row->addControl(change_, kButtonGap);
     return row;
 }
 
@@ -72,11 +71,9 @@ QWidget* ActivationSection::makeModifiersRow()
 
 QWidget* ActivationSection::makeMiddleButtonRow()
 {
-    const QString title = QStringLiteral("Middle Mouse Button");
-    auto* row = new FormRow(title);
-    middleButton_->setAccessibleName(title);
+    auto* row = new FormRow(QStringLiteral("Middle Mouse Button"));
     middleButton_->onChange = [this](bool isOn) { settings_->quickDrawMiddleMouseEnabled.set(isOn); };
-    row->addControl(middleButton_, 0);
+    row->addTitledControl(middleButton_);
     return row;
 }
 
@@ -116,12 +113,16 @@ void ActivationSection::refresh()
 {
     const auto quickDraw = static_cast<quint64>(settings_->quickDrawModifiers.value());
     const bool middleButton = settings_->quickDrawMiddleMouseEnabled.value();
-    hotkey_->setText(hotkeyDescription(static_cast<quint64>(settings_->hotkeyModifiers.value()),
-                                       settings_->hotkeyKeyCode.value()));
+    const auto hotkeyModifiers = static_cast<quint64>(settings_->hotkeyModifiers.value());
+    const qint64 hotkeyKeyCode = settings_->hotkeyKeyCode.value();
+    hotkey_->setText(hotkeyDescription(hotkeyModifiers, hotkeyKeyCode));
     const QString problem =
         collaborators_.hotkeyProblem != nullptr ? collaborators_.hotkeyProblem->value() : QString();
     hotkeyProblem_->setText(problem);
     hotkeyProblem_->setVisible(!problem.isEmpty());
+    // Symbols are hard to listen to.
+    const QString spoken = QStringLiteral("Hotkey: ") + hotkeyInWords(hotkeyModifiers, hotkeyKeyCode);
+    change_->setAccessibleDescription(problem.isEmpty() ? spoken : spoken + QStringLiteral(". ") + problem);
     for (const ModifierToggle& toggle : modifiers_)
         toggle.box->setChecked((quickDraw & toggle.flag) != 0);
     middleButton_->setChecked(middleButton);

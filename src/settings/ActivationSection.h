@@ -12,6 +12,7 @@ namespace velmo {
 
 class CaptionRow;
 class CheckBox;
+class PushButton;
 class WindowLabel;
 
 /// What starts an annotation: the hotkey, and the triggers of quick drawing. Main thread.
@@ -37,6 +38,7 @@ private:
     const SettingsCollaborators& collaborators_;
     WindowLabel* hotkey_;
     WindowLabel* hotkeyProblem_;
+    PushButton* change_;
     std::array<ModifierToggle, 3> modifiers_;
     CheckBox* middleButton_;
     CaptionRow* caption_;

@@ -3,7 +3,6 @@
 #include "settings/SettingsView.h"
 #include "widgets/FocusRing.h"
 #include "widgets/SegmentedControl.h"
-#include "widgets/WindowAccessible.h"
 #include "widgets/WindowPalette.h"
 
 #include <QEvent>
@@ -28,7 +27,6 @@ SettingsRootView::SettingsRootView(std::shared_ptr<SettingsManager> settings,
     , settings_(std::move(settings))
     , collaborators_(std::move(collaborators))
 {
-    installWindowAccessibility();
     setAutoFillBackground(true);
     followScheme();
     tabs_ = new SegmentedControl({QStringLiteral("General"), QStringLiteral("Permissions")}, this);

@@ -3,24 +3,33 @@
 #include "widgets/FormSection.h"
 #include "widgets/WindowLabel.h"
 
+#include <QAbstractButton>
+#include <QMouseEvent>
 #include <QVBoxLayout>
 
 namespace velmo {
+
+namespace {
+
+/// Above the title and below the last note.
+constexpr int kNoteMargin = 7;
+
+} // namespace
 
 FormRow::FormRow(const QString& title, QWidget* parent)
     : QWidget(parent)
     , DescribedWidget(QAccessible::Grouping)
     , line_(new QHBoxLayout(this))
     , texts_(new QVBoxLayout)
+    , title_(new WindowLabel(WindowLabel::Kind::Body, title))
 {
     setAccessibleName(title);
-    setFixedHeight(FormSection::kRowHeight);
+    setMinimumHeight(FormSection::kRowHeight);
     line_->setContentsMargins(FormSection::kRowInset, 0, FormSection::kRowInset, 0);
     line_->setSpacing(0);
     texts_->setSpacing(0);
-    texts_->addStretch();
-    texts_->addWidget(new WindowLabel(WindowLabel::Kind::Body, title));
-    texts_->addStretch();
+    texts_->setContentsMargins(0, kNoteMargin, 0, kNoteMargin);
+    texts_->addWidget(title_);
     line_->addLayout(texts_);
     line_->addStretch();
 }
@@ -31,9 +40,34 @@ void FormRow::addControl(QWidget* control, int gap)
     line_->addWidget(control);
 }
 
+void FormRow::addTitledControl(QAbstractButton* control)
+{
+    addControl(control, 0);
+    control->setAccessibleName(title_->text());
+    titled_ = control;
+}
+
 void FormRow::addNote(QWidget* note)
 {
-    texts_->insertWidget(texts_->count() - 1, note);
+    texts_->addWidget(note);
+}
+
+void FormRow::mousePressEvent(QMouseEvent* event)
+{
+    // Whoever takes the press is told of the release.
+    event->setAccepted(isOnTitle(*event));
+}
+
+void FormRow::mouseReleaseEvent(QMouseEvent* event)
+{
+    if (isOnTitle(*event))
+        titled_->click();
+}
+
+bool FormRow::isOnTitle(const QMouseEvent& event) const
+{
+    return titled_ != nullptr && event.button() == Qt::LeftButton &&
+           title_->geometry().contains(event.position().toPoint());
 }
 
 } // namespace velmo

@@ -2,6 +2,7 @@
 
 #include "widgets/Colors.h"
 #include "widgets/SystemFont.h"
+#include "widgets/WindowAccessible.h"
 #include "widgets/WindowTheme.h"
 
 #include <QEvent>
@@ -85,6 +86,7 @@ PushButton::PushButton(Kind kind, const QString& title, QWidget* parent)
     , kind_(kind)
     , textScale_(fontOf(kind).scale)
 {
+    installWindowAccessibility();
     setFocusPolicy(Qt::StrongFocus);
     setFont(fontOf(kind).font);
     setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);

@@ -43,7 +43,6 @@ public:
 SecureField::SecureField(const QString& accessibleName, QWidget* parent)
     : QLineEdit(parent)
 {
-    // Before anybody can ask about this one.
     installWindowAccessibility();
     auto* style = new BareLineStyle;
     style->setParent(this);

@@ -17,7 +17,6 @@ constexpr int kInset = 2;
 constexpr double kTrackRadius = 8;
 constexpr double kSegmentRadius = 6;
 constexpr double kTextSize = 12.5;
-constexpr int kFontSize = 13; ///< The toolkit's own sizes are whole pixels, at every scale of the screen.
 constexpr SoftShadow kShadow{.drop = 1, .blur = 2, .alpha = 0.14F};
 constexpr double kHoverShare = 0.35;
 
@@ -25,7 +24,7 @@ class Segment final : public FadingButton, public FocusRingTarget, public Descri
 public:
     Segment(const QString& title, QWidget* parent)
         : FadingButton(parent)
-        , DescribedWidget(QAccessible::RadioButton)
+        , DescribedWidget(QAccessible::PageTab)
     {
         setCheckable(true);
         setAutoExclusive(true);
@@ -50,11 +49,11 @@ protected:
             painter.setBrush(ground);
             painter.drawRoundedRect(rect(), kSegmentRadius, kSegmentRadius);
         }
-        constexpr double kScale = kTextSize / kFontSize;
-        painter.setFont(systemFont(kFontSize, isChecked() ? QFont::DemiBold : QFont::Medium));
+        const ExactFont exact(kTextSize, isChecked() ? QFont::DemiBold : QFont::Medium);
+        painter.setFont(exact.font);
         painter.setPen(theme.text);
-        painter.scale(kScale, kScale);
-        painter.drawText(QRectF(0, 0, width() / kScale, height() / kScale),
+        painter.scale(exact.scale, exact.scale);
+        painter.drawText(QRectF(0, 0, width() / exact.scale, height() / exact.scale),
                          Qt::AlignCenter | Qt::TextSingleLine, text());
     }
 };
@@ -63,7 +62,7 @@ protected:
 
 SegmentedControl::SegmentedControl(const QStringList& titles, QWidget* parent)
     : QWidget(parent)
-    , DescribedWidget(QAccessible::Grouping)
+    , DescribedWidget(QAccessible::PageTabList)
 {
     for (const QString& title : titles) {
         auto* segment = new Segment(title, this);

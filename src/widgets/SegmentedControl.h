@@ -10,8 +10,8 @@ class QAbstractButton;
 
 namespace velmo {
 
-/// A choice among a few, side by side. The chosen one is where the Tab key stops; arrow keys choose another.
-/// Main thread.
+/// A choice among a few pages, side by side. The chosen one is where the Tab key stops; arrow keys choose
+/// another. Main thread.
 class SegmentedControl final : public QWidget, public DescribedWidget {
 public:
     explicit SegmentedControl(const QStringList& titles, QWidget* parent = nullptr);

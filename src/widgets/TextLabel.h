@@ -7,7 +7,7 @@
 namespace velmo {
 
 /// Plain text in one of the windows' colours, with lines as far apart as the design has them. Main thread.
-class TextLabel final : public QLabel {
+class TextLabel : public QLabel {
 public:
     struct Style {
         double size;

@@ -20,8 +20,13 @@ public:
     {
         QAccessible::State state = QAccessibleWidget::state();
         state.pressed = button().isDown();
-        state.checkable = button().isCheckable();
-        state.checked = button().isChecked();
+        if (role() == QAccessible::PageTab) {
+            state.selectable = true;
+            state.selected = button().isChecked();
+        } else {
+            state.checkable = button().isCheckable();
+            state.checked = button().isChecked();
+        }
         return state;
     }
 
@@ -90,6 +95,12 @@ QAccessibleInterface* makePart(const QString&, QObject* object)
 }
 
 } // namespace
+
+DescribedWidget::DescribedWidget(QAccessible::Role role)
+    : role_(role)
+{
+    installWindowAccessibility();
+}
 
 void installWindowAccessibility()
 {

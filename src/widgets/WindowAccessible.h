@@ -17,16 +17,15 @@ public:
 protected:
     /// Assistive technology may ask while the widget is still being made, so this is not left to a virtual
     /// function.
-    explicit DescribedWidget(QAccessible::Role role)
-        : role_(role)
-    {}
+    explicit DescribedWidget(QAccessible::Role role);
 
 private:
     const QAccessible::Role role_;
 };
 
 /// From now on described widgets, push buttons and fields for secrets tell assistive technology what they
-/// are, and can be worked by it. More calls do nothing. Main thread.
+/// are, and can be worked by it. Each of them sees to this when it is made, before anybody can ask about it.
+/// More calls do nothing. Main thread.
 void installWindowAccessibility();
 
 } // namespace velmo

@@ -214,6 +214,7 @@ TEST_F(APIKeyTest, SaysThatTheUserDeclinedToUnlock)
 
 TEST_F(APIKeyTest, AWindowThatWasReopenedMeanwhileLearnsOfTheLateKey)
 {
+    keychain->whenAvailable = Keychain::Availability::Locked;
     keychain->writeOutcome = Keychain::Status::Pending;
     type(field(0), QStringLiteral("sk-1"));
     inRow(0, kSave).click();
@@ -223,6 +224,44 @@ TEST_F(APIKeyTest, AWindowThatWasReopenedMeanwhileLearnsOfTheLateKey)
     put(KeychainAccount::Anthropic, "sk-1");
     endLateWrite(KeychainAccount::Anthropic, Keychain::Status::Success);
     EXPECT_TRUE(row(0).isSet());
+}
+
+TEST_F(APIKeyTest, ALateFailureToSaveIsToldToAWindowThatWasReopened)
+{
+    keychain->writeOutcome = Keychain::Status::Pending;
+    type(field(0), QStringLiteral("sk-1"));
+    inRow(0, kSave).click();
+    reopen();
+    endLateWrite(KeychainAccount::Anthropic, Keychain::Status::Dismissed);
+    EXPECT_FALSE(row(0).isSet());
+    EXPECT_TRUE(shows(QStringLiteral("The key was not saved.")));
+    EXPECT_FALSE(shows(QStringLiteral("The key was not cleared.")));
+}
+
+TEST_F(APIKeyTest, ALateFailureToClearIsToldToAWindowThatWasReopened)
+{
+    put(KeychainAccount::Anthropic, "sk-1");
+    reopen();
+    keychain->writeOutcome = Keychain::Status::Pending;
+    inRow(0, kClear).click();
+    reopen();
+    endLateWrite(KeychainAccount::Anthropic, Keychain::Status::Dismissed);
+    EXPECT_TRUE(row(0).isSet());
+    EXPECT_TRUE(shows(QStringLiteral("The key was not cleared.")));
+    EXPECT_FALSE(shows(QStringLiteral("The key was not saved.")));
+}
+
+TEST_F(APIKeyTest, AKeyThatVanishedBeforeItWasClearedIsCleared)
+{
+    put(KeychainAccount::Anthropic, "sk-1");
+    reopen();
+    keychain->writeOutcome = Keychain::Status::Pending;
+    inRow(0, kClear).click();
+    reopen();
+    keychain->items.clear();
+    endLateWrite(KeychainAccount::Anthropic, Keychain::Status::ItemNotFound);
+    EXPECT_FALSE(row(0).isSet());
+    EXPECT_FALSE(shows(QStringLiteral("The key was not cleared.")));
 }
 
 TEST_F(APIKeyTest, ALateWriteMayEndAfterTheWindowIsGone)

@@ -1,5 +1,8 @@
 #include "platform/EventTap.h"
 #include "support/settings/SettingsTest.h"
+#include "widgets/FormRow.h"
+
+#include <algorithm>
 
 namespace velmo {
 namespace {
@@ -28,6 +31,11 @@ protected:
     [[nodiscard]] quint64 modifiers() const
     {
         return static_cast<quint64>(settings->quickDrawModifiers.value());
+    }
+    [[nodiscard]] QLabel& labelWith(const QString& text) const
+    {
+        const auto labels = all<QLabel>();
+        return **std::ranges::find_if(labels, [&](const QLabel* label) { return label->text() == text; });
     }
     void click(const QString& name) const
     {
@@ -99,6 +107,30 @@ TEST_F(ActivationTest, TheMiddleButtonIsBoundBothWays)
     settings->quickDrawMiddleMouseEnabled.set(true);
     settle();
     EXPECT_TRUE(button(kMiddle).isChecked());
+}
+
+TEST_F(ActivationTest, TheTitleOfTheMiddleButtonCanBeClickedToo)
+{
+    const auto send = [](QEvent::Type type, QWidget& widget, Qt::MouseButton mouseButton) {
+        const QPoint place = widget.rect().center();
+        QMouseEvent event(type, place, widget.mapToGlobal(place), mouseButton, Qt::NoButton, {});
+        QApplication::sendEvent(&widget, &event);
+    };
+    const auto clickOn = [&](QWidget& widget, Qt::MouseButton mouseButton) {
+        send(QEvent::MouseButtonPress, widget, mouseButton);
+        send(QEvent::MouseButtonRelease, widget, mouseButton);
+        settle();
+    };
+    clickOn(labelWith(kMiddle), Qt::LeftButton);
+    EXPECT_FALSE(settings->quickDrawMiddleMouseEnabled.value());
+    clickOn(labelWith(kMiddle), Qt::RightButton);
+    EXPECT_FALSE(settings->quickDrawMiddleMouseEnabled.value());
+    clickOn(*named<FormRow>(kMiddle), Qt::LeftButton);
+    EXPECT_FALSE(settings->quickDrawMiddleMouseEnabled.value());
+    clickOn(labelWith(kMiddle), Qt::LeftButton);
+    EXPECT_TRUE(settings->quickDrawMiddleMouseEnabled.value());
+    clickOn(labelWith(QStringLiteral("Hotkey")), Qt::LeftButton);
+    EXPECT_EQ(sheets, 0);
 }
 
 TEST_F(ActivationTest, TheCaptionFollows)
@@ -191,6 +223,35 @@ TEST_F(ActivationTest, SaysWhyTheHotkeyDoesNotWork)
     settle();
     EXPECT_FALSE(shows(taken));
     EXPECT_FALSE(shows({}));
+}
+
+TEST_F(ActivationTest, AHotkeyProblemOfSeveralLinesIsReadableAsAWhole)
+{
+    const QString name = QStringLiteral("Hotkey");
+    const FormRow& row = *named<FormRow>(name);
+    const int before = row.height();
+    const int section = row.parentWidget()->height();
+    EXPECT_EQ(before, 44);
+    const QString sentences =
+        QStringLiteral("Another program has taken ⌃⌥Space, so the hotkey does nothing there at the moment. "
+                       "Choose another combination, or close the program that has this one.");
+    for (const QString& problem : {sentences, sentences + u'\n' + sentences}) {
+        hotkeyProblem.set(problem);
+        settle();
+        ASSERT_TRUE(shows(problem));
+        const QLabel& label = labelWith(problem);
+        const QRect place(label.mapTo(&row, QPoint()), label.size());
+        EXPECT_GE(label.height(), label.heightForWidth(label.width()));
+        EXPECT_GT(label.height(), label.fontMetrics().height());
+        EXPECT_TRUE(row.rect().contains(place));
+        EXPECT_GE(row.rect().bottom() - place.bottom(), 4);
+        // The controls keep their places beside it.
+        EXPECT_LT(place.right(), button(QStringLiteral("Change…")).x());
+        EXPECT_EQ(row.parentWidget()->height() - section, row.height() - before);
+    }
+    hotkeyProblem.set({});
+    settle();
+    EXPECT_EQ(row.height(), before);
 }
 
 } // namespace

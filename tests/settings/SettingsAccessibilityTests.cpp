@@ -18,9 +18,9 @@ protected:
 
 TEST_F(SettingsAccessibilityTest, EveryControlHasItsRole)
 {
-    EXPECT_EQ(roleOf(QStringLiteral("General")), QAccessible::RadioButton);
-    EXPECT_EQ(roleOf(QStringLiteral("Permissions")), QAccessible::RadioButton);
-    EXPECT_EQ(roleOf(QStringLiteral("Tabs")), QAccessible::Grouping);
+    EXPECT_EQ(roleOf(QStringLiteral("General")), QAccessible::PageTab);
+    EXPECT_EQ(roleOf(QStringLiteral("Permissions")), QAccessible::PageTab);
+    EXPECT_EQ(roleOf(QStringLiteral("Tabs")), QAccessible::PageTabList);
     EXPECT_EQ(roleOf(QStringLiteral("API Keys")), QAccessible::Grouping);
     EXPECT_EQ(roleOf(QStringLiteral("Anthropic API Key")), QAccessible::EditableText);
     EXPECT_EQ(roleOf(QStringLiteral("Save")), QAccessible::PushButton);
@@ -52,7 +52,9 @@ TEST_F(SettingsAccessibilityTest, MarksTellWhetherTheyAreOn)
     EXPECT_TRUE(part<QWidget>(QStringLiteral("Command")).state().checkable);
     EXPECT_TRUE(part<QWidget>(QStringLiteral("Command")).state().checked);
     EXPECT_FALSE(part<QWidget>(QStringLiteral("Control")).state().checked);
-    EXPECT_TRUE(part<QWidget>(QStringLiteral("General")).state().checked);
+    EXPECT_TRUE(part<QWidget>(QStringLiteral("General")).state().selected);
+    EXPECT_FALSE(part<QWidget>(QStringLiteral("Permissions")).state().selected);
+    EXPECT_FALSE(part<QWidget>(QStringLiteral("General")).state().checkable);
     EXPECT_FALSE(part<QWidget>(QStringLiteral("Save")).state().checkable);
     EXPECT_TRUE(part<QWidget>(QStringLiteral("Save")).state().disabled);
 }
@@ -81,7 +83,38 @@ TEST_F(SettingsAccessibilityTest, ButtonsOfARowSayWhichKeyTheyAreFor)
     reopen();
     EXPECT_EQ(inRow(0, QStringLiteral("Save")).accessibleDescription(), QStringLiteral("Anthropic API Key"));
     EXPECT_EQ(inRow(1, QStringLiteral("Clear")).accessibleDescription(), QStringLiteral("OpenAI API Key"));
-    EXPECT_TRUE(named<WindowLabel>(QStringLiteral("OpenAI API Key is set"))->isVisible());
+    EXPECT_TRUE(named<QLabel>(QStringLiteral("OpenAI API Key is set"))->isVisible());
+}
+
+TEST_F(SettingsAccessibilityTest, TheHotkeyIsSaidInWordsWhereItIsChanged)
+{
+    const auto said = [this] {
+        settle();
+        return part<QAbstractButton>(QStringLiteral("Change…")).text(QAccessible::Description);
+    };
+    EXPECT_EQ(said(), QStringLiteral("Hotkey: Ctrl + Alt + Space"));
+    hotkeyProblem.set(QStringLiteral("It is taken."));
+    EXPECT_EQ(said(), QStringLiteral("Hotkey: Ctrl + Alt + Space. It is taken."));
+    hotkeyProblem.set({});
+    settings->hotkeyKeyCode.set(48);
+    EXPECT_EQ(said(), QStringLiteral("Hotkey: Ctrl + Alt + Tab"));
+}
+
+TEST_F(SettingsAccessibilityTest, WhatThereIsToSayAboutAKeyIsSaidAtItsControls)
+{
+    keychain->isAvailable = false;
+    type(field(0), QStringLiteral("k"));
+    inRow(0, QStringLiteral("Save")).click();
+    const QString note = QStringLiteral("The key was not saved.");
+    const QString withLabel = QStringLiteral("Anthropic API Key. ") + note;
+    EXPECT_EQ(inRow(0, QStringLiteral("Save")).accessibleDescription(), withLabel);
+    EXPECT_EQ(inRow(0, QStringLiteral("Clear")).accessibleDescription(), withLabel);
+    EXPECT_EQ(field(0).accessibleDescription(), note);
+    EXPECT_EQ(view->focusWidget()->accessibleDescription(), note);
+    EXPECT_EQ(field(1).accessibleDescription(), QString());
+    reopen();
+    EXPECT_EQ(inRow(0, QStringLiteral("Save")).accessibleDescription(), QStringLiteral("Anthropic API Key"));
+    EXPECT_EQ(field(0).accessibleDescription(), QString());
 }
 
 } // namespace

@@ -9,8 +9,30 @@
 
 #include "settings/SettingsView.h"
 
+#include <QAccessible>
+#include <QClipboard>
+
 namespace velmo::test {
 namespace {
+
+/// Hears what assistive technology is to read out at once. Events are made only where there is a bus for
+/// them.
+class Alerts {
+public:
+    Alerts()
+    {
+        texts.clear();
+        QAccessible::installUpdateHandler([](QAccessibleEvent* event) {
+            if (event->type() == QAccessible::Alert)
+                texts.append(static_cast<const QLabel*>(event->object())->text());
+        });
+    }
+    Alerts(const Alerts&) = delete;
+    Alerts& operator=(const Alerts&) = delete;
+    ~Alerts() { QAccessible::installUpdateHandler(nullptr); }
+
+    static inline QStringList texts;
+};
 
 class SettingsDesk : public SettingsTest {
 protected:
@@ -44,6 +66,16 @@ protected:
         ASSERT_TRUE(awaitCondition([&] { return typed.hasFocus(); }));
         settle();
     }
+    /// From beyond the end of the first line to its start, which selects it.
+    void dragLeft(const QWidget& typed)
+    {
+        constexpr int kInFirstLine = 10;
+        const QPoint end = typed.mapToGlobal(QPoint(typed.width() / 2, kInFirstLine));
+        input_.moveTo(end.x(), end.y());
+        input_.pressButton(1);
+        input_.moveTo(typed.mapToGlobal(QPoint()).x(), end.y());
+        input_.releaseButton(1);
+    }
     void turnWheelDown() { input_.click(5); }
 
     [[nodiscard]] QScrollBar& formBar() const { return *all<SettingsView>().at(0)->verticalScrollBar(); }
@@ -72,6 +104,31 @@ TEST_F(SettingsDesk, AKeyIsSavedByTheButton)
     click(inRow(1, QStringLiteral("Save")));
     EXPECT_TRUE(awaitCondition([this] { return row(1).isSet(); }));
     EXPECT_EQ(stored(KeychainAccount::OpenAI), QStringLiteral("x"));
+}
+
+TEST_F(SettingsDesk, AKeyThatIsSelectedComesIntoNoClipboard)
+{
+    QClipboard& clipboard = *QGuiApplication::clipboard();
+    clipboard.clear(QClipboard::Selection);
+    clipboard.setText(QStringLiteral("before"));
+    settings->systemPrompt.set(QStringLiteral("plain"));
+    clickInto(field(0));
+    for (const char* key : {"k", "w", "q"})
+        input_.tap(key);
+    ASSERT_TRUE(awaitCondition([this] { return field(0).text() == u"kwq"; }));
+
+    // The mouse alone gives away what it selects in an ordinary text.
+    dragLeft(editor());
+    ASSERT_TRUE(awaitCondition([&] { return clipboard.text(QClipboard::Selection) == u"plain"; }));
+    dragLeft(field(0));
+    ASSERT_TRUE(awaitCondition([this] { return field(0).selectedText().size() == 3; }));
+    input_.chord({"Control_L", "c"});
+    // What comes after all of it.
+    input_.tap("End");
+    input_.tap("j");
+    EXPECT_TRUE(awaitCondition([this] { return field(0).text() == u"kwqj"; }));
+    EXPECT_EQ(clipboard.text(), QStringLiteral("before"));
+    EXPECT_EQ(clipboard.text(QClipboard::Selection), QStringLiteral("plain"));
 }
 
 TEST_F(SettingsDesk, TabAndSpaceReachTheToggles)
@@ -124,6 +181,21 @@ TEST_F(SettingsDesk, TheSheetIsOneClickAway)
 {
     click(button(QStringLiteral("Change…")));
     EXPECT_TRUE(awaitCondition([this] { return sheets == 1; }));
+}
+
+TEST_F(SettingsDesk, WhatBecomesOfAKeyIsReadOutOnce)
+{
+    const Alerts alerts;
+    keychain->isAvailable = false;
+    type(field(0), QStringLiteral("k"));
+    press(Qt::Key_Return);
+    EXPECT_EQ(Alerts::texts, QStringList{QStringLiteral("The key was not saved.")});
+    type(field(1), QStringLiteral("k"));
+    press(Qt::Key_Return);
+    EXPECT_EQ(Alerts::texts.size(), 2);
+    view->hide();
+    view->show();
+    EXPECT_EQ(Alerts::texts.size(), 2);
 }
 
 TEST_F(SettingsDesk, AScreenReaderHearsOfAKeyButNoneOfItsCharacters)

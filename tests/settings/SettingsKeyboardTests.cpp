@@ -75,10 +75,35 @@ TEST_F(SettingsKeyboardTest, TheFocusStaysInTheRowThatChangesItsFace)
     field(0).setFocus(Qt::TabFocusReason);
     press(Qt::Key_K, QStringLiteral("k"));
     press(Qt::Key_Return);
-    EXPECT_EQ(focusedName(), QStringLiteral("Clear"));
+    EXPECT_EQ(focusedName(), QStringLiteral("Anthropic API Key is set"));
+    tab();
     EXPECT_EQ(view->focusWidget(), &inRow(0, QStringLiteral("Clear")));
     press(Qt::Key_Space, QStringLiteral(" "));
     EXPECT_EQ(view->focusWidget(), &field(0));
+}
+
+TEST_F(SettingsKeyboardTest, ASecondReturnOrSpaceLeavesTheSavedKeyAlone)
+{
+    for (const int key : {Qt::Key_Return, Qt::Key_Enter, Qt::Key_Space}) {
+        type(field(0), QStringLiteral("k"));
+        press(Qt::Key_Return);
+        // On some desktops Return presses every button.
+        EXPECT_EQ(dynamic_cast<QAbstractButton*>(view->focusWidget()), nullptr);
+        press(key);
+        EXPECT_EQ(stored(KeychainAccount::Anthropic), QStringLiteral("k"));
+        EXPECT_TRUE(row(0).isSet());
+        EXPECT_TRUE(ring().isVisible());
+        inRow(0, QStringLiteral("Clear")).click();
+    }
+}
+
+TEST_F(SettingsKeyboardTest, ASavedKeyIsNoStopOfTheTabKey)
+{
+    put(KeychainAccount::Anthropic, "sk-1");
+    reopen();
+    button(QStringLiteral("General")).setFocus(Qt::TabFocusReason);
+    tab();
+    EXPECT_EQ(view->focusWidget(), &inRow(0, QStringLiteral("Clear")));
 }
 
 TEST_F(SettingsKeyboardTest, TheRingShowsWhatTheKeyboardReached)

@@ -5,6 +5,8 @@
 #include "widgets/FieldFrame.h"
 #include "widgets/FormSection.h"
 #include "widgets/SegmentedControl.h"
+#include "widgets/SymbolView.h"
+#include "widgets/WindowLabel.h"
 #include "widgets/WindowTheme.h"
 
 namespace velmo {
@@ -38,6 +40,20 @@ TEST_F(SettingsLookTest, SizesAreTheDesigns)
     EXPECT_EQ(placeOf(inRow(0, QStringLiteral("Save"))).left() - box.right() - 1, 6);
     EXPECT_EQ(placeOf(inRow(0, QStringLiteral("Save"))).right(), 485);
     EXPECT_EQ(placeOf(*editor().parentWidget()).height() - 2 * kHalo, 140);
+}
+
+TEST_F(SettingsLookTest, ASetKeyStandsAtTheRight)
+{
+    put(KeychainAccount::Anthropic, "sk-1");
+    reopen();
+    const QRect dots = placeOf(*named<QLabel>(QStringLiteral("Anthropic API Key is set")));
+    const QRect clear = placeOf(inRow(0, QStringLiteral("Clear")));
+    const SymbolView& symbol = *all<SymbolView>().at(0);
+    EXPECT_EQ(symbol.tint(), WindowTheme::current().granted);
+    EXPECT_EQ(dots.left() - placeOf(symbol).right() - 1, 6);
+    EXPECT_EQ(clear.left() - dots.right() - 1, 6);
+    EXPECT_EQ(clear.right(), 485);
+    EXPECT_EQ(row(0).height(), 44);
 }
 
 TEST_F(SettingsLookTest, TheFormScrollsToItsEnd)

@@ -46,7 +46,7 @@ TEST_F(SettingsViewTest, TextsAreThese)
 TEST_F(SettingsViewTest, SectionsStandInTheirOrder)
 {
     const auto top = [this](const QString& title) {
-        for (const WindowLabel* label : all<WindowLabel>()) {
+        for (const QLabel* label : all<QLabel>()) {
             if (label->text() == title)
                 return label->mapTo(view.get(), QPoint()).y();
         }

@@ -11,10 +11,10 @@
 #include "widgets/PlainTextEditor.h"
 #include "widgets/PushButton.h"
 #include "widgets/SecureField.h"
-#include "widgets/WindowLabel.h"
 
 #include <QApplication>
 #include <QKeyEvent>
+#include <QLabel>
 #include <QScrollBar>
 #include <QWindow>
 #include <gmock/gmock.h>
@@ -81,7 +81,7 @@ protected:
     [[nodiscard]] QStringList shownTexts() const
     {
         QStringList texts;
-        for (const WindowLabel* label : all<WindowLabel>()) {
+        for (const QLabel* label : all<QLabel>()) {
             if (label->isVisible())
                 texts.append(label->text());
         }
