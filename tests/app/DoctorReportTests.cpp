@@ -183,10 +183,27 @@ TEST(DoctorChecks, ServersAreNamedByTheirHostAlone)
 TEST(DoctorChecks, AnAddressThatIsNoneIsNotRepeated)
 {
     const CleanProviderEnvironment environment;
-    environment.openAIUrl.assign("ftp://word");
-    const Finding finding = Doctor::endpoints().at(1);
-    EXPECT_EQ(finding.state, State::Limited);
-    EXPECT_EQ(finding.text, QStringLiteral("OpenAI: what OPENAI_BASE_URL holds is no web address"));
+    // What has no scheme and no dot may be a key that was put into the wrong variable.
+    for (const char* value : {"ftp://word", "sk-word", "word:8080", "https://", "http://[word"}) {
+        environment.openAIUrl.assign(value);
+        const Finding finding = Doctor::endpoints().at(1);
+        EXPECT_EQ(finding.state, State::Limited);
+        EXPECT_EQ(finding.text, QStringLiteral("OpenAI: what OPENAI_BASE_URL holds is no web address"));
+        EXPECT_EQ(finding.details, (QJsonObject{{QStringLiteral("service"), QStringLiteral("openai")},
+                                                {QStringLiteral("configured"), true}}));
+    }
+}
+
+TEST(DoctorChecks, AHostNeedsNoSchemeIfItIsSurelyOne)
+{
+    const CleanProviderEnvironment environment;
+    environment.openAIUrl.assign("models.example.org");
+    EXPECT_EQ(Doctor::endpoints().at(1).text,
+              QStringLiteral("OpenAI: models.example.org by https (OPENAI_BASE_URL)"));
+    environment.openAIUrl.assign("localhost:11434");
+    EXPECT_EQ(Doctor::endpoints().at(1).text, QStringLiteral("OpenAI: localhost by http (OPENAI_BASE_URL)"));
+    environment.openAIUrl.assign("https://server/v1");
+    EXPECT_EQ(Doctor::endpoints().at(1).text, QStringLiteral("OpenAI: server by https (OPENAI_BASE_URL)"));
 }
 
 TEST(DoctorChecks, TheTrayIsWhicheverThereIs)

@@ -109,26 +109,37 @@ Finding keyFinding(const SettingsManager& settings, Keychain& keychain, const Ke
     return finding;
 }
 
+/// Whether it may be shown. A key that was put into the wrong variable would be read as the name of a host.
+bool isAddress(const QString& value, const QUrl& url)
+{
+    const bool isWeb = url.scheme() == QStringLiteral("https") || url.scheme() == QStringLiteral("http");
+    if (!url.isValid() || url.host().isEmpty() || !isWeb)
+        return false;
+    return value.isEmpty() || value.contains(QStringLiteral("://")) || url.host().contains(u'.') ||
+           isLoopbackHost(url.host());
+}
+
 Finding endpointFinding(const QString& title, const ServiceBase& base)
 {
     const QUrl url = serviceEndpoint(base, QStringLiteral("v"));
     const QString variable = QString::fromLatin1(base.variable);
-    const bool isOwn = !qEnvironmentVariable(base.variable).trimmed().isEmpty();
+    const QString value = qEnvironmentVariable(base.variable).trimmed();
     Finding finding{.area = kServers,
-                    .text = title + QStringLiteral(": ") + url.host() + QStringLiteral(" by ") +
-                            url.scheme() + (isOwn ? QStringLiteral(" (") + variable + u')' : QString()),
                     .details = {{QStringLiteral("service"), title.toLower()},
-                                {QStringLiteral("host"), url.host()},
-                                {QStringLiteral("scheme"), url.scheme()},
-                                {QStringLiteral("configured"), isOwn}}};
-    const bool isWeb = url.scheme() == QStringLiteral("https") || url.scheme() == QStringLiteral("http");
-    if (!url.isValid() || url.host().isEmpty() || !isWeb) {
+                                {QStringLiteral("configured"), !value.isEmpty()}}};
+    if (!isAddress(value, url)) {
         finding.state = State::Limited;
-        // What stands there is not repeated: it may hold a password.
+        // What stands there is not repeated: it may be a password or a key.
         finding.text =
             title + QStringLiteral(": what ") + variable + QStringLiteral(" holds is no web address");
-        finding.advice = QStringLiteral("Mend it or unset it.");
-    } else if (url.scheme() == QStringLiteral("http") && !isLoopbackHost(url.host())) {
+        finding.advice = QStringLiteral("Mend it, with https:// in front, or unset it.");
+        return finding;
+    }
+    finding.text = title + QStringLiteral(": ") + url.host() + QStringLiteral(" by ") + url.scheme() +
+                   (value.isEmpty() ? QString() : QStringLiteral(" (") + variable + u')');
+    finding.details.insert(QStringLiteral("host"), url.host());
+    finding.details.insert(QStringLiteral("scheme"), url.scheme());
+    if (url.scheme() == QStringLiteral("http") && !isLoopbackHost(url.host())) {
         finding.state = State::Limited;
         finding.text += QStringLiteral(", which is refused");
         finding.advice = QStringLiteral("Plain http is used on this computer only; write https.");
