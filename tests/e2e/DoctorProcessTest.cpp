@@ -304,7 +304,6 @@ TEST_F(DoctorProcess, SettingsThatCannotBeUnderstoodAreSaidAndLeftAlone)
 {
     const QByteArray broken = "{\"selectedProvider\": \"ope";
     const QString path = folder_.filePath(QStringLiteral("velmo/settings.json"));
-    ASSERT_TRUE(QDir(folder_.path()).mkdir(QStringLiteral("velmo")));
     QFile file(path);
     ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write(broken) == broken.size());
     file.close();
