@@ -108,6 +108,46 @@ TEST(DoctorChecks, TheRunningOnesTapIsTakenFromItsWord)
     EXPECT_FALSE(strange.tap().started);
 }
 
+TEST(DoctorChecks, OneThatStartsIsAskedAgain)
+{
+    const auto answer = [](bool isAccepted, const char* text) {
+        return RemoteOutcome{.kind = RemoteOutcome::Kind::Answered,
+                             .reply = {isAccepted, QString::fromUtf8(text)}};
+    };
+    const std::vector<RemoteOutcome> answers{answer(false, "Velmo is ending."),
+                                             answer(true, R"({"tapStarted": false, "tapProblems": []})"),
+                                             answer(true, R"({"tapStarted": true, "tapProblems": []})")};
+    size_t asked = 0;
+    const auto running = Doctor::RunningProgram::ask([&] { return answers.at(asked++); },
+                                                     Clock::now() + std::chrono::seconds(30));
+    EXPECT_EQ(asked, 3U);
+    EXPECT_TRUE(running.tap().started);
+
+    asked = 1;
+    const auto late = Doctor::RunningProgram::ask([&] { return answers.at(asked++); }, Clock::now());
+    EXPECT_EQ(asked, 2U) << "there was no time left";
+    const Finding finding = Doctor::gestures({}, late.tap(), true).at(0);
+    EXPECT_EQ(finding.state, State::Limited);
+    EXPECT_EQ(finding.text, QStringLiteral("the Velmo that runs does not watch them yet"));
+}
+
+TEST(DoctorChecks, OneWhoseGesturesFailedIsNotAskedAgain)
+{
+    int asked = 0;
+    const auto running = Doctor::RunningProgram::ask(
+        [&] {
+            ++asked;
+            return RemoteOutcome{
+                .kind = RemoteOutcome::Kind::Answered,
+                .reply = {true, QStringLiteral(R"({"tapStarted": false, "tapProblems": ["No."]})")}};
+        },
+        Clock::now() + std::chrono::seconds(30));
+    EXPECT_EQ(asked, 1);
+    const Finding finding = Doctor::gestures({}, running.tap(), true).at(0);
+    EXPECT_EQ(finding.state, State::Broken);
+    EXPECT_EQ(finding.text, QStringLiteral("No."));
+}
+
 TEST(DoctorChecks, OneThatHangsIsInTheWay)
 {
     const Findings findings = Doctor::program(

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "app/doctor/Finding.h"
+#include "core/Clock.h"
 #include "core/Result.h"
 #include "core/SettingsManager.h"
 #include "platform/ApplicationInstance.h"
@@ -10,6 +11,7 @@
 #include "platform/linux/BusSurvey.h"
 #include "platform/x11/X11Survey.h"
 
+#include <functional>
 #include <optional>
 
 namespace velmo::Doctor {
@@ -31,6 +33,13 @@ struct RunningProgram {
     [[nodiscard]] bool isRunning() const { return outcome.kind == RemoteOutcome::Kind::Answered; }
     [[nodiscard]] bool isHanging() const { return outcome.kind == RemoteOutcome::Kind::Silent; }
     [[nodiscard]] EventTap::StartReport tap() const;
+    /// It is about to start or to end, or lets go of the gestures to take others.
+    [[nodiscard]] bool isUnsettled() const;
+
+    /// Asks it, and again for a while if it is unsettled. Waits until the end at most, beside what asking
+    /// takes.
+    [[nodiscard]] static RunningProgram ask(const std::function<RemoteOutcome()>& deliver,
+                                            Clock::TimePoint end);
 };
 
 [[nodiscard]] Findings program(const RunningProgram& running, const QString& version);

@@ -2,6 +2,7 @@
 
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <thread>
 
 namespace velmo::Doctor {
 
@@ -62,6 +63,25 @@ EventTap::StartReport RunningProgram::tap() const
     for (const auto& problem : problems)
         report.problems.append(problem.toString());
     return report;
+}
+
+bool RunningProgram::isUnsettled() const
+{
+    if (!isRunning())
+        return false;
+    const EventTap::StartReport report = tap();
+    return !outcome.reply.isAccepted || (!report.started && report.problems.isEmpty());
+}
+
+RunningProgram RunningProgram::ask(const std::function<RemoteOutcome()>& deliver, Clock::TimePoint end)
+{
+    constexpr std::chrono::milliseconds kPause{100};
+    RunningProgram running{deliver()};
+    while (running.isUnsettled() && Clock::now() + kPause < end) {
+        std::this_thread::sleep_for(kPause);
+        running.outcome = deliver();
+    }
+    return running;
 }
 
 Findings program(const RunningProgram& running, const QString& version)
@@ -161,11 +181,18 @@ Findings gestures(const QString& missingExtension, const std::optional<EventTap:
              .state = State::Broken,
              .text = missingExtension,
              .advice = QStringLiteral("Use a newer X server, or one that has the extension switched on.")}};
+    const bool hasProblems = tap && !tap->problems.isEmpty();
+    if (isRunning && tap && !tap->started && !hasProblems)
+        return {{.area = kGestures,
+                 .state = State::Limited,
+                 .text = QStringLiteral("the Velmo that runs does not watch them yet"),
+                 .advice = QStringLiteral("It does so as soon as it has started. If it stays so, start it "
+                                          "again: \"velmo quit\", then \"velmo\".")}};
     if (!tap || !tap->started)
         return {{.area = kGestures,
                  .state = State::Broken,
-                 .text = tap && !tap->problems.isEmpty() ? tap->problems.join(u' ')
-                                                         : QStringLiteral("they could not be tried in time"),
+                 .text = hasProblems ? tap->problems.join(u' ')
+                                     : QStringLiteral("they could not be tried in time"),
                  .advice = isRunning ? QStringLiteral("Start Velmo again: \"velmo quit\", then \"velmo\".")
                                      : QStringLiteral("See what the X server's log says.")}};
     Findings findings;

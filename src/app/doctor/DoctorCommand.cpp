@@ -83,9 +83,9 @@ Findings examine(int argc, char** argv)
 
     Probe<BusSurvey> busProbe([busAddress] { return BusSurvey::take(busAddress, kPartPatience); });
     Probe<Result<QString, PlatformError>> microphoneProbe([] { return surveyMicrophone(kPartPatience); });
-    Probe<Doctor::RunningProgram> programProbe([] {
-        LinuxApplicationInstance instance;
-        return Doctor::RunningProgram{instance.deliver(RemoteVerb::Status)};
+    Probe<Doctor::RunningProgram> programProbe([end] {
+        const auto deliver = [] { return LinuxApplicationInstance().deliver(RemoteVerb::Status); };
+        return Doctor::RunningProgram::ask(deliver, end - kPartPatience);
     });
     Probe<X11Survey> displayProbe([hasX = kind.hasX] { return hasX ? X11Survey::take() : X11Survey{}; });
 
