@@ -1,5 +1,6 @@
 #include "app/doctor/Checks.h"
 #include "app/doctor/Report.h"
+#include "app/doctor/SeenKeychain.h"
 #include "fakes/FakeKeychain.h"
 #include "fakes/InMemoryDefaults.h"
 #include "support/core/Environment.h"
@@ -200,6 +201,37 @@ TEST(DoctorChecks, OnlyTheSelectedServiceNeedsAKey)
     EXPECT_EQ(stateOf("openai"), State::Fine);
     for (const Finding& finding : Doctor::keys(settings, *keychain))
         EXPECT_FALSE(finding.text.contains(QStringLiteral("sk-secret")));
+}
+
+TEST(DoctorChecks, TheKeyringIsAskedOnceForEachService)
+{
+    const CleanProviderEnvironment environment;
+    FakeKeychain keychain;
+    keychain.items.insert(FakeKeychain::name(QStringLiteral("s"), KeychainAccount::OpenAI), "sk-secret");
+    const auto seen = std::make_shared<SeenKeychain>(keychain, QStringLiteral("s"));
+    const SettingsManager settings(std::make_shared<InMemoryDefaults>(), seen);
+    const Findings findings = Doctor::keys(settings, *seen);
+    EXPECT_THAT(keychain.calls, SizeIs(3));
+    ASSERT_THAT(findings, SizeIs(4));
+    EXPECT_EQ(findings[0].text, QStringLiteral("keys can be kept in it"));
+    EXPECT_EQ(findings[1].text,
+              QStringLiteral("Anthropic: none (not in the keyring, and ANTHROPIC_API_KEY is not set)"));
+    EXPECT_EQ(findings[2].text, QStringLiteral("OpenAI: from the keyring"));
+}
+
+TEST(DoctorChecks, AKeyringThatCannotBeReadHasAdviceOfItsOwn)
+{
+    const CleanProviderEnvironment environment;
+    const auto adviceOn = [](Keychain::Availability availability) {
+        const auto keychain = std::make_shared<FakeKeychain>();
+        keychain->whenAvailable = availability;
+        return Doctor::keys(SettingsManager(std::make_shared<InMemoryDefaults>(), keychain), *keychain)
+            .at(0)
+            .advice;
+    };
+    EXPECT_EQ(adviceOn(Keychain::Availability::Available), QString());
+    EXPECT_TRUE(adviceOn(Keychain::Availability::Locked).startsWith(QStringLiteral("Unlock it, ")));
+    EXPECT_TRUE(adviceOn(Keychain::Availability::Timeout).startsWith(QStringLiteral("Restart the keyring")));
 }
 
 TEST(DoctorChecks, ServersAreNamedByTheirHostAlone)

@@ -1,5 +1,6 @@
 #include "platform/x11/X11EventTap.h"
 #include "support/app/FirstRun.h"
+#include "support/keyring/ScriptedKeyring.h"
 #include "support/tray/TrayHost.h"
 #include "support/tray/TrayTestMain.h"
 #include "support/x11/Await.h"
@@ -288,6 +289,30 @@ TEST_F(DoctorProcess, ABusThatHangsHoldsNothingUp)
     EXPECT_TRUE(works()) << "the key is in the environment";
     EXPECT_EQ(textOf("Keyring"), "it does not answer");
     EXPECT_EQ(stateOf("Display"), "fine");
+    EXPECT_LT(duration_, kLongest);
+}
+
+TEST_F(DoctorProcess, AKeyringThatHasToStartFirstIsWaitedFor)
+{
+    environment_.remove(QStringLiteral("ANTHROPIC_API_KEY"));
+    ScriptedKeyring keyring(buses().sessionAddress().toStdString());
+    keyring.addItem(KeyringScript::kMain + "/1", "apiKey.anthropic", kKey.toStdString());
+    // As long as one takes to start on a computer that is busy.
+    keyring.setManner("SearchItems", {.delay = std::chrono::milliseconds(1500), .calls = 1});
+    examine();
+    EXPECT_TRUE(works());
+    EXPECT_EQ(textOf("Keyring"), "keys can be kept in it");
+    EXPECT_EQ(textOf("Keys"), "Anthropic: from the keyring");
+}
+
+TEST_F(DoctorProcess, AKeyringThatAlwaysTakesItsTimeHoldsNothingUp)
+{
+    ScriptedKeyring keyring(buses().sessionAddress().toStdString());
+    keyring.setManner("SearchItems", {.delay = std::chrono::milliseconds(2000)});
+    examine();
+    keyring.stopDelaying();
+    EXPECT_TRUE(works()) << "the key is in the environment";
+    EXPECT_EQ(textOf("Keyring"), "it does not answer");
     EXPECT_LT(duration_, kLongest);
 }
 

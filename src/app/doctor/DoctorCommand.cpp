@@ -4,7 +4,9 @@
 #include "app/doctor/Checks.h"
 #include "app/doctor/Probe.h"
 #include "app/doctor/Report.h"
+#include "app/doctor/SeenKeychain.h"
 #include "core/DebugLog.h"
+#include "core/Identity.h"
 #include "platform/linux/BusConnection.h"
 #include "platform/linux/JsonFileDefaults.h"
 #include "platform/linux/LinuxApplicationInstance.h"
@@ -78,9 +80,9 @@ Findings examine(int argc, char** argv)
     const std::string busAddress = BusConnection::sessionAddress();
 
     const auto file = JsonFileDefaults::look();
-    const std::shared_ptr<Keychain> keychain = Services::makeKeychain(Services::Waiting::Interface);
-    const SettingsManager settings(std::make_shared<SeenDefaults>(file.values), keychain);
-
+    Probe<SeenKeychain> keyringProbe([] {
+        return SeenKeychain(*Services::makeKeychain(Services::Waiting::Survey), applicationIdentifier());
+    });
     Probe<BusSurvey> busProbe([busAddress] { return BusSurvey::take(busAddress, kPartPatience); });
     Probe<Result<QString, PlatformError>> microphoneProbe([] { return surveyMicrophone(kPartPatience); });
     Probe<Doctor::RunningProgram> programProbe([end] {
@@ -89,7 +91,9 @@ Findings examine(int argc, char** argv)
     });
     Probe<X11Survey> displayProbe([hasX = kind.hasX] { return hasX ? X11Survey::take() : X11Survey{}; });
 
-    const Findings keyFindings = Doctor::keys(settings, *keychain);
+    const auto keychain =
+        std::make_shared<SeenKeychain>(keyringProbe.resultUntil(end).value_or(SeenKeychain()));
+    const SettingsManager settings(std::make_shared<SeenDefaults>(file.values), keychain);
     const auto running =
         programProbe.resultUntil(end).value_or(Doctor::RunningProgram{{.kind = RemoteOutcome::Kind::Silent}});
     const auto display = displayProbe.resultUntil(end);
@@ -118,7 +122,7 @@ Findings examine(int argc, char** argv)
         append(findings, Doctor::capture(*display));
         append(findings, Doctor::tray(display, bus));
     }
-    append(findings, keyFindings);
+    append(findings, Doctor::keys(settings, *keychain));
     append(findings, Doctor::microphone(microphone));
     append(findings, Doctor::portals(bus, kind));
     append(findings, Doctor::endpoints());

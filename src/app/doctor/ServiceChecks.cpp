@@ -80,6 +80,23 @@ QString word(KeySource source)
     return QStringLiteral("none");
 }
 
+QString adviceFor(Keychain::Availability availability)
+{
+    switch (availability) {
+    case Keychain::Availability::Available:
+        return {};
+    case Keychain::Availability::Locked:
+        return QStringLiteral("Unlock it, for instance by logging in with a password or with your keyring "
+                              "program. What is in it cannot be read until then.");
+    case Keychain::Availability::Timeout:
+        return QStringLiteral("Restart the keyring, or log in again. No key can be read or kept until then.");
+    case Keychain::Availability::Off:
+        return description(availability) + QStringLiteral(" Unset the variable to have it used.");
+    default:
+        return description(availability);
+    }
+}
+
 QString adviceFor(const KeyService& service)
 {
     return QStringLiteral("\"velmo key set ") + service.name +
@@ -209,7 +226,7 @@ Findings keys(const SettingsManager& settings, Keychain& keychain)
     const Finding keyring{.area = kKeyring,
                           .state = isAvailable ? State::Fine : State::Limited,
                           .text = fewWords(availability),
-                          .advice = isAvailable ? QString() : description(availability),
+                          .advice = adviceFor(availability),
                           .details = {{QStringLiteral("availability"), word(availability)}}};
     keys.insert(keys.begin(), keyring);
     return keys;
