@@ -2,6 +2,7 @@
 
 #include "app/AppDelegate.h"
 #include "app/DesktopServices.h"
+#include "app/ProgramStatus.h"
 #include "app/QuitSignals.h"
 #include "app/RemoteCommand.h"
 #include "app/RemoteControl.h"
@@ -11,9 +12,6 @@
 #include "platform/linux/LinuxApplicationInstance.h"
 
 #include <QApplication>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <cstdio>
 #include <unistd.h>
 
@@ -40,16 +38,6 @@ RemoteOutcome findPlace(ApplicationInstance& instance, std::optional<RemoteVerb>
     return instance.claim(request);
 }
 
-/// For "velmo doctor": what only the one that runs can know.
-QString statusOf(const EventTap& tap)
-{
-    const EventTap::StartReport report = tap.report();
-    const QJsonObject status{{QStringLiteral("version"), QStringLiteral(VELMO_VERSION)},
-                             {QStringLiteral("tapStarted"), report.started},
-                             {QStringLiteral("tapProblems"), QJsonArray::fromStringList(report.problems)}};
-    return QString::fromUtf8(QJsonDocument(status).toJson(QJsonDocument::Compact));
-}
-
 RemoteActions remoteActions(AppDelegate& delegate, DesktopServices& desktop)
 {
     return {
@@ -57,7 +45,7 @@ RemoteActions remoteActions(AppDelegate& delegate, DesktopServices& desktop)
         .openSettings = [&delegate] { delegate.applicationShouldHandleReopen(); },
         .cancel = [&delegate] { delegate.session().cancel(); },
         .quit = [&delegate] { delegate.terminate(); },
-        .status = [&desktop] { return statusOf(*desktop.eventTap); },
+        .status = [&desktop] { return ProgramStatus{.tap = desktop.eventTap->report()}.toJson(); },
     };
 }
 

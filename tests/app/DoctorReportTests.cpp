@@ -80,12 +80,14 @@ TEST(DoctorChecks, EachRefusedGestureIsALineWithAdvice)
 {
     const QStringList refused{QStringLiteral("Ctrl+Alt+Space is held by another program."),
                               QStringLiteral("Middle button is held by another program.")};
-    const Findings findings = Doctor::gestures({}, tapWith(refused), false);
+    const Findings findings = Doctor::gestures({}, EventTap::StartReport{true, refused, {refused[0]}}, false);
     ASSERT_THAT(findings, SizeIs(2));
     EXPECT_THAT(findings, Each(Field(&Finding::state, State::Limited)));
     EXPECT_EQ(findings[0].text, refused[0]);
     EXPECT_EQ(findings[1].text, refused[1]);
-    EXPECT_FALSE(findings[0].advice.isEmpty());
+    EXPECT_TRUE(findings[0].advice.contains(QStringLiteral("another hotkey")));
+    EXPECT_TRUE(findings[1].advice.contains(QStringLiteral("switch the middle button off")));
+    EXPECT_FALSE(findings[1].advice.contains(QStringLiteral("hotkey")));
 }
 
 TEST(DoctorChecks, WithoutATapThereIsNoMainJob)
@@ -100,13 +102,14 @@ TEST(DoctorChecks, WithoutATapThereIsNoMainJob)
 
 TEST(DoctorChecks, TheRunningOnesTapIsTakenFromItsWord)
 {
-    const Doctor::RunningProgram running{
-        {.kind = RemoteOutcome::Kind::Answered,
-         .reply = {true, QStringLiteral(R"({"tapStarted": true, "tapProblems": ["One.", "Two."]})")},
-         .processID = 5}};
-    EXPECT_EQ(running.tap(), tapWith({QStringLiteral("One."), QStringLiteral("Two.")}));
+    const EventTap::StartReport told{
+        true, {QStringLiteral("One."), QStringLiteral("Two.")}, {QStringLiteral("One.")}};
+    const Doctor::RunningProgram running{{.kind = RemoteOutcome::Kind::Answered,
+                                          .reply = {true, ProgramStatus{.tap = told}.toJson()},
+                                          .processID = 5}};
+    EXPECT_EQ(running.status().tap, told);
     const Doctor::RunningProgram strange{{.kind = RemoteOutcome::Kind::Answered, .reply = {}}};
-    EXPECT_FALSE(strange.tap().started);
+    EXPECT_FALSE(strange.status().tap.started);
 }
 
 TEST(DoctorChecks, OneThatStartsIsAskedAgain)
@@ -122,12 +125,12 @@ TEST(DoctorChecks, OneThatStartsIsAskedAgain)
     const auto running = Doctor::RunningProgram::ask([&] { return answers.at(asked++); },
                                                      Clock::now() + std::chrono::seconds(30));
     EXPECT_EQ(asked, 3U);
-    EXPECT_TRUE(running.tap().started);
+    EXPECT_TRUE(running.status().tap.started);
 
     asked = 1;
     const auto late = Doctor::RunningProgram::ask([&] { return answers.at(asked++); }, Clock::now());
     EXPECT_EQ(asked, 2U) << "there was no time left";
-    const Finding finding = Doctor::gestures({}, late.tap(), true).at(0);
+    const Finding finding = Doctor::gestures({}, late.status().tap, true).at(0);
     EXPECT_EQ(finding.state, State::Limited);
     EXPECT_EQ(finding.text, QStringLiteral("the Velmo that runs does not watch them yet"));
 }
@@ -144,7 +147,7 @@ TEST(DoctorChecks, OneWhoseGesturesFailedIsNotAskedAgain)
         },
         Clock::now() + std::chrono::seconds(30));
     EXPECT_EQ(asked, 1);
-    const Finding finding = Doctor::gestures({}, running.tap(), true).at(0);
+    const Finding finding = Doctor::gestures({}, running.status().tap, true).at(0);
     EXPECT_EQ(finding.state, State::Broken);
     EXPECT_EQ(finding.text, QStringLiteral("No."));
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/ProgramStatus.h"
 #include "app/doctor/Finding.h"
 #include "core/Clock.h"
 #include "core/Result.h"
@@ -27,12 +28,12 @@ struct SessionKind {
     [[nodiscard]] static SessionKind fromEnvironment();
 };
 
-/// The program that runs already, and what it says of its tap.
+/// The program that runs already, and what it says of itself.
 struct RunningProgram {
     RemoteOutcome outcome;
     [[nodiscard]] bool isRunning() const { return outcome.kind == RemoteOutcome::Kind::Answered; }
     [[nodiscard]] bool isHanging() const { return outcome.kind == RemoteOutcome::Kind::Silent; }
-    [[nodiscard]] EventTap::StartReport tap() const;
+    [[nodiscard]] ProgramStatus status() const;
     /// It is about to start or to end, or lets go of the gestures to take others.
     [[nodiscard]] bool isUnsettled() const;
 

@@ -42,6 +42,16 @@ Finding screenFinding(const Screen& screen, bool isMain)
                         {QStringLiteral("main"), isMain}}};
 }
 
+QString adviceOnRefused(bool isHotkey)
+{
+    if (isHotkey)
+        return QStringLiteral("Choose another hotkey with \"Change Hotkey...\" in the menu, or free the "
+                              "combination in the other program. \"velmo annotate\" works all the same.");
+    return QStringLiteral(
+        "Choose other Quick Draw Modifiers, or switch the middle button off, in the settings "
+        "(\"velmo settings\"); or free the combination in the other program.");
+}
+
 } // namespace
 
 SessionKind SessionKind::fromEnvironment()
@@ -55,21 +65,16 @@ SessionKind SessionKind::fromEnvironment()
     return kind;
 }
 
-EventTap::StartReport RunningProgram::tap() const
+ProgramStatus RunningProgram::status() const
 {
-    const QJsonObject status = QJsonDocument::fromJson(outcome.reply.text.toUtf8()).object();
-    EventTap::StartReport report{status[QStringLiteral("tapStarted")].toBool(), {}};
-    const QJsonArray problems = status[QStringLiteral("tapProblems")].toArray();
-    for (const auto& problem : problems)
-        report.problems.append(problem.toString());
-    return report;
+    return ProgramStatus::fromJson(outcome.reply.text);
 }
 
 bool RunningProgram::isUnsettled() const
 {
     if (!isRunning())
         return false;
-    const EventTap::StartReport report = tap();
+    const EventTap::StartReport report = status().tap;
     return !outcome.reply.isAccepted || (!report.started && report.problems.isEmpty());
 }
 
@@ -200,9 +205,7 @@ Findings gestures(const QString& missingExtension, const std::optional<EventTap:
         findings.push_back({.area = kGestures,
                             .state = State::Limited,
                             .text = problem,
-                            .advice = QStringLiteral("Choose another hotkey with \"Change Hotkey...\" in the "
-                                                     "menu, or free the combination in the other program. "
-                                                     "\"velmo annotate\" works all the same."),
+                            .advice = adviceOnRefused(tap->hotkeyProblems.contains(problem)),
                             .details = {{QStringLiteral("refused"), problem}}});
     if (findings.empty())
         findings.push_back({.area = kGestures,

@@ -100,7 +100,7 @@ Findings examine(int argc, char** argv)
     const bool hasDisplay = display && display->isReachable;
     std::optional<EventTap::StartReport> tap;
     if (running.isRunning()) {
-        tap = running.tap();
+        tap = running.status().tap;
     } else if (hasDisplay && !running.isHanging()) {
         Probe<EventTap::StartReport> tapProbe([interest = interestOf(settings)] { return tryTap(interest); });
         tap = tapProbe.resultUntil(end + kPartPatience);
