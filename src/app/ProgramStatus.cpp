@@ -12,6 +12,7 @@ const QString kVersion = QStringLiteral("version");
 const QString kTapStarted = QStringLiteral("tapStarted");
 const QString kTapProblems = QStringLiteral("tapProblems");
 const QString kHotkeyProblems = QStringLiteral("hotkeyProblems");
+const QString kEnvironment = QStringLiteral("environment");
 
 QStringList strings(const QJsonValue& value)
 {
@@ -26,10 +27,12 @@ QStringList strings(const QJsonValue& value)
 
 QString ProgramStatus::toJson() const
 {
-    const QJsonObject status{{kVersion, QStringLiteral(VELMO_VERSION)},
-                             {kTapStarted, tap.started},
-                             {kTapProblems, QJsonArray::fromStringList(tap.problems)},
-                             {kHotkeyProblems, QJsonArray::fromStringList(tap.hotkeyProblems)}};
+    QJsonObject status{{kVersion, QStringLiteral(VELMO_VERSION)},
+                       {kTapStarted, tap.started},
+                       {kTapProblems, QJsonArray::fromStringList(tap.problems)},
+                       {kHotkeyProblems, QJsonArray::fromStringList(tap.hotkeyProblems)}};
+    if (environment)
+        status.insert(kEnvironment, environment->toJson());
     return QString::fromUtf8(QJsonDocument(status).toJson(QJsonDocument::Compact));
 }
 
@@ -37,7 +40,8 @@ ProgramStatus ProgramStatus::fromJson(const QString& text)
 {
     const QJsonObject status = QJsonDocument::fromJson(text.toUtf8()).object();
     return {.tap = {status[kTapStarted].toBool(), strings(status[kTapProblems]),
-                    strings(status[kHotkeyProblems])}};
+                    strings(status[kHotkeyProblems])},
+            .environment = ServiceEnvironment::fromJson(status[kEnvironment].toObject())};
 }
 
 } // namespace velmo

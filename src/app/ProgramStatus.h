@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/ServiceEnvironment.h"
 #include "platform/EventTap.h"
 
 namespace velmo {
@@ -7,6 +8,7 @@ namespace velmo {
 /// What only the program that runs can know, for "velmo doctor". Plain value.
 struct ProgramStatus {
     EventTap::StartReport tap{};
+    std::optional<ServiceEnvironment> environment{};
 
     /// As it is sent.
     [[nodiscard]] QString toJson() const;

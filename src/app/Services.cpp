@@ -1,5 +1,6 @@
 #include "app/Services.h"
 
+#include "app/ServiceEnvironment.h"
 #include "core/DebugLog.h"
 #include "core/SettingsManager.h"
 #include "core/async/WorkerPool.h"
@@ -30,7 +31,7 @@ SecretPatience patienceOf(Services::Waiting waiting)
 /// Keys for a server of the user's own, or for practice, must not be pushed aside by those that are kept.
 std::shared_ptr<Keychain> Services::makeKeychain(Waiting waiting)
 {
-    if (qEnvironmentVariable("VELMO_KEYRING") == QStringLiteral("off"))
+    if (isKeyringSwitchedOff())
         return std::make_shared<NullKeychain>(Keychain::Availability::Off);
     return SecretServiceKeychain::create(patienceOf(waiting));
 }

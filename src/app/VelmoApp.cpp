@@ -45,7 +45,12 @@ RemoteActions remoteActions(AppDelegate& delegate, DesktopServices& desktop)
         .openSettings = [&delegate] { delegate.applicationShouldHandleReopen(); },
         .cancel = [&delegate] { delegate.session().cancel(); },
         .quit = [&delegate] { delegate.terminate(); },
-        .status = [&desktop] { return ProgramStatus{.tap = desktop.eventTap->report()}.toJson(); },
+        .status =
+            [&desktop] {
+                return ProgramStatus{.tap = desktop.eventTap->report(),
+                                     .environment = ServiceEnvironment::own()}
+                    .toJson();
+            },
     };
 }
 

@@ -261,6 +261,17 @@ TEST_F(DoctorProcess, WhatTheRunningOneHoldsIsNoProblem)
     EXPECT_EQ(textOf("Gestures"), "held by the Velmo that runs");
 }
 
+TEST_F(DoctorProcess, TheKeysOfTheRunningOneCount)
+{
+    launchProgram();
+    environment_.remove(QStringLiteral("ANTHROPIC_API_KEY"));
+    examine();
+    EXPECT_TRUE(works()) << "the one that runs has a key";
+    EXPECT_EQ(detailsOf("Keys")[QStringLiteral("source")].toString(), QStringLiteral("environment"));
+    EXPECT_EQ(detailsOf("Environment")[QStringLiteral("variable")].toString(),
+              QStringLiteral("ANTHROPIC_API_KEY"));
+}
+
 TEST_F(DoctorProcess, OneThatHangsIsNamedInTime)
 {
     launchProgram();

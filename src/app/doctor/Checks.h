@@ -54,9 +54,12 @@ struct RunningProgram {
 [[nodiscard]] Findings tray(const std::optional<X11Survey>& display, const std::optional<BusSurvey>& bus);
 [[nodiscard]] Findings portals(const std::optional<BusSurvey>& bus, const SessionKind& kind);
 [[nodiscard]] Findings microphone(const std::optional<Result<QString, PlatformError>>& microphone);
-/// The keyring, and where each key comes from.
-[[nodiscard]] Findings keys(const SettingsManager& settings, Keychain& keychain);
-[[nodiscard]] Findings endpoints();
+/// The keyring, and where each key comes from for a Velmo with that environment.
+[[nodiscard]] Findings keys(const SettingsManager& settings, Keychain& keychain,
+                            const ServiceEnvironment& environment = ServiceEnvironment::own());
+[[nodiscard]] Findings endpoints(const ServiceEnvironment& environment = ServiceEnvironment::own());
+/// In what the one that runs has another environment than a start from here would have.
+[[nodiscard]] Findings differences(const ServiceEnvironment& here, const ServiceEnvironment& running);
 /// problem says why the file cannot be understood, if so.
 [[nodiscard]] Findings settingsFile(const QString& path, const QString& problem);
 [[nodiscard]] Findings log(const QString& path);

@@ -108,6 +108,10 @@ Findings examine(int argc, char** argv)
     const auto bus = busProbe.resultUntil(end);
     const auto microphone = microphoneProbe.resultUntil(end);
 
+    const ServiceEnvironment here = ServiceEnvironment::own();
+    // What counts is what the one that runs has.
+    const ServiceEnvironment environment = running.status().environment.value_or(here);
+
     Findings findings = Doctor::program(running, QStringLiteral(VELMO_VERSION));
     append(findings, Doctor::session(kind));
     if (kind.hasX) {
@@ -122,10 +126,11 @@ Findings examine(int argc, char** argv)
         append(findings, Doctor::capture(*display));
         append(findings, Doctor::tray(display, bus));
     }
-    append(findings, Doctor::keys(settings, *keychain));
+    append(findings, Doctor::keys(settings, *keychain, environment));
     append(findings, Doctor::microphone(microphone));
     append(findings, Doctor::portals(bus, kind));
-    append(findings, Doctor::endpoints());
+    append(findings, Doctor::endpoints(environment));
+    append(findings, Doctor::differences(here, environment));
     append(findings, Doctor::settingsFile(JsonFileDefaults::standardPath(), file.problem));
     append(findings, Doctor::log(DebugLog::logFile()));
     return findings;
