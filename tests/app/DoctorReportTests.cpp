@@ -357,6 +357,36 @@ TEST(DoctorChecks, TheTrayIsWhicheverThereIs)
     EXPECT_EQ(kindOf(false, Presence::Absent), QStringLiteral("none"));
 }
 
+TEST(DoctorChecks, TheMicrophoneIsWhatTheSoundServerSays)
+{
+    using Answer = Result<QString, PlatformError>;
+    const Finding found = Doctor::microphone(Answer(QStringLiteral("usb"))).at(0);
+    EXPECT_EQ(found.state, State::Fine);
+    EXPECT_EQ(found.details, (QJsonObject{{QStringLiteral("source"), QStringLiteral("usb")}}));
+    const PlatformError error{PlatformError::Kind::Unsupported, QStringLiteral("There is no microphone.")};
+    const Finding absent = Doctor::microphone(Answer(Failure{error})).at(0);
+    EXPECT_EQ(absent.state, State::Limited);
+    EXPECT_EQ(absent.text, QStringLiteral("There is no microphone."));
+    EXPECT_EQ(Doctor::microphone(std::nullopt).at(0).text,
+              QStringLiteral("The sound server does not answer."));
+}
+
+TEST(DoctorChecks, PortalsAreToldByTheirVersions)
+{
+    BusSurvey bus;
+    bus.portal = BusSurvey::Presence::Present;
+    bus.portalInterfaces = {{"ScreenCast", 4}, {"Screenshot", 2}};
+    const Finding present = Doctor::portals(bus, {.type = QStringLiteral("wayland")}).at(0);
+    EXPECT_EQ(present.text, QStringLiteral("ScreenCast 4, Screenshot 2"));
+    EXPECT_TRUE(present.details[QStringLiteral("present")].toBool());
+    EXPECT_EQ(present.details[QStringLiteral("interfaces")][QStringLiteral("ScreenCast")].toInt(), 4);
+    bus.portal = BusSurvey::Presence::Startable;
+    EXPECT_EQ(Doctor::portals(bus, {.type = QStringLiteral("wayland")}).at(0).text,
+              QStringLiteral("they can be started"));
+    EXPECT_EQ(Doctor::portals(std::nullopt, {.type = QStringLiteral("x11")}).at(0).text,
+              QStringLiteral("they do not answer; not needed on X11"));
+}
+
 TEST(DoctorChecks, SettingsThatCannotBeUnderstoodAreSaid)
 {
     const QTemporaryDir folder;

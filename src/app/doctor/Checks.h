@@ -21,9 +21,9 @@ namespace velmo::Doctor {
 
 /// Which desktop this process is part of, by its environment.
 struct SessionKind {
-    QString type;         ///< "x11", "wayland", or "none".
-    bool hasX = false;    ///< Also an X server beside a Wayland session.
-    QStringList desktops; ///< XDG_CURRENT_DESKTOP.
+    QString type;           ///< "x11", "wayland", or "none".
+    bool hasX = false;      ///< Also an X server beside a Wayland session.
+    QStringList desktops{}; ///< XDG_CURRENT_DESKTOP.
 
     [[nodiscard]] static SessionKind fromEnvironment();
 };
