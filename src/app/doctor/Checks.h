@@ -48,6 +48,11 @@ struct RunningProgram {
 /// Window manager, compositor, screens, capture. All about a display that there is.
 [[nodiscard]] Findings display(const QString& name, const std::optional<X11Survey>& survey,
                                const std::vector<Screen>& screens, const std::optional<Screen>& main);
+/// What cannot be looked at without a display that answers; where there is an X server, that is one of the
+/// findings about it.
+[[nodiscard]] Findings withoutDisplay(const SessionKind& kind);
+/// One that hangs holds the gestures.
+[[nodiscard]] Findings gesturesOfHanging();
 [[nodiscard]] Findings gestures(const QString& missingExtension,
                                 const std::optional<EventTap::StartReport>& tap, bool isRunning);
 [[nodiscard]] Findings capture(const X11Survey& survey);

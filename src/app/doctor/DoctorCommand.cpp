@@ -120,12 +120,14 @@ Findings examine(int argc, char** argv)
                Doctor::display(qEnvironmentVariable("DISPLAY"), display, screens.all, screens.main));
     }
     if (hasDisplay) {
-        // One that hangs holds them, and that has been said.
-        if (!running.isHanging())
-            append(findings, Doctor::gestures(display->missingExtension, tap, running.isRunning()));
+        append(findings, running.isHanging()
+                             ? Doctor::gesturesOfHanging()
+                             : Doctor::gestures(display->missingExtension, tap, running.isRunning()));
         append(findings, Doctor::capture(*display));
-        append(findings, Doctor::tray(display, bus));
+    } else {
+        append(findings, Doctor::withoutDisplay(kind));
     }
+    append(findings, Doctor::tray(display, bus));
     append(findings, Doctor::keys(settings, *keychain, environment));
     append(findings, Doctor::microphone(microphone));
     append(findings, Doctor::portals(bus, kind));
