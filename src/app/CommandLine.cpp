@@ -2,12 +2,14 @@
 
 #include "app/AskCommand.h"
 #include "app/KeyCommand.h"
+#include "app/KeySources.h"
 #include "app/RemoteCommand.h"
 #include "app/VelmoApp.h"
 #include "app/doctor/DoctorCommand.h"
 #include "core/SettingsManager.h"
 
 #include <QFile>
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -44,8 +46,8 @@ Usage:
   velmo --help | --version
 
 Keys come from the keyring, else from ANTHROPIC_API_KEY, OPENAI_API_KEY and
-REPLICATE_API_TOKEN; servers of your own from ANTHROPIC_BASE_URL and OPENAI_BASE_URL,
-their models from ANTHROPIC_MODEL and OPENAI_MODEL.
+REPLICATE_API_TOKEN; servers of your own from ANTHROPIC_BASE_URL, OPENAI_BASE_URL and
+REPLICATE_BASE_URL, the models of the first two from ANTHROPIC_MODEL and OPENAI_MODEL.
 Exit codes: 0 done, 1 failed, 2 wrong usage.
 )";
 
@@ -98,6 +100,16 @@ bool parseAsk(const QStringList& arguments, AskArguments& ask, QString* reason)
     return true;
 }
 
+/// As they are enumerated in a sentence.
+QString serviceNames()
+{
+    QStringList names;
+    for (const KeyService& service : keyServices())
+        names.append(service.name);
+    const QString last = names.takeLast();
+    return names.join(QStringLiteral(", ")) + QStringLiteral(" and ") + last;
+}
+
 bool parseKey(const QStringList& arguments, KeyArguments& key, QString* reason)
 {
     const QString action = arguments.value(0);
@@ -114,9 +126,9 @@ bool parseKey(const QStringList& arguments, KeyArguments& key, QString* reason)
         *reason = QStringLiteral("a key is read from standard input, never from the command line");
         return false;
     }
-    if (!QStringList{QStringLiteral("anthropic"), QStringLiteral("openai"), QStringLiteral("replicate")}
-             .contains(key.name)) {
-        *reason = QStringLiteral("the service is one of anthropic, openai and replicate");
+    if (std::ranges::none_of(keyServices(),
+                             [&](const KeyService& service) { return service.name == key.name; })) {
+        *reason = QStringLiteral("the service is one of ") + serviceNames();
         return false;
     }
     return true;
@@ -142,6 +154,18 @@ bool parseWord(const QString& word, CommandLine& line)
         return false;
     line = found->second;
     return true;
+}
+
+/// Why a line makes no sense. Words that are not ours are not repeated: one of them may be a key.
+QString refusal(const QStringList& arguments)
+{
+    const QString& verb = arguments.first();
+    CommandLine line;
+    if (!parseWord(verb, line))
+        return verb.startsWith(u'-') ? QStringLiteral("unknown option") : QStringLiteral("unknown command");
+    return u'"' + verb + QStringLiteral("\" is followed by ") +
+           (line.verb == CommandLine::Verb::Doctor ? QStringLiteral("--json or nothing")
+                                                   : QStringLiteral("nothing"));
 }
 
 /// A standard stream that was closed would be replaced by the next file that is opened, which would then get
@@ -188,7 +212,7 @@ std::optional<CommandLine> parseCommandLine(const QStringList& arguments, QStrin
     }
     if (arguments.size() == 1 && parseWord(verb, line))
         return line;
-    *reason = QStringLiteral("not understood: ") + nameOf(verb);
+    *reason = refusal(arguments);
     return std::nullopt;
 }
 

@@ -1,5 +1,6 @@
 #include "app/Services.h"
 
+#include "app/ServiceEnvironment.h"
 #include "core/DebugLog.h"
 #include "core/SettingsManager.h"
 #include "core/async/WorkerPool.h"
@@ -10,13 +11,29 @@
 
 namespace velmo {
 
+namespace {
+
+SecretPatience patienceOf(Services::Waiting waiting)
+{
+    switch (waiting) {
+    case Services::Waiting::Interface:
+        return SecretServiceKeychain::kInterface;
+    case Services::Waiting::Survey:
+        return SecretServiceKeychain::kSurvey;
+    case Services::Waiting::CommandLine:
+        break;
+    }
+    return SecretServiceKeychain::kCommandLine;
+}
+
+} // namespace
+
 /// Keys for a server of the user's own, or for practice, must not be pushed aside by those that are kept.
 std::shared_ptr<Keychain> Services::makeKeychain(Waiting waiting)
 {
-    if (qEnvironmentVariable("VELMO_KEYRING") == QStringLiteral("off"))
+    if (isKeyringSwitchedOff())
         return std::make_shared<NullKeychain>(Keychain::Availability::Off);
-    return SecretServiceKeychain::create(waiting == Waiting::Interface ? SecretServiceKeychain::kInterface
-                                                                       : SecretServiceKeychain::kCommandLine);
+    return SecretServiceKeychain::create(patienceOf(waiting));
 }
 
 Services::Services(Waiting waiting)

@@ -13,7 +13,11 @@ namespace velmo {
 class Services {
 public:
     /// Who waits while the keyring is asked.
-    enum class Waiting { Interface, CommandLine };
+    enum class Waiting {
+        Interface,
+        CommandLine,
+        Survey, ///< Somebody who wants to know how everything fares, soon.
+    };
 
     /// The keyring, unless the user keeps the program from it.
     [[nodiscard]] static std::shared_ptr<Keychain> makeKeychain(Waiting waiting);

@@ -2,6 +2,7 @@
 
 #include "app/AppDelegate.h"
 #include "app/DesktopServices.h"
+#include "app/ProgramStatus.h"
 #include "app/QuitSignals.h"
 #include "app/RemoteCommand.h"
 #include "app/RemoteControl.h"
@@ -11,9 +12,6 @@
 #include "platform/linux/LinuxApplicationInstance.h"
 
 #include <QApplication>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QSessionManager>
 #include <cstdio>
 #include <unistd.h>
@@ -41,16 +39,6 @@ RemoteOutcome findPlace(ApplicationInstance& instance, std::optional<RemoteVerb>
     return instance.claim(request);
 }
 
-/// For "velmo doctor": what only the one that runs can know.
-QString statusOf(const EventTap& tap)
-{
-    const EventTap::StartReport report = tap.report();
-    const QJsonObject status{{QStringLiteral("version"), QStringLiteral(VELMO_VERSION)},
-                             {QStringLiteral("tapStarted"), report.started},
-                             {QStringLiteral("tapProblems"), QJsonArray::fromStringList(report.problems)}};
-    return QString::fromUtf8(QJsonDocument(status).toJson(QJsonDocument::Compact));
-}
-
 /// Everything goes, not only the picture that is being added: nobody is in front of it to press again.
 void cancelSession(AnnotationSession& session)
 {
@@ -68,7 +56,12 @@ RemoteActions remoteActions(AppDelegate& delegate, DesktopServices& desktop)
         .cancel = [&delegate] { cancelSession(delegate.session()); },
         .quit = [&delegate] { delegate.terminate(); },
         .isEnding = [&delegate] { return delegate.isTerminating(); },
-        .status = [&desktop] { return statusOf(*desktop.eventTap); },
+        .status =
+            [&desktop] {
+                return ProgramStatus{.tap = desktop.eventTap->report(),
+                                     .environment = ServiceEnvironment::own()}
+                    .toJson();
+            },
     };
 }
 

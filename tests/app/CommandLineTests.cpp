@@ -76,7 +76,7 @@ TEST(CommandLineTest, WhatOnlyTheRunningOneCanDoAreVerbs)
     EXPECT_EQ(parseCommandLine(words({"quit"}), &reason)->verb, CommandLine::Verb::Quit);
     for (const char* verb : {"annotate", "settings", "cancel", "quit", "--background"})
         EXPECT_EQ(reasonAgainst(words({verb, "now"})),
-                  QStringLiteral("not understood: ") + QString::fromUtf8(verb) + QStringLiteral(" now"));
+                  u'"' + QString::fromUtf8(verb) + QStringLiteral("\" is followed by nothing"));
 }
 
 TEST(CommandLineTest, TheDoctorTalksToPeopleOrToTools)
@@ -90,7 +90,8 @@ TEST(CommandLineTest, TheDoctorTalksToPeopleOrToTools)
     ASSERT_TRUE(json.has_value()) << reason.toStdString();
     EXPECT_EQ(json->verb, CommandLine::Verb::Doctor);
     EXPECT_EQ(json->doctorFormat, DoctorFormat::Json);
-    EXPECT_EQ(reasonAgainst(words({"doctor", "--xml"})), QStringLiteral("not understood: doctor --xml"));
+    EXPECT_EQ(reasonAgainst(words({"doctor", "--xml"})),
+              QStringLiteral("\"doctor\" is followed by --json or nothing"));
 }
 
 TEST(CommandLineTest, HelpAndVersionAreVerbs)
@@ -184,22 +185,24 @@ TEST(CommandLineTest, AKeyThatWasTypedIntoTheCommandIsNeitherTakenNorRepeated)
          {words({"key", "set", "anthropic", "sk-secret"}), words({"key", "set", "sk-secret"}),
           words({"key", "sk-secret"}), words({"key", "status", "sk-secret"}), words({"key", "set"}),
           words({"key", "clear", "Anthropic"}), words({"key"}), words({"keys", "set", "sk-secret"}),
-          words({"--key=sk-secret"}), words({"ask", "--key=sk-secret"}), words({"--key", "sk-secret"})}) {
+          words({"--key=sk-secret"}), words({"sk-secret"}), words({"--sk-secret"}),
+          words({"doctor", "sk-secret"}), words({"annotate", "sk-secret"}), words({"ask", "--key=sk-secret"}),
+          words({"--key", "sk-secret"})}) {
         const QString reason = reasonAgainst(arguments);
         EXPECT_FALSE(reason.isEmpty());
         EXPECT_FALSE(reason.contains(QStringLiteral("sk-secret")));
     }
 }
 
-TEST(CommandLineTest, WhatIsNotUnderstoodIsNamed)
+TEST(CommandLineTest, WhatIsOursAndNotUnderstoodIsNamed)
 {
     EXPECT_TRUE(reasonAgainst(words({"ask", "--provider"})).contains(QStringLiteral("--provider")));
     EXPECT_TRUE(reasonAgainst(words({"ask", "Why?", "--image"})).contains(QStringLiteral("--image")));
     EXPECT_TRUE(reasonAgainst(words({"ask", "--imagefile=x"})).endsWith(QStringLiteral(": --imagefile")));
     EXPECT_TRUE(reasonAgainst(words({"ask", "--stream"})).contains(QStringLiteral("--stream")));
-    EXPECT_EQ(reasonAgainst(words({"dance"})), QStringLiteral("not understood: dance"));
-    EXPECT_EQ(reasonAgainst(words({"--help", "me"})), QStringLiteral("not understood: --help"));
-    EXPECT_EQ(reasonAgainst(words({"Ask"})), QStringLiteral("not understood: Ask"));
+    EXPECT_EQ(reasonAgainst(words({"dance"})), QStringLiteral("unknown command"));
+    EXPECT_EQ(reasonAgainst(words({"--help", "me"})), QStringLiteral("\"--help\" is followed by nothing"));
+    EXPECT_EQ(reasonAgainst(words({"Ask"})), QStringLiteral("unknown command"));
 }
 
 } // namespace velmo

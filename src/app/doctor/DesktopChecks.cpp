@@ -2,6 +2,7 @@
 
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <thread>
 
 namespace velmo::Doctor {
 
@@ -41,6 +42,39 @@ Finding screenFinding(const Screen& screen, bool isMain)
                         {QStringLiteral("main"), isMain}}};
 }
 
+Finding notLookedAt(const QString& area, const QString& reason, const QString& advice)
+{
+    return {.area = area,
+            .state = State::Limited,
+            .text = QStringLiteral("not looked at: ") + reason,
+            .advice = advice};
+}
+
+/// For tools, beside the sentence.
+QJsonObject refusalDetails(const QString& problem)
+{
+    QJsonObject details{{QStringLiteral("started"), true}, {QStringLiteral("refused"), QJsonArray{problem}}};
+    const QString held = QStringLiteral(" is held by another program.");
+    if (problem.endsWith(held))
+        details.insert(QStringLiteral("combination"), problem.chopped(held.size()));
+    return details;
+}
+
+QJsonObject startDetails(bool isStarted)
+{
+    return {{QStringLiteral("started"), isStarted}, {QStringLiteral("refused"), QJsonArray{}}};
+}
+
+QString adviceOnRefused(bool isHotkey)
+{
+    if (isHotkey)
+        return QStringLiteral("Choose another hotkey with \"Change Hotkey...\" in the menu, or free the "
+                              "combination in the other program. \"velmo annotate\" works all the same.");
+    return QStringLiteral(
+        "Choose other Quick Draw Modifiers, or switch the middle button off, in the settings "
+        "(\"velmo settings\"); or free the combination in the other program.");
+}
+
 } // namespace
 
 SessionKind SessionKind::fromEnvironment()
@@ -54,14 +88,28 @@ SessionKind SessionKind::fromEnvironment()
     return kind;
 }
 
-EventTap::StartReport RunningProgram::tap() const
+ProgramStatus RunningProgram::status() const
 {
-    const QJsonObject status = QJsonDocument::fromJson(outcome.reply.text.toUtf8()).object();
-    EventTap::StartReport report{status[QStringLiteral("tapStarted")].toBool(), {}};
-    const QJsonArray problems = status[QStringLiteral("tapProblems")].toArray();
-    for (const auto& problem : problems)
-        report.problems.append(problem.toString());
-    return report;
+    return ProgramStatus::fromJson(outcome.reply.text);
+}
+
+bool RunningProgram::isUnsettled() const
+{
+    if (!isRunning())
+        return false;
+    const EventTap::StartReport report = status().tap;
+    return !outcome.reply.isAccepted || (!report.started && report.problems.isEmpty());
+}
+
+RunningProgram RunningProgram::ask(const std::function<RemoteOutcome()>& deliver, Clock::TimePoint end)
+{
+    constexpr std::chrono::milliseconds kPause{100};
+    RunningProgram running{deliver()};
+    while (running.isUnsettled() && Clock::now() + kPause < end) {
+        std::this_thread::sleep_for(kPause);
+        running.outcome = deliver();
+    }
+    return running;
 }
 
 Findings program(const RunningProgram& running, const QString& version)
@@ -152,35 +200,63 @@ Findings display(const QString& name, const std::optional<X11Survey>& survey,
     return findings;
 }
 
+Findings withoutDisplay(const SessionKind& kind)
+{
+    const QString reason =
+        kind.hasX ? QStringLiteral("the display does not answer") : QStringLiteral("there is no X server");
+    const QString advice = kind.hasX ? QStringLiteral("See what is said of the display.")
+                                     : QStringLiteral("See what is said of the session.");
+    Findings findings;
+    for (const QString& area : {kWindows, kCompositor, kDisplay, kGestures, kCapture}) {
+        if (area != kDisplay || !kind.hasX)
+            findings.push_back(notLookedAt(area, reason, advice));
+    }
+    return findings;
+}
+
+Findings gesturesOfHanging()
+{
+    return {notLookedAt(kGestures, QStringLiteral("the Velmo that does not answer holds them"),
+                        QStringLiteral("See what is said of Velmo."))};
+}
+
 Findings gestures(const QString& missingExtension, const std::optional<EventTap::StartReport>& tap,
                   bool isRunning)
 {
     if (!missingExtension.isEmpty())
-        return {
-            {.area = kGestures,
-             .state = State::Broken,
-             .text = missingExtension,
-             .advice = QStringLiteral("Use a newer X server, or one that has the extension switched on.")}};
+        return {{.area = kGestures,
+                 .state = State::Broken,
+                 .text = missingExtension,
+                 .advice = QStringLiteral("Use a newer X server, or one that has the extension switched on."),
+                 .details = startDetails(false)}};
+    const bool hasProblems = tap && !tap->problems.isEmpty();
+    if (isRunning && tap && !tap->started && !hasProblems)
+        return {{.area = kGestures,
+                 .state = State::Limited,
+                 .text = QStringLiteral("the Velmo that runs does not watch them yet"),
+                 .advice = QStringLiteral("It does so as soon as it has started. If it stays so, start it "
+                                          "again: \"velmo quit\", then \"velmo\"."),
+                 .details = startDetails(false)}};
     if (!tap || !tap->started)
         return {{.area = kGestures,
                  .state = State::Broken,
-                 .text = tap && !tap->problems.isEmpty() ? tap->problems.join(u' ')
-                                                         : QStringLiteral("they could not be tried in time"),
+                 .text = hasProblems ? tap->problems.join(u' ')
+                                     : QStringLiteral("they could not be tried in time"),
                  .advice = isRunning ? QStringLiteral("Start Velmo again: \"velmo quit\", then \"velmo\".")
-                                     : QStringLiteral("See what the X server's log says.")}};
+                                     : QStringLiteral("See what the X server's log says."),
+                 .details = startDetails(false)}};
     Findings findings;
     for (const QString& problem : tap->problems)
         findings.push_back({.area = kGestures,
                             .state = State::Limited,
                             .text = problem,
-                            .advice = QStringLiteral("Choose another hotkey with \"Change Hotkey...\" in the "
-                                                     "menu, or free the combination in the other program. "
-                                                     "\"velmo annotate\" works all the same."),
-                            .details = {{QStringLiteral("refused"), problem}}});
+                            .advice = adviceOnRefused(tap->hotkeyProblems.contains(problem)),
+                            .details = refusalDetails(problem)});
     if (findings.empty())
         findings.push_back({.area = kGestures,
                             .text = isRunning ? QStringLiteral("held by the Velmo that runs")
-                                              : QStringLiteral("all of them can be had")});
+                                              : QStringLiteral("all of them can be had"),
+                            .details = startDetails(true)});
     return findings;
 }
 
@@ -192,8 +268,11 @@ Findings capture(const X11Survey& survey)
                  .text = survey.captureProblems.isEmpty() ? QStringLiteral("the screen cannot be read")
                                                           : survey.captureProblems.join(u' '),
                  .advice = QStringLiteral("Velmo needs an X server whose screen can be read; one inside of a "
-                                          "Wayland session is black.")}};
-    const QJsonObject details{{QStringLiteral("width"), survey.captureSize.width()},
+                                          "Wayland session is black."),
+                 .details = {{QStringLiteral("method"), QStringLiteral("none")}}}};
+    const QJsonObject details{{QStringLiteral("method"), survey.showsWindowsApart ? QStringLiteral("windows")
+                                                                                  : QStringLiteral("screen")},
+                              {QStringLiteral("width"), survey.captureSize.width()},
                               {QStringLiteral("height"), survey.captureSize.height()},
                               {QStringLiteral("windows"), survey.windowCount}};
     if (!survey.captureProblems.isEmpty())

@@ -4,7 +4,9 @@
 #include "app/doctor/Checks.h"
 #include "app/doctor/Probe.h"
 #include "app/doctor/Report.h"
+#include "app/doctor/SeenKeychain.h"
 #include "core/DebugLog.h"
+#include "core/Identity.h"
 #include "platform/linux/BusConnection.h"
 #include "platform/linux/JsonFileDefaults.h"
 #include "platform/linux/LinuxApplicationInstance.h"
@@ -78,31 +80,37 @@ Findings examine(int argc, char** argv)
     const std::string busAddress = BusConnection::sessionAddress();
 
     const auto file = JsonFileDefaults::look();
-    const std::shared_ptr<Keychain> keychain = Services::makeKeychain(Services::Waiting::Interface);
-    const SettingsManager settings(std::make_shared<SeenDefaults>(file.values), keychain);
-
+    Probe<SeenKeychain> keyringProbe([] {
+        return SeenKeychain(*Services::makeKeychain(Services::Waiting::Survey), applicationIdentifier());
+    });
     Probe<BusSurvey> busProbe([busAddress] { return BusSurvey::take(busAddress, kPartPatience); });
     Probe<Result<QString, PlatformError>> microphoneProbe([] { return surveyMicrophone(kPartPatience); });
-    Probe<Doctor::RunningProgram> programProbe([] {
-        LinuxApplicationInstance instance;
-        return Doctor::RunningProgram{instance.deliver(RemoteVerb::Status)};
+    Probe<Doctor::RunningProgram> programProbe([end] {
+        const auto deliver = [] { return LinuxApplicationInstance().deliver(RemoteVerb::Status); };
+        return Doctor::RunningProgram::ask(deliver, end - kPartPatience);
     });
     Probe<X11Survey> displayProbe([hasX = kind.hasX] { return hasX ? X11Survey::take() : X11Survey{}; });
 
-    const Findings keyFindings = Doctor::keys(settings, *keychain);
+    const auto keychain =
+        std::make_shared<SeenKeychain>(keyringProbe.resultUntil(end).value_or(SeenKeychain()));
+    const SettingsManager settings(std::make_shared<SeenDefaults>(file.values), keychain);
     const auto running =
         programProbe.resultUntil(end).value_or(Doctor::RunningProgram{{.kind = RemoteOutcome::Kind::Silent}});
     const auto display = displayProbe.resultUntil(end);
     const bool hasDisplay = display && display->isReachable;
     std::optional<EventTap::StartReport> tap;
     if (running.isRunning()) {
-        tap = running.tap();
+        tap = running.status().tap;
     } else if (hasDisplay && !running.isHanging()) {
         Probe<EventTap::StartReport> tapProbe([interest = interestOf(settings)] { return tryTap(interest); });
         tap = tapProbe.resultUntil(end + kPartPatience);
     }
     const auto bus = busProbe.resultUntil(end);
     const auto microphone = microphoneProbe.resultUntil(end);
+
+    const ServiceEnvironment here = ServiceEnvironment::own();
+    // What counts is what the one that runs has.
+    const ServiceEnvironment environment = running.status().environment.value_or(here);
 
     Findings findings = Doctor::program(running, QStringLiteral(VELMO_VERSION));
     append(findings, Doctor::session(kind));
@@ -112,16 +120,19 @@ Findings examine(int argc, char** argv)
                Doctor::display(qEnvironmentVariable("DISPLAY"), display, screens.all, screens.main));
     }
     if (hasDisplay) {
-        // One that hangs holds them, and that has been said.
-        if (!running.isHanging())
-            append(findings, Doctor::gestures(display->missingExtension, tap, running.isRunning()));
+        append(findings, running.isHanging()
+                             ? Doctor::gesturesOfHanging()
+                             : Doctor::gestures(display->missingExtension, tap, running.isRunning()));
         append(findings, Doctor::capture(*display));
-        append(findings, Doctor::tray(display, bus));
+    } else {
+        append(findings, Doctor::withoutDisplay(kind));
     }
-    append(findings, keyFindings);
+    append(findings, Doctor::tray(display, bus));
+    append(findings, Doctor::keys(settings, *keychain, environment));
     append(findings, Doctor::microphone(microphone));
     append(findings, Doctor::portals(bus, kind));
-    append(findings, Doctor::endpoints());
+    append(findings, Doctor::endpoints(environment));
+    append(findings, Doctor::differences(here, environment));
     append(findings, Doctor::settingsFile(JsonFileDefaults::standardPath(), file.problem));
     append(findings, Doctor::log(DebugLog::logFile()));
     return findings;

@@ -2,7 +2,6 @@
 
 #include "app/KeySources.h"
 #include "core/Loopback.h"
-#include "core/ServiceEndpoint.h"
 
 #include <QDir>
 #include <QFile>
@@ -21,6 +20,7 @@ const QString kPortals = QStringLiteral("Portals");
 const QString kMicrophone = QStringLiteral("Microphone");
 const QString kKeyring = QStringLiteral("Keyring");
 const QString kKeys = QStringLiteral("Keys");
+const QString kEnvironment = QStringLiteral("Environment");
 const QString kServers = QStringLiteral("Servers");
 const QString kSettings = QStringLiteral("Settings");
 const QString kLog = QStringLiteral("Log");
@@ -80,6 +80,23 @@ QString word(KeySource source)
     return QStringLiteral("none");
 }
 
+QString adviceFor(Keychain::Availability availability)
+{
+    switch (availability) {
+    case Keychain::Availability::Available:
+        return {};
+    case Keychain::Availability::Locked:
+        return QStringLiteral("Unlock it, for instance by logging in with a password or with your keyring "
+                              "program. What is in it cannot be read until then.");
+    case Keychain::Availability::Timeout:
+        return QStringLiteral("Restart the keyring, or log in again. No key can be read or kept until then.");
+    case Keychain::Availability::Off:
+        return description(availability) + QStringLiteral(" Unset the variable to have it used.");
+    default:
+        return description(availability);
+    }
+}
+
 QString adviceFor(const KeyService& service)
 {
     return QStringLiteral("\"velmo key set ") + service.name +
@@ -87,20 +104,46 @@ QString adviceFor(const KeyService& service)
            SettingsManager::environmentKeyName(service.account) + u'.';
 }
 
-Finding keyFinding(const SettingsManager& settings, Keychain& keychain, const KeyService& service)
+/// Where the Velmo with that environment has its key from.
+KeySource sourceIn(const ServiceEnvironment& environment, const SettingsManager& settings,
+                   const KeyService& service)
 {
-    const KeySource source = settings.keySource(service.account);
-    Finding finding{
-        .area = kKeys,
-        .text = service.title + QStringLiteral(": ") + keySourceSentence(settings, keychain, service),
-        .details = {{QStringLiteral("service"), service.name}, {QStringLiteral("source"), word(source)}}};
+    if (!environment.isKeyringOff && settings.keySource(service.account) == KeySource::Keychain)
+        return KeySource::Keychain;
+    return environment.keys.contains(service.name) ? KeySource::Environment : KeySource::None;
+}
+
+QString sentenceAboutRunning(KeySource source, const KeyService& service)
+{
+    const QString variable = SettingsManager::environmentKeyName(service.account);
+    return source == KeySource::Environment
+               ? QStringLiteral("from the environment of the Velmo that runs (") + variable + u')'
+               : QStringLiteral("none that the Velmo that runs could use (") + variable +
+                     QStringLiteral(" is not set for it)");
+}
+
+Finding keyFinding(const SettingsManager& settings, Keychain& keychain, const ServiceEnvironment& environment,
+                   const KeyService& service)
+{
+    const KeySource source = sourceIn(environment, settings, service);
+    const bool isAsHere = source == settings.keySource(service.account);
     const bool isOpenAISelected = settings.selectedProvider.value() == ProviderID::OpenAI;
     const bool isSelected =
         service.account == (isOpenAISelected ? KeychainAccount::OpenAI : KeychainAccount::Anthropic);
-    finding.details.insert(QStringLiteral("selected"), isSelected);
+    Finding finding{.area = kKeys,
+                    .text = service.title + QStringLiteral(": ") +
+                            (isAsHere ? keySourceSentence(settings, keychain, service)
+                                      : sentenceAboutRunning(source, service)),
+                    .details = {{QStringLiteral("service"), service.name},
+                                {QStringLiteral("source"), word(source)},
+                                {QStringLiteral("selected"), isSelected}}};
     if (source != KeySource::None)
         return finding;
-    if (isSelected) {
+    if (isSelected && isKeyringSwitchedOff() && !environment.isKeyringOff) {
+        finding.state = State::Limited;
+        finding.advice = QStringLiteral("It may have one from the keyring, which is switched off here. Unset "
+                                        "VELMO_KEYRING to have it looked at.");
+    } else if (isSelected) {
         finding.state = State::Broken;
         finding.advice = QStringLiteral("Questions go to this service. ") + adviceFor(service);
     } else if (service.account == KeychainAccount::Replicate) {
@@ -109,31 +152,41 @@ Finding keyFinding(const SettingsManager& settings, Keychain& keychain, const Ke
     return finding;
 }
 
-Finding endpointFinding(const QString& title, const ServiceBase& base)
+Finding endpointFinding(const KeyService& service, const ServiceEnvironment::Server& server)
 {
-    const QUrl url = serviceEndpoint(base, QStringLiteral("v"));
-    const QString variable = QString::fromLatin1(base.variable);
-    const bool isOwn = !qEnvironmentVariable(base.variable).trimmed().isEmpty();
+    const QString variable = QString::fromLatin1(serviceBase(service.name).variable);
     Finding finding{.area = kServers,
-                    .text = title + QStringLiteral(": ") + url.host() + QStringLiteral(" by ") +
-                            url.scheme() + (isOwn ? QStringLiteral(" (") + variable + u')' : QString()),
-                    .details = {{QStringLiteral("service"), title.toLower()},
-                                {QStringLiteral("host"), url.host()},
-                                {QStringLiteral("scheme"), url.scheme()},
-                                {QStringLiteral("configured"), isOwn}}};
-    const bool isWeb = url.scheme() == QStringLiteral("https") || url.scheme() == QStringLiteral("http");
-    if (!url.isValid() || url.host().isEmpty() || !isWeb) {
+                    .details = {{QStringLiteral("service"), service.name},
+                                {QStringLiteral("configured"), server.isConfigured}}};
+    if (server.host.isEmpty()) {
         finding.state = State::Limited;
-        // What stands there is not repeated: it may hold a password.
+        // What stands there is not repeated: it may be a password or a key.
         finding.text =
-            title + QStringLiteral(": what ") + variable + QStringLiteral(" holds is no web address");
-        finding.advice = QStringLiteral("Mend it or unset it.");
-    } else if (url.scheme() == QStringLiteral("http") && !isLoopbackHost(url.host())) {
+            service.title + QStringLiteral(": what ") + variable + QStringLiteral(" holds is no web address");
+        finding.advice = QStringLiteral("Mend it, with https:// in front, or unset it.");
+        return finding;
+    }
+    finding.text = service.title + QStringLiteral(": ") + server.host + QStringLiteral(" by ") +
+                   server.scheme + (server.isConfigured ? QStringLiteral(" (") + variable + u')' : QString());
+    finding.details.insert(QStringLiteral("host"), server.host);
+    finding.details.insert(QStringLiteral("scheme"), server.scheme);
+    if (server.scheme == QStringLiteral("http") && !isLoopbackHost(server.host)) {
         finding.state = State::Limited;
         finding.text += QStringLiteral(", which is refused");
         finding.advice = QStringLiteral("Plain http is used on this computer only; write https.");
     }
     return finding;
+}
+
+Finding difference(const QString& variable)
+{
+    return {.area = kEnvironment,
+            .state = State::Limited,
+            .text = variable + QStringLiteral(" is not the same here and for the Velmo that runs"),
+            .advice = QStringLiteral("What is said here holds for the one that runs: it has the environment "
+                                     "that it was started in. To have it use this one, \"velmo quit\", and "
+                                     "start it from here."),
+            .details = {{QStringLiteral("variable"), variable}}};
 }
 
 } // namespace
@@ -187,28 +240,43 @@ Findings microphone(const std::optional<Result<QString, PlatformError>>& microph
                                       "PipeWire, if you want that.")}};
 }
 
-Findings keys(const SettingsManager& settings, Keychain& keychain)
+Findings keys(const SettingsManager& settings, Keychain& keychain, const ServiceEnvironment& environment)
 {
     Findings keys;
     for (const KeyService& service : keyServices())
-        keys.push_back(keyFinding(settings, keychain, service));
+        keys.push_back(keyFinding(settings, keychain, environment, service));
     // Asked last, so that it knows of what the reads ran into.
     const auto availability = keychain.availability();
     const bool isAvailable = availability == Keychain::Availability::Available;
     const Finding keyring{.area = kKeyring,
                           .state = isAvailable ? State::Fine : State::Limited,
                           .text = fewWords(availability),
-                          .advice = isAvailable ? QString() : description(availability),
+                          .advice = adviceFor(availability),
                           .details = {{QStringLiteral("availability"), word(availability)}}};
     keys.insert(keys.begin(), keyring);
     return keys;
 }
 
-Findings endpoints()
+Findings endpoints(const ServiceEnvironment& environment)
 {
-    return {endpointFinding(QStringLiteral("Anthropic"), kAnthropicBase),
-            endpointFinding(QStringLiteral("OpenAI"), kOpenAIBase),
-            endpointFinding(QStringLiteral("Replicate"), kReplicateBase)};
+    Findings findings;
+    for (const KeyService& service : keyServices())
+        findings.push_back(endpointFinding(service, environment.servers.value(service.name)));
+    return findings;
+}
+
+Findings differences(const ServiceEnvironment& here, const ServiceEnvironment& running)
+{
+    Findings findings;
+    if (here.isKeyringOff != running.isKeyringOff)
+        findings.push_back(difference(QStringLiteral("VELMO_KEYRING")));
+    for (const KeyService& service : keyServices()) {
+        if (here.keys.contains(service.name) != running.keys.contains(service.name))
+            findings.push_back(difference(SettingsManager::environmentKeyName(service.account)));
+        if (here.servers.value(service.name) != running.servers.value(service.name))
+            findings.push_back(difference(QString::fromLatin1(serviceBase(service.name).variable)));
+    }
+    return findings;
 }
 
 Findings settingsFile(const QString& path, const QString& problem)

@@ -24,6 +24,8 @@ public:
     static constexpr SecretPatience kInterface{std::chrono::milliseconds(500), std::chrono::seconds(1)};
     /// Where nobody waits but who typed a command. The bus may have to start the keyring first.
     static constexpr SecretPatience kCommandLine{std::chrono::seconds(5), std::chrono::seconds(10)};
+    /// Where it is one of several that are asked; the bus may have to start it.
+    static constexpr SecretPatience kSurvey{std::chrono::milliseconds(2500), std::chrono::seconds(3)};
     /// Where nobody waits at all.
     static constexpr SecretPatience kLateWriter{std::chrono::seconds(30), std::nullopt};
 

@@ -5,6 +5,7 @@
 #include "platform/x11/X11EventTap.h"
 #include "platform/x11/X11InputExtensions.h"
 
+#include <algorithm>
 #include <future>
 #include <memory>
 
@@ -55,7 +56,11 @@ void tryCapture(X11Survey& survey)
         else if (!picture)
             survey.captureProblems.append(picture.error().description);
     }
-    survey.captureProblems += capture.takeDiagnostics();
+    const QStringList notes = capture.takeDiagnostics();
+    survey.captureProblems += notes;
+    survey.showsWindowsApart = survey.isCaptured && std::ranges::none_of(notes, [](const QString& note) {
+                                   return note.startsWith(QStringLiteral("The picture is the screen"));
+                               });
     capture.release();
 }
 

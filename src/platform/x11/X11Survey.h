@@ -19,9 +19,10 @@ struct X11Survey {
     QString missingExtension; ///< A sentence; empty if gestures can be watched.
 
     bool isCaptured = false;
-    QSize captureSize;             ///< Of the first display, in native pixels.
-    int windowCount = 0;           ///< Viewable windows at the top level.
-    QStringList captureProblems{}; ///< Why it failed, or what the pictures lack.
+    bool showsWindowsApart = false; ///< Or only the screen as a whole, from before the drawing.
+    QSize captureSize;              ///< Of the first display, in native pixels.
+    int windowCount = 0;            ///< Viewable windows at the top level.
+    QStringList captureProblems{};  ///< Why it failed, or what the pictures lack.
 
     /// Waits for the X server as long as that takes, so it belongs on a thread of its own. Needs no
     /// application object.
