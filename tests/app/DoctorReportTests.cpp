@@ -170,14 +170,28 @@ TEST(DoctorChecks, ADisplayThatHangsIsToldFromOneThatIsNotThere)
     EXPECT_EQ(absent.at(0).state, State::Broken);
 }
 
-TEST(DoctorChecks, PicturesThatLackSomethingAreALimitAndNoneAtAllIsNot)
+TEST(DoctorChecks, ADisplayThatFallsSilentKeepsWhatWasSeenOfIt)
 {
     X11Survey survey;
     survey.isReachable = true;
+    survey.windowManager = QStringLiteral("Openbox");
+    const Findings findings = Doctor::display(QStringLiteral(":3"), survey, std::nullopt, std::nullopt);
+    ASSERT_THAT(findings, SizeIs(3));
+    EXPECT_EQ(findings[0].text, QStringLiteral("Openbox"));
+    EXPECT_EQ(findings[2].state, State::Broken);
+    EXPECT_EQ(findings[2].text, QStringLiteral(":3 does not answer in time"));
+}
+
+TEST(DoctorChecks, PicturesThatLackSomethingAreALimitAndNoneAtAllIsNot)
+{
+    EXPECT_EQ(Doctor::capture(std::nullopt).at(0).state, State::Broken);
+    EXPECT_EQ(Doctor::capture(std::nullopt).at(0).text,
+              QStringLiteral("the screen could not be read in time"));
+    X11CaptureSurvey survey;
     EXPECT_EQ(Doctor::capture(survey).at(0).state, State::Broken);
     survey.isCaptured = true;
     EXPECT_EQ(Doctor::capture(survey).at(0).state, State::Fine);
-    survey.captureProblems.append(QStringLiteral("No Composite."));
+    survey.problems.append(QStringLiteral("No Composite."));
     EXPECT_EQ(Doctor::capture(survey).at(0).state, State::Limited);
     EXPECT_EQ(Doctor::capture(survey).at(0).text, QStringLiteral("No Composite."));
 }
