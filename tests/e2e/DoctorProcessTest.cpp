@@ -21,6 +21,7 @@
 #include <mutex>
 #include <optional>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -256,6 +257,20 @@ TEST_F(DoctorProcess, ADisplayThatNeverAnswersHoldsNothingUp)
     EXPECT_LT(duration_, kLongest);
     close(listener);
     unlink(address.sun_path);
+}
+
+TEST_F(DoctorProcess, AToolkitThatHangsHoldsNothingUp)
+{
+    // It reads this file as soon as it starts, and nobody writes into it.
+    const QByteArray pipe = folder_.filePath(QStringLiteral("pipe")).toLocal8Bit();
+    ASSERT_EQ(mkfifo(pipe.constData(), S_IRUSR | S_IWUSR), 0);
+    environment_.insert(QStringLiteral("QT_LOGGING_CONF"), QString::fromLocal8Bit(pipe));
+    examine();
+    EXPECT_FALSE(works());
+    EXPECT_THAT(textOf("Display"), HasSubstr(" does not answer in time"));
+    EXPECT_EQ(textOf("Windows"), "Openbox") << "what was seen is told all the same";
+    EXPECT_EQ(stateOf("Capture"), "fine");
+    EXPECT_LT(duration_, kLongest);
 }
 
 TEST_F(DoctorProcess, AHotkeyThatAnotherProgramHoldsIsNamed)

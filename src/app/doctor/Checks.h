@@ -45,9 +45,10 @@ struct RunningProgram {
 
 [[nodiscard]] Findings program(const RunningProgram& running, const QString& version);
 [[nodiscard]] Findings session(const SessionKind& kind);
-/// Window manager, compositor, screens, capture. All about a display that there is.
+/// Window manager, compositor, and screens, unless these could not be had in time.
 [[nodiscard]] Findings display(const QString& name, const std::optional<X11Survey>& survey,
-                               const std::vector<Screen>& screens, const std::optional<Screen>& main);
+                               const std::optional<std::vector<Screen>>& screens,
+                               const std::optional<Screen>& main);
 /// What cannot be looked at without a display that answers; where there is an X server, that is one of the
 /// findings about it.
 [[nodiscard]] Findings withoutDisplay(const SessionKind& kind);
@@ -55,7 +56,7 @@ struct RunningProgram {
 [[nodiscard]] Findings gesturesOfHanging();
 [[nodiscard]] Findings gestures(const QString& missingExtension,
                                 const std::optional<EventTap::StartReport>& tap, bool isRunning);
-[[nodiscard]] Findings capture(const X11Survey& survey);
+[[nodiscard]] Findings capture(const std::optional<X11CaptureSurvey>& survey);
 [[nodiscard]] Findings tray(const std::optional<X11Survey>& display, const std::optional<BusSurvey>& bus);
 [[nodiscard]] Findings portals(const std::optional<BusSurvey>& bus, const SessionKind& kind);
 [[nodiscard]] Findings microphone(const std::optional<Result<QString, PlatformError>>& microphone);

@@ -42,6 +42,14 @@ Finding screenFinding(const Screen& screen, bool isMain)
                         {QStringLiteral("main"), isMain}}};
 }
 
+Finding silentDisplay(const QString& name)
+{
+    return {.area = kDisplay,
+            .state = State::Broken,
+            .text = name + QStringLiteral(" does not answer in time"),
+            .advice = QStringLiteral("The X server hangs or is stopped; log in again if it stays so.")};
+}
+
 Finding notLookedAt(const QString& area, const QString& reason, const QString& advice)
 {
     return {.area = area,
@@ -160,18 +168,17 @@ Findings session(const SessionKind& kind)
 }
 
 Findings display(const QString& name, const std::optional<X11Survey>& survey,
-                 const std::vector<Screen>& screens, const std::optional<Screen>& main)
+                 const std::optional<std::vector<Screen>>& screens, const std::optional<Screen>& main)
 {
-    if (!survey || !survey->isReachable)
-        return {{.area = kDisplay,
-                 .state = State::Broken,
-                 .text = survey ? name + QStringLiteral(" cannot be reached")
-                                : name + QStringLiteral(" does not answer in time"),
-                 .advice = survey
-                               ? QStringLiteral("See that DISPLAY names the desktop's X server and that you "
-                                                "may use it (xauth, xhost).")
-                               : QStringLiteral("The X server hangs or is stopped; log in again if it "
-                                                "stays so.")}};
+    if (!survey)
+        return {silentDisplay(name)};
+    if (!survey->isReachable)
+        return {
+            {.area = kDisplay,
+             .state = State::Broken,
+             .text = name + QStringLiteral(" cannot be reached"),
+             .advice = QStringLiteral("See that DISPLAY names the desktop's X server and that you may use "
+                                      "it (xauth, xhost).")}};
     Findings findings;
     findings.push_back(
         survey->windowManager.isEmpty()
@@ -190,9 +197,13 @@ Findings display(const QString& name, const std::optional<X11Survey>& survey,
                  : survey->compositor.isEmpty() ? QStringLiteral("one without a name")
                                                 : survey->compositor,
          .details = {{QStringLiteral("running"), survey->isComposited}}});
-    for (const Screen& screen : screens)
+    if (!screens) {
+        findings.push_back(silentDisplay(name));
+        return findings;
+    }
+    for (const Screen& screen : *screens)
         findings.push_back(screenFinding(screen, main && main->name == screen.name));
-    if (screens.empty())
+    if (screens->empty())
         findings.push_back({.area = kDisplay,
                             .state = State::Broken,
                             .text = QStringLiteral("no screen is connected"),
@@ -260,32 +271,40 @@ Findings gestures(const QString& missingExtension, const std::optional<EventTap:
     return findings;
 }
 
-Findings capture(const X11Survey& survey)
+Findings capture(const std::optional<X11CaptureSurvey>& survey)
 {
-    if (!survey.isCaptured)
+    if (!survey)
         return {{.area = kCapture,
                  .state = State::Broken,
-                 .text = survey.captureProblems.isEmpty() ? QStringLiteral("the screen cannot be read")
-                                                          : survey.captureProblems.join(u' '),
+                 .text = QStringLiteral("the screen could not be read in time"),
+                 .advice = QStringLiteral("The X server hangs, or has too much to do. Try again when it is "
+                                          "idle."),
+                 .details = {{QStringLiteral("method"), QStringLiteral("none")}}}};
+    if (!survey->isCaptured)
+        return {{.area = kCapture,
+                 .state = State::Broken,
+                 .text = survey->problems.isEmpty() ? QStringLiteral("the screen cannot be read")
+                                                    : survey->problems.join(u' '),
                  .advice = QStringLiteral("Velmo needs an X server whose screen can be read; one inside of a "
                                           "Wayland session is black."),
                  .details = {{QStringLiteral("method"), QStringLiteral("none")}}}};
-    const QJsonObject details{{QStringLiteral("method"), survey.showsWindowsApart ? QStringLiteral("windows")
-                                                                                  : QStringLiteral("screen")},
-                              {QStringLiteral("width"), survey.captureSize.width()},
-                              {QStringLiteral("height"), survey.captureSize.height()},
-                              {QStringLiteral("windows"), survey.windowCount}};
-    if (!survey.captureProblems.isEmpty())
+    const QJsonObject details{{QStringLiteral("method"), survey->showsWindowsApart
+                                                             ? QStringLiteral("windows")
+                                                             : QStringLiteral("screen")},
+                              {QStringLiteral("width"), survey->size.width()},
+                              {QStringLiteral("height"), survey->size.height()},
+                              {QStringLiteral("windows"), survey->windowCount}};
+    if (!survey->problems.isEmpty())
         return {
             {.area = kCapture,
              .state = State::Limited,
-             .text = survey.captureProblems.join(u' '),
+             .text = survey->problems.join(u' '),
              .advice = QStringLiteral("The picture is taken before Velmo's windows are there, so what moves "
                                       "meanwhile is missed. An X server with Composite and Render helps."),
              .details = details}};
     return {{.area = kCapture,
              .text = QStringLiteral("window by window, without Velmo's own; ") +
-                     sizeText(survey.captureSize.width(), survey.captureSize.height()) +
+                     sizeText(survey->size.width(), survey->size.height()) +
                      QStringLiteral(" pixels were read"),
              .details = details}};
 }

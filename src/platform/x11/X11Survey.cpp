@@ -38,32 +38,6 @@ QString windowManagerOf(X11Connection& connection)
     return name.isEmpty() ? QStringLiteral("one without a name") : name;
 }
 
-void tryCapture(X11Survey& survey)
-{
-    X11DisplayCapture capture;
-    capture.prepare();
-    const auto content = capture.shareableContent();
-    if (!content) {
-        survey.captureProblems.append(content.error().description);
-    } else if (content.value().displays.empty()) {
-        survey.captureProblems.append(QStringLiteral("There is no display to read."));
-    } else {
-        survey.windowCount = content.value().windowCount;
-        const auto picture = capture.captureDisplay(content.value().displays.front().id, CaptureMoment::Now);
-        survey.isCaptured = picture.hasValue() && !picture.value().isNull();
-        if (survey.isCaptured)
-            survey.captureSize = picture.value().size();
-        else if (!picture)
-            survey.captureProblems.append(picture.error().description);
-    }
-    const QStringList notes = capture.takeDiagnostics();
-    survey.captureProblems += notes;
-    survey.showsWindowsApart = survey.isCaptured && std::ranges::none_of(notes, [](const QString& note) {
-                                   return note.startsWith(QStringLiteral("The picture is the screen"));
-                               });
-    capture.release();
-}
-
 } // namespace
 
 X11Survey X11Survey::take()
@@ -84,7 +58,34 @@ X11Survey X11Survey::take()
                           xcb_get_selection_owner(connection->get(), connection->atom(tray.constData())));
     survey.hasTray = owner && owner->owner != XCB_NONE;
     survey.missingExtension = X11InputExtensions::probe(*connection).missing;
-    tryCapture(survey);
+    return survey;
+}
+
+X11CaptureSurvey X11CaptureSurvey::take()
+{
+    X11CaptureSurvey survey;
+    X11DisplayCapture capture;
+    capture.prepare();
+    const auto content = capture.shareableContent();
+    if (!content) {
+        survey.problems.append(content.error().description);
+    } else if (content.value().displays.empty()) {
+        survey.problems.append(QStringLiteral("There is no display to read."));
+    } else {
+        survey.windowCount = content.value().windowCount;
+        const auto picture = capture.captureDisplay(content.value().displays.front().id, CaptureMoment::Now);
+        survey.isCaptured = picture.hasValue() && !picture.value().isNull();
+        if (survey.isCaptured)
+            survey.size = picture.value().size();
+        else if (!picture)
+            survey.problems.append(picture.error().description);
+    }
+    const QStringList notes = capture.takeDiagnostics();
+    survey.problems += notes;
+    survey.showsWindowsApart = survey.isCaptured && std::ranges::none_of(notes, [](const QString& note) {
+                                   return note.startsWith(QStringLiteral("The picture is the screen"));
+                               });
+    capture.release();
     return survey;
 }
 

@@ -8,7 +8,7 @@
 
 namespace velmo {
 
-/// What an X desktop is like and what it gives, found out by doing it once. Plain value.
+/// What an X desktop is like. Plain value.
 struct X11Survey {
     bool isReachable = false;
     QString windowManager; ///< Empty without one.
@@ -18,15 +18,21 @@ struct X11Survey {
 
     QString missingExtension; ///< A sentence; empty if gestures can be watched.
 
-    bool isCaptured = false;
-    bool showsWindowsApart = false; ///< Or only the screen as a whole, from before the drawing.
-    QSize captureSize;              ///< Of the first display, in native pixels.
-    int windowCount = 0;            ///< Viewable windows at the top level.
-    QStringList captureProblems{};  ///< Why it failed, or what the pictures lack.
-
     /// Waits for the X server as long as that takes, so it belongs on a thread of its own. Needs no
     /// application object.
     [[nodiscard]] static X11Survey take();
+};
+
+/// What pictures of an X desktop are like, found out by taking one. Plain value.
+struct X11CaptureSurvey {
+    bool isCaptured = false;
+    bool showsWindowsApart = false; ///< Or only the screen as a whole, from before the drawing.
+    QSize size;                     ///< Of the first display, in native pixels.
+    int windowCount = 0;            ///< Viewable windows at the top level.
+    QStringList problems{};         ///< Why it failed, or what the pictures lack.
+
+    /// Waits like the survey, and for as long as a large screen takes.
+    [[nodiscard]] static X11CaptureSurvey take();
 };
 
 /// What the gestures would get, found out by reserving them and letting go at once. Waits like the survey,
