@@ -3,10 +3,9 @@
 #include "widgets/FieldFrame.h"
 #include "widgets/FocusRing.h"
 #include "widgets/FormSection.h"
+#include "widgets/FormTexts.h"
 #include "widgets/PushButton.h"
 #include "widgets/SymbolView.h"
-#include "widgets/TextLabel.h"
-#include "widgets/WindowLabel.h"
 #include "widgets/WindowTheme.h"
 
 #include <QAccessible>
@@ -34,7 +33,9 @@ class KeyDots final : public TextLabel, public FocusRingTarget {
 public:
     KeyDots()
         : TextLabel(kDotsStyle, QStringLiteral("•••  •••  •••"))
-    {}
+    {
+        setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
+    }
 
     [[nodiscard]] FocusRingShape focusRingShape() const override { return {}; }
 };
@@ -58,7 +59,7 @@ APIKeyRow::APIKeyRow(const QString& title, const QString& label, QWidget* parent
     , dots_(new KeyDots)
     , entry_(makeEntry())
     , mask_(makeMask())
-    , note_(new WindowLabel(WindowLabel::Kind::Caption, {}))
+    , note_(new TextLabel(FormTexts::kCaption))
 {
     auto* lines = new QVBoxLayout(this);
     lines->setContentsMargins(FormSection::kRowInset, kLineMargin, FormSection::kRowInset, kLineMargin);
@@ -66,7 +67,7 @@ APIKeyRow::APIKeyRow(const QString& title, const QString& label, QWidget* parent
     auto* controls = new QWidget;
     controls->setFixedHeight(FormSection::kRowHeight - 2 * kLineMargin);
     auto* line = makeLine(controls);
-    auto* titleLabel = new WindowLabel(WindowLabel::Kind::Body, title);
+    auto* titleLabel = new TextLabel(FormTexts::kBody, title);
     titleLabel->setFixedWidth(kTitleWidth);
     line->addWidget(titleLabel);
     line->addWidget(entry_, 1);

@@ -9,7 +9,6 @@ namespace velmo {
 
 class PushButton;
 class TextLabel;
-class WindowLabel;
 
 /// One key: a field to type it in, or, once it is set, dots in its place. The stored key itself is never
 /// shown, nor held here. Main thread.
@@ -44,7 +43,7 @@ private:
     TextLabel* dots_;
     QWidget* entry_;
     QWidget* mask_;
-    WindowLabel* note_;
+    TextLabel* note_;
     bool isSet_ = false;
 };
 

@@ -5,8 +5,8 @@
 #include "widgets/CaptionRow.h"
 #include "widgets/CheckBox.h"
 #include "widgets/FormRow.h"
+#include "widgets/FormTexts.h"
 #include "widgets/PushButton.h"
-#include "widgets/WindowLabel.h"
 
 #include <utility>
 
@@ -24,8 +24,8 @@ ActivationSection::ActivationSection(std::shared_ptr<SettingsManager> settings,
     : FormSection(QStringLiteral("Activation"))
     , settings_(std::move(settings))
     , collaborators_(collaborators)
-    , hotkey_(new WindowLabel(WindowLabel::Kind::Value, {}))
-    , hotkeyProblem_(new WindowLabel(WindowLabel::Kind::Warning, {}))
+    , hotkey_(new TextLabel(FormTexts::kValue))
+    , hotkeyProblem_(new TextLabel(FormTexts::kWarning))
     , change_(new PushButton(PushButton::Kind::Normal, QStringLiteral("Change…")))
     , modifiers_{{{ModifierFlag::Command, new CheckBox(QStringLiteral("Command"))},
                   {ModifierFlag::Option, new CheckBox(QStringLiteral("Option"))},
@@ -53,8 +53,10 @@ QWidget* ActivationSection::makeHotkeyRow()
         if (collaborators_.presentHotkeySheet)
             collaborators_.presentHotkeySheet();
     });
+    // A long problem wraps, the hotkey does not.
+    hotkey_->setSizePolicy(QSizePolicy::Minimum, QSizePolicy::Fixed);
     row->addNote(hotkeyProblem_);
-    row->addControl(hotkey_, 0);
+    row->addControl(hotkey_, kButtonGap);
     row->addControl(change_, kButtonGap);
     return row;
 }

@@ -13,7 +13,7 @@ namespace velmo {
 class CaptionRow;
 class CheckBox;
 class PushButton;
-class WindowLabel;
+class TextLabel;
 
 /// What starts an annotation: the hotkey, and the triggers of quick drawing. Main thread.
 class ActivationSection final : public FormSection {
@@ -36,8 +36,8 @@ private:
 
     std::shared_ptr<SettingsManager> settings_;
     const SettingsCollaborators& collaborators_;
-    WindowLabel* hotkey_;
-    WindowLabel* hotkeyProblem_;
+    TextLabel* hotkey_;
+    TextLabel* hotkeyProblem_;
     PushButton* change_;
     std::array<ModifierToggle, 3> modifiers_;
     CheckBox* middleButton_;

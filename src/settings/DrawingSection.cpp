@@ -1,7 +1,7 @@
 #include "settings/DrawingSection.h"
 
+#include "widgets/FormTexts.h"
 #include "widgets/RadioButton.h"
-#include "widgets/WindowLabel.h"
 
 #include <QVBoxLayout>
 #include <utility>
@@ -36,7 +36,7 @@ DrawingSection::DrawingSection(std::shared_ptr<SettingsManager> settings)
     auto* lines = new QVBoxLayout(group);
     lines->setContentsMargins(kRowInset, kAbove, kRowInset, kBelow);
     lines->setSpacing(kLineGap);
-    lines->addWidget(new WindowLabel(WindowLabel::Kind::Body, title));
+    lines->addWidget(new TextLabel(FormTexts::kBody, title));
     lines->addWidget(singleStroke_);
     lines->addWidget(manualSubmit_);
     addRow(group);

@@ -1,8 +1,8 @@
 #include "settings/PromptSection.h"
 
 #include "widgets/FieldFrame.h"
+#include "widgets/FormTexts.h"
 #include "widgets/PlainTextEditor.h"
-#include "widgets/WindowLabel.h"
 
 #include <QVBoxLayout>
 #include <utility>
@@ -33,12 +33,14 @@ PromptSection::PromptSection(std::shared_ptr<SettingsManager> settings)
     lines->setSpacing(0);
     auto* frame = new FieldFrame(editor_, kEditorPadding);
     frame->setFixedHeight(kEditorHeight + 2 * kHalo);
-    auto* caption = new WindowLabel(WindowLabel::Kind::Caption, explanation);
-    caption->setContentsMargins(kHalo, 0, kHalo, 0);
+    auto* caption = new TextLabel(FormTexts::kCaption, explanation);
+    auto* captionLine = new QVBoxLayout;
+    captionLine->setContentsMargins(kHalo, 0, kHalo, 0);
+    captionLine->addWidget(caption);
     editor_->setAccessibleDescription(explanation);
     lines->addWidget(frame);
     lines->addSpacing(kCaptionGap - kHalo);
-    lines->addWidget(caption);
+    lines->addLayout(captionLine);
     addRow(row);
 
     editor_->onEdit = [this](const QString& text) {

@@ -1,7 +1,7 @@
 #include "widgets/CaptionRow.h"
 
 #include "widgets/FormSection.h"
-#include "widgets/WindowLabel.h"
+#include "widgets/FormTexts.h"
 
 #include <QVBoxLayout>
 
@@ -16,7 +16,7 @@ constexpr int kBelow = 9;
 
 CaptionRow::CaptionRow(const QString& text, QWidget* parent)
     : QWidget(parent)
-    , label_(new WindowLabel(WindowLabel::Kind::Caption, text))
+    , label_(new TextLabel(FormTexts::kCaption, text))
 {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(FormSection::kRowInset, kAbove, FormSection::kRowInset, kBelow);

@@ -4,7 +4,7 @@
 
 namespace velmo {
 
-class WindowLabel;
+class TextLabel;
 
 /// A row of a form that explains those above it. Main thread.
 class CaptionRow final : public QWidget {
@@ -14,7 +14,7 @@ public:
     void setText(const QString& text);
 
 private:
-    WindowLabel* label_;
+    TextLabel* label_;
 };
 
 } // namespace velmo

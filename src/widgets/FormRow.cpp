@@ -1,7 +1,7 @@
 #include "widgets/FormRow.h"
 
 #include "widgets/FormSection.h"
-#include "widgets/WindowLabel.h"
+#include "widgets/FormTexts.h"
 
 #include <QAbstractButton>
 #include <QMouseEvent>
@@ -21,7 +21,7 @@ FormRow::FormRow(const QString& title, QWidget* parent)
     , DescribedWidget(QAccessible::Grouping)
     , line_(new QHBoxLayout(this))
     , texts_(new QVBoxLayout)
-    , title_(new WindowLabel(WindowLabel::Kind::Body, title))
+    , title_(new TextLabel(FormTexts::kBody, title))
 {
     setAccessibleName(title);
     setMinimumHeight(FormSection::kRowHeight);
@@ -29,6 +29,7 @@ FormRow::FormRow(const QString& title, QWidget* parent)
     line_->setSpacing(0);
     texts_->setSpacing(0);
     texts_->setContentsMargins(0, kNoteMargin, 0, kNoteMargin);
+    title_->setSizePolicy(QSizePolicy::Minimum, QSizePolicy::Fixed);
     texts_->addWidget(title_);
     line_->addLayout(texts_);
     line_->addStretch();

@@ -10,7 +10,7 @@ class QVBoxLayout;
 
 namespace velmo {
 
-class WindowLabel;
+class TextLabel;
 
 /// One line of a form: what it is about at the left, and controls at the right. It grows with its notes. Main
 /// thread.
@@ -34,7 +34,7 @@ private:
 
     QHBoxLayout* line_;
     QVBoxLayout* texts_;
-    WindowLabel* title_;
+    TextLabel* title_;
     QAbstractButton* titled_ = nullptr;
 };
 

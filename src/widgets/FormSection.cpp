@@ -1,6 +1,6 @@
 #include "widgets/FormSection.h"
 
-#include "widgets/WindowLabel.h"
+#include "widgets/FormTexts.h"
 #include "widgets/WindowTheme.h"
 
 #include <QEvent>
@@ -25,9 +25,11 @@ FormSection::FormSection(const QString& title, QWidget* parent)
     setAccessibleName(title);
     layout_->setContentsMargins(0, 0, 0, 0);
     layout_->setSpacing(0);
-    auto* header = new WindowLabel(WindowLabel::Kind::Header, title);
-    header->setIndent(kTitleInset);
-    layout_->addWidget(header);
+    auto* header = new TextLabel(FormTexts::kHeader, title);
+    auto* headerLine = new QVBoxLayout;
+    headerLine->setContentsMargins(kTitleInset, 0, kTitleInset, 0);
+    headerLine->addWidget(header);
+    layout_->addLayout(headerLine);
     layout_->addSpacing(kTitleGap);
 }
 

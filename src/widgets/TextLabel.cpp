@@ -61,9 +61,12 @@ TextLabel::TextLabel(const Style& style, const QString& text, QWidget* parent)
     , scale_(ExactFont(style.size).scale)
 {
     setTextFormat(Qt::PlainText);
+    // Otherwise each new text takes the dependence of the height on the width back.
+    setWordWrap(true);
     setFont(fontOf(style));
     setText(text);
-    QSizePolicy policy(QSizePolicy::Preferred, QSizePolicy::Fixed);
+    // A layout gives a fixed height no more than that of the unwrapped text.
+    QSizePolicy policy(QSizePolicy::Preferred, QSizePolicy::Minimum);
     policy.setHeightForWidth(true);
     setSizePolicy(policy);
 }

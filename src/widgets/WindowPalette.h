@@ -4,9 +4,8 @@
 
 namespace velmo {
 
-/// The colours of a window as the toolkit's own parts take them. Labels find the secondary text under
-/// PlaceholderText, and warnings under BrightText. Set on a window, its contents inherit it and are told of
-/// each change.
+/// The colours of a window as the toolkit's own parts take them. Set on a window, its contents inherit it and
+/// are told of each change.
 [[nodiscard]] inline QPalette windowPalette(const WindowTheme& theme)
 {
     QPalette palette;
@@ -19,7 +18,6 @@ namespace velmo {
     palette.setColor(QPalette::Highlight, theme.accentFill);
     palette.setColor(QPalette::HighlightedText, Qt::white);
     palette.setColor(QPalette::PlaceholderText, theme.secondaryText);
-    palette.setColor(QPalette::BrightText, theme.warning);
     palette.setColor(QPalette::Link, theme.accent);
     return palette;
 }

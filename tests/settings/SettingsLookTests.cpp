@@ -6,7 +6,7 @@
 #include "widgets/FormSection.h"
 #include "widgets/SegmentedControl.h"
 #include "widgets/SymbolView.h"
-#include "widgets/WindowLabel.h"
+#include "widgets/TextLabel.h"
 #include "widgets/WindowTheme.h"
 
 namespace velmo {
@@ -81,8 +81,8 @@ TEST_F(SettingsLookTest, FollowsTheSchemeWhileItIsOpen)
         EXPECT_EQ(colorAt(card), theme.card);
         EXPECT_EQ(colorAt(box), theme.field);
         EXPECT_EQ(field(0).palette().color(QPalette::Text), theme.text);
-        for (const WindowLabel* label : all<WindowLabel>()) {
-            const QColor color = label->palette().color(label->foregroundRole());
+        for (const TextLabel* label : all<TextLabel>()) {
+            const QColor color = label->tint();
             EXPECT_TRUE(color == theme.text || color == theme.secondaryText || color == theme.warning)
                 << label->text().toStdString();
         }
