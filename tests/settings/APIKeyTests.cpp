@@ -220,7 +220,7 @@ TEST_F(APIKeyTest, AWindowThatWasReopenedMeanwhileLearnsOfTheLateKey)
     inRow(0, kSave).click();
     reopen();
     EXPECT_FALSE(row(0).isSet());
-    EXPECT_TRUE(shows(QStringLiteral("Waiting for the keyring.")));
+    EXPECT_TRUE(shows(QStringLiteral("Waiting for the keyring to be unlocked.")));
     put(KeychainAccount::Anthropic, "sk-1");
     endLateWrite(KeychainAccount::Anthropic, Keychain::Status::Success);
     EXPECT_TRUE(row(0).isSet());
