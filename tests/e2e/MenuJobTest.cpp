@@ -1,4 +1,5 @@
 #include "e2e/ProgramDesk.h"
+#include "panel/ModelPillButton.h"
 #include "support/app/FirstRun.h"
 #include "support/tray/TrayHost.h"
 #include "support/tray/TrayTestMain.h"
@@ -166,6 +167,45 @@ TEST_F(MenuJob, ASheetInPlaceOfAnotherKeepsTheKeyboardBesideAQuestion)
     EXPECT_TRUE(awaitCondition([this] { return settings_->hotkeyKeyCode.value() == 38; }));
     EXPECT_TRUE(awaitCondition([this] { return !sheet().isVisible(); }));
     EXPECT_TRUE(awaitQuestionField());
+    input_.tap("Escape");
+    EXPECT_TRUE(awaitState(SessionState::Idle));
+}
+
+TEST_F(MenuJob, AnnotateAddsAPictureToAQuestion)
+{
+    ASSERT_TRUE(host_.start());
+    startProgram();
+    ASSERT_TRUE(awaitItem());
+    openPanel();
+    ask("why", 3);
+    ASSERT_TRUE(host_.choose(kAnnotate));
+    ASSERT_TRUE(awaitState(SessionState::Drawing));
+    ASSERT_TRUE(awaitCondition(overlayIsUp));
+    circle(QRect(500, 300, 200, 150));
+    ASSERT_TRUE(awaitLog(QStringLiteral("[Session] Additional capture complete")));
+    ASSERT_TRUE(awaitState(SessionState::Querying));
+    ASSERT_TRUE(awaitQuestionField());
+    input_.tap("Escape");
+    EXPECT_TRUE(awaitState(SessionState::Idle));
+}
+
+TEST_F(MenuJob, ThePanelWithoutAnyKeyLeadsToTheSettings)
+{
+    ASSERT_TRUE(host_.start());
+    qunsetenv("OPENAI_API_KEY");
+    startProgram();
+    ASSERT_TRUE(awaitItem());
+    openPanel();
+    input_.tap("Tab");
+    ASSERT_TRUE(awaitCondition(
+        [] { return dynamic_cast<ModelPillButton*>(QApplication::focusWidget()) != nullptr; }));
+    input_.tap("space");
+    ASSERT_TRUE(awaitCondition([this] {
+        const QWidget* window = delegate_->menuBarController()->settingsWindow();
+        return window != nullptr && window->isActiveWindow();
+    }));
+    delegate_->menuBarController()->settingsWindow()->close();
+    ASSERT_TRUE(awaitQuestionField());
     input_.tap("Escape");
     EXPECT_TRUE(awaitState(SessionState::Idle));
 }
