@@ -242,19 +242,18 @@ Findings microphone(const std::optional<Result<QString, PlatformError>>& microph
 
 Findings keys(const SettingsManager& settings, Keychain& keychain, const ServiceEnvironment& environment)
 {
-    Findings keys;
+    // The keyring comes first, and is asked last, so that it knows of what the reads ran into.
+    Findings findings(1);
     for (const KeyService& service : keyServices())
-        keys.push_back(keyFinding(settings, keychain, environment, service));
-    // Asked last, so that it knows of what the reads ran into.
+        findings.push_back(keyFinding(settings, keychain, environment, service));
     const auto availability = keychain.availability();
     const bool isAvailable = availability == Keychain::Availability::Available;
-    const Finding keyring{.area = kKeyring,
-                          .state = isAvailable ? State::Fine : State::Limited,
-                          .text = fewWords(availability),
-                          .advice = adviceFor(availability),
-                          .details = {{QStringLiteral("availability"), word(availability)}}};
-    keys.insert(keys.begin(), keyring);
-    return keys;
+    findings.front() = {.area = kKeyring,
+                        .state = isAvailable ? State::Fine : State::Limited,
+                        .text = fewWords(availability),
+                        .advice = adviceFor(availability),
+                        .details = {{QStringLiteral("availability"), word(availability)}}};
+    return findings;
 }
 
 Findings endpoints(const ServiceEnvironment& environment)
