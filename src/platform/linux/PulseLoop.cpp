@@ -112,10 +112,10 @@ PulseTimer::~PulseTimer()
 
 void PulseTimer::start(std::chrono::milliseconds delay) const
 {
-    itimerspec specification{};
-    specification.it_value.tv_sec = delay.count() / 1000;
-    specification.it_value.tv_nsec = delay.count() % 1000 * 1'000'000;
-    timerfd_settime(descriptor_, 0, &specification, nullptr);
+    itimerspec timing{};
+    timing.it_value.tv_sec = delay.count() / 1000;
+    timing.it_value.tv_nsec = delay.count() % 1000 * 1'000'000;
+    timerfd_settime(descriptor_, 0, &timing, nullptr);
 }
 
 void PulseTimer::stop() const

@@ -19,7 +19,7 @@ constexpr std::chrono::milliseconds kStopLimit{120};
 /// A smaller piece of sound would wake everybody more often for nothing.
 constexpr uint32_t kPiecesPerSecond = 50;
 
-pa_sample_spec specificationOf(const AudioRecorderSettings& settings)
+pa_sample_spec formatOf(const AudioRecorderSettings& settings)
 {
     return {PA_SAMPLE_FLOAT32LE, static_cast<uint32_t>(settings.sampleRate),
             static_cast<uint8_t>(settings.channelCount)};
@@ -75,8 +75,8 @@ void PulseRecording::onMicrophone(pa_context& context, const std::optional<std::
         return;
     }
     microphone_ = *name;
-    const pa_sample_spec specification = specificationOf(settings_);
-    stream_.reset(pa_stream_new(&context, "Question", &specification, nullptr));
+    const pa_sample_spec format = formatOf(settings_);
+    stream_.reset(pa_stream_new(&context, "Question", &format, nullptr));
     if (!stream_) {
         failWith(QString::fromUtf8(pa_strerror(pa_context_errno(&context))));
         return;
@@ -91,7 +91,7 @@ void PulseRecording::onMicrophone(pa_context& context, const std::optional<std::
         stream_.get(), [](pa_stream*, void* self) { static_cast<PulseRecording*>(self)->onStreamState(); },
         this);
     pa_buffer_attr buffer{UINT32_MAX, UINT32_MAX, UINT32_MAX, UINT32_MAX, UINT32_MAX};
-    buffer.fragsize = static_cast<uint32_t>(pa_bytes_per_second(&specification) / kPiecesPerSecond);
+    buffer.fragsize = static_cast<uint32_t>(pa_bytes_per_second(&format) / kPiecesPerSecond);
     timer_->start(kAnswerLimit);
     const auto flags = static_cast<pa_stream_flags_t>(PA_STREAM_DONT_MOVE | PA_STREAM_ADJUST_LATENCY);
     if (pa_stream_connect_record(stream_.get(), microphone_.c_str(), &buffer, flags) < 0 && stream_)
@@ -175,8 +175,8 @@ void PulseRecording::onStopPosition()
     pa_usec_t position = 0;
     if (pa_stream_get_time(stream_.get(), &position) < 0)
         return;
-    const pa_sample_spec specification = specificationOf(settings_);
-    stopAfter_ = pa_usec_to_bytes(position, &specification) / sizeof(float);
+    const pa_sample_spec format = formatOf(settings_);
+    stopAfter_ = pa_usec_to_bytes(position, &format) / sizeof(float);
     if (received_ >= *stopAfter_)
         finishStop();
 }

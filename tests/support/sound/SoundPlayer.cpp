@@ -58,12 +58,11 @@ void SoundPlayer::playOn(double seconds) const
 
 void SoundPlayer::run(const std::string& sink, const Wave& wave)
 {
-    const pa_sample_spec specification{PA_SAMPLE_FLOAT32LE, kRate, 1};
+    const pa_sample_spec format{PA_SAMPLE_FLOAT32LE, kRate, 1};
     pa_buffer_attr buffer{UINT32_MAX, UINT32_MAX, UINT32_MAX, UINT32_MAX, UINT32_MAX};
     buffer.tlength = static_cast<uint32_t>(kPiece * sizeof(float) * 4);
-    const std::unique_ptr<pa_simple, FreePlayer> player(pa_simple_new(nullptr, "Test", PA_STREAM_PLAYBACK,
-                                                                      sink.c_str(), "Wave", &specification,
-                                                                      nullptr, &buffer, nullptr));
+    const std::unique_ptr<pa_simple, FreePlayer> player(pa_simple_new(
+        nullptr, "Test", PA_STREAM_PLAYBACK, sink.c_str(), "Wave", &format, nullptr, &buffer, nullptr));
     size_t written = 0;
     std::array<float, kPiece> piece{};
     while (player && !isStopping_) {
