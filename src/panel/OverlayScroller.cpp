@@ -1,19 +1,16 @@
 #include "panel/OverlayScroller.h"
 
 #include "widgets/Colors.h"
+#include "widgets/ScrollHandle.h"
 
 #include <QMouseEvent>
 #include <QPainter>
-#include <algorithm>
-#include <cmath>
 
 namespace velmo {
 
 namespace {
 
-constexpr double kHandleWidth = 6;
 constexpr double kEdgeInset = 3;
-constexpr double kShortestHandle = 28;
 constexpr float kAlpha = 0.28F;
 constexpr float kGrabbedAlpha = 0.45F;
 constexpr std::chrono::milliseconds kRest{1200};
@@ -58,29 +55,18 @@ void OverlayScroller::hideSoon()
     fade_.start();
 }
 
-QRectF OverlayScroller::handle() const
-{
-    const double range = bar_.maximum() - bar_.minimum();
-    if (range <= 0)
-        return {};
-    const double track = height();
-    const double length =
-        std::min(std::max(track * bar_.pageStep() / (range + bar_.pageStep()), kShortestHandle), track);
-    const double top = (track - length) * (bar_.value() - bar_.minimum()) / range;
-    return {width() - kEdgeInset - kHandleWidth, top, kHandleWidth, length};
-}
-
 void OverlayScroller::paintEvent(QPaintEvent*)
 {
     const auto shown = static_cast<float>(fade_.currentValue().toDouble());
-    const QRectF bounds = handle();
-    if (shown <= 0 || bounds.isEmpty())
+    const auto handle = ScrollHandle::of(bar_, height());
+    if (shown <= 0 || !handle)
         return;
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(Qt::NoPen);
     painter.setBrush(white((grabbedAt_ ? kGrabbedAlpha : kAlpha) * shown));
-    painter.drawRoundedRect(bounds, kHandleWidth / 2, kHandleWidth / 2);
+    painter.drawRoundedRect(handle->bounds(width() - kEdgeInset - ScrollHandle::kWidth),
+                            ScrollHandle::kWidth / 2, ScrollHandle::kWidth / 2);
 }
 
 void OverlayScroller::enterEvent(QEnterEvent*)
@@ -97,24 +83,19 @@ void OverlayScroller::leaveEvent(QEvent*)
 
 void OverlayScroller::mousePressEvent(QMouseEvent* event)
 {
-    const QRectF bounds = handle();
-    if (event->button() != Qt::LeftButton || bounds.isEmpty())
+    const auto handle = ScrollHandle::of(bar_, height());
+    if (event->button() != Qt::LeftButton || !handle)
         return;
-    const double y = event->position().y();
-    // Beside the handle a press brings the handle there.
-    grabbedAt_ = y >= bounds.top() && y <= bounds.bottom() ? y - bounds.top() : bounds.height() / 2;
+    grabbedAt_ = handle->grabbedAt(event->position().y());
     mouseMoveEvent(event);
     update();
 }
 
 void OverlayScroller::mouseMoveEvent(QMouseEvent* event)
 {
-    const QRectF bounds = handle();
-    const double way = height() - bounds.height();
-    if (!grabbedAt_ || way <= 0)
-        return;
-    const double share = (event->position().y() - *grabbedAt_) / way;
-    bar_.setValue(bar_.minimum() + static_cast<int>(std::lround(share * (bar_.maximum() - bar_.minimum()))));
+    const auto handle = ScrollHandle::of(bar_, height());
+    if (grabbedAt_ && handle)
+        handle->drag(event->position().y(), *grabbedAt_);
 }
 
 void OverlayScroller::mouseReleaseEvent(QMouseEvent*)

@@ -29,7 +29,6 @@ protected:
     void mouseReleaseEvent(QMouseEvent* event) override;
 
 private:
-    [[nodiscard]] QRectF handle() const;
     void hideSoon();
 
     QScrollBar& bar_;

@@ -1,20 +1,18 @@
 #include "widgets/ThinScrollBar.h"
 
+#include "widgets/ScrollHandle.h"
 #include "widgets/WindowTheme.h"
 
 #include <QContextMenuEvent>
 #include <QMouseEvent>
 #include <QPainter>
 #include <algorithm>
-#include <cmath>
 
 namespace velmo {
 
 namespace {
 
 constexpr int kWidth = 12;
-constexpr double kHandleWidth = 6;
-constexpr double kShortestHandle = 28;
 constexpr float kGrabbedShare = 1.6F;
 
 } // namespace
@@ -31,21 +29,10 @@ QSize ThinScrollBar::sizeHint() const
     return {kWidth, kWidth};
 }
 
-QRectF ThinScrollBar::handle() const
-{
-    const double range = maximum() - minimum();
-    if (range <= 0)
-        return {};
-    const double way = height() - 2.0 * endInset_;
-    const double length = std::min(std::max(way * pageStep() / (range + pageStep()), kShortestHandle), way);
-    const double top = endInset_ + (way - length) * (sliderPosition() - minimum()) / range;
-    return {(width() - kHandleWidth) / 2, top, kHandleWidth, length};
-}
-
 void ThinScrollBar::paintEvent(QPaintEvent*)
 {
-    const QRectF bounds = handle();
-    if (bounds.isEmpty())
+    const auto handle = ScrollHandle::of(*this, height(), endInset_);
+    if (!handle)
         return;
     QColor color = WindowTheme::current().scrollBar;
     if (grabbedAt_)
@@ -54,29 +41,25 @@ void ThinScrollBar::paintEvent(QPaintEvent*)
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(Qt::NoPen);
     painter.setBrush(color);
-    painter.drawRoundedRect(bounds, kHandleWidth / 2, kHandleWidth / 2);
+    painter.drawRoundedRect(handle->bounds((width() - ScrollHandle::kWidth) / 2), ScrollHandle::kWidth / 2,
+                            ScrollHandle::kWidth / 2);
 }
 
 void ThinScrollBar::mousePressEvent(QMouseEvent* event)
 {
-    const QRectF bounds = handle();
-    if (event->button() != Qt::LeftButton || bounds.isEmpty())
+    const auto handle = ScrollHandle::of(*this, height(), endInset_);
+    if (event->button() != Qt::LeftButton || !handle)
         return;
-    const double y = event->position().y();
-    // Beside the handle a press brings the handle there.
-    grabbedAt_ = y >= bounds.top() && y <= bounds.bottom() ? y - bounds.top() : bounds.height() / 2;
+    grabbedAt_ = handle->grabbedAt(event->position().y());
     mouseMoveEvent(event);
     update();
 }
 
 void ThinScrollBar::mouseMoveEvent(QMouseEvent* event)
 {
-    const QRectF bounds = handle();
-    const double way = height() - 2.0 * endInset_ - bounds.height();
-    if (!grabbedAt_ || way <= 0)
-        return;
-    const double share = (event->position().y() - *grabbedAt_ - endInset_) / way;
-    setValue(minimum() + static_cast<int>(std::lround(share * (maximum() - minimum()))));
+    const auto handle = ScrollHandle::of(*this, height(), endInset_);
+    if (grabbedAt_ && handle)
+        handle->drag(event->position().y(), *grabbedAt_);
 }
 
 void ThinScrollBar::mouseReleaseEvent(QMouseEvent*)

@@ -21,8 +21,6 @@ protected:
     void contextMenuEvent(QContextMenuEvent* event) override;
 
 private:
-    [[nodiscard]] QRectF handle() const;
-
     const int endInset_;
     std::optional<double> grabbedAt_; ///< Below the handle's top.
 };
