@@ -1,17 +1,13 @@
 #include "input/StatusMenu.h"
 
-#include "widgets/SoftShadow.h"
+#include "widgets/FlatMenuStyle.h"
 #include "widgets/SystemFont.h"
 #include "widgets/WindowTheme.h"
 
 #include <QCoreApplication>
 #include <QEvent>
-#include <QGuiApplication>
 #include <QMouseEvent>
 #include <QPainter>
-#include <QPainterPath>
-#include <QProxyStyle>
-#include <QStyleFactory>
 #include <QStyleOptionMenuItem>
 #include <utility>
 
@@ -19,98 +15,31 @@ namespace velmo {
 
 namespace {
 
-constexpr double kRadius = 10;
-constexpr double kRowRadius = 6;
-constexpr int kInset = 5;
 constexpr int kWidth = 236;
 constexpr int kRowHeight = 28;
 constexpr int kSeparatorHeight = 11;
 constexpr int kTextInset = 10;
 constexpr int kKeyGap = 24;
 constexpr double kTextSize = 12.5;
-constexpr SoftShadow kShadow{10, 30, 0.45F};
 
 } // namespace
 
-/// The desktop's style has no part in the menu.
-class StatusMenu::Style final : public QProxyStyle {
-public:
-    Style()
-        : QProxyStyle(QStyleFactory::create(QStringLiteral("Fusion")))
-    {}
-
-    int pixelMetric(PixelMetric metric, const QStyleOption* option, const QWidget* widget) const override
-    {
-        switch (metric) {
-        case PM_MenuPanelWidth:
-            return shadowMargin;
-        case PM_MenuHMargin:
-        case PM_MenuVMargin:
-            return kInset;
-        default:
-            return QProxyStyle::pixelMetric(metric, option, widget);
-        }
-    }
-
-    int styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
-                  QStyleHintReturn* returned) const override
-    {
-        // The shape of the window is the menu's own affair.
-        if (hint == SH_Menu_Mask)
-            return 0;
-        return QProxyStyle::styleHint(hint, option, widget, returned);
-    }
-
-    QSize sizeFromContents(ContentsType type, const QStyleOption* option, const QSize& size,
-                           const QWidget* widget) const override
-    {
-        const auto* item = qstyleoption_cast<const QStyleOptionMenuItem*>(option);
-        if (type != CT_MenuItem || item == nullptr)
-            return QProxyStyle::sizeFromContents(type, option, size, widget);
-        // The menu adds the room for the keys by itself.
-        const int text = QFontMetrics(item->font).horizontalAdvance(item->text.section(u'\t', 0, 0));
-        const int width = text + kKeyGap + 2 * kTextInset;
-        return {width, item->menuItemType == QStyleOptionMenuItem::Separator ? kSeparatorHeight : kRowHeight};
-    }
-
-    void drawPrimitive(PrimitiveElement element, const QStyleOption* option, QPainter* painter,
-                       const QWidget* widget) const override
-    {
-        if (element == PE_PanelMenu)
-            paintGround(*painter, option->rect);
-        else if (element != PE_FrameMenu)
-            QProxyStyle::drawPrimitive(element, option, painter, widget);
-    }
-
-    void drawControl(ControlElement element, const QStyleOption* option, QPainter* painter,
-                     const QWidget* widget) const override
-    {
-        const auto* item = qstyleoption_cast<const QStyleOptionMenuItem*>(option);
-        if (element == CE_MenuItem && item != nullptr)
-            paintItem(*painter, *item);
-        else if (element != CE_MenuEmptyArea)
-            QProxyStyle::drawControl(element, option, painter, widget);
-    }
-
-    /// Points around the frame; 0 where no shadow can be shown.
-    int shadowMargin = 0;
-
+class StatusMenu::Style final : public FlatMenuStyle {
 private:
-    static WindowTheme theme() { return WindowTheme::of(QGuiApplication::palette()); }
+    static WindowTheme theme() { return WindowTheme::current(); }
 
-    void paintGround(QPainter& painter, const QRect& window) const
+    [[nodiscard]] QColor ground() const override { return theme().menu; }
+    [[nodiscard]] QColor border() const override { return theme().menuBorder; }
+
+    [[nodiscard]] QSize rowSize(const QStyleOptionMenuItem& item) const override
     {
-        const QRectF frame =
-            QRectF(window).adjusted(shadowMargin, shadowMargin, -shadowMargin, -shadowMargin);
-        if (shadowMargin > 0)
-            paintSoftShadow(painter, frame, kRadius, kShadow);
-        painter.setRenderHint(QPainter::Antialiasing);
-        painter.setBrush(theme().menu);
-        painter.setPen(QPen(theme().menuBorder, 1));
-        painter.drawRoundedRect(frame.adjusted(0.5, 0.5, -0.5, -0.5), kRadius, kRadius);
+        // The menu adds the room for the keys by itself.
+        const int text = QFontMetrics(item.font).horizontalAdvance(item.text.section(u'\t', 0, 0));
+        const int width = text + kKeyGap + 2 * kTextInset;
+        return {width, item.menuItemType == QStyleOptionMenuItem::Separator ? kSeparatorHeight : kRowHeight};
     }
 
-    static void paintItem(QPainter& painter, const QStyleOptionMenuItem& item)
+    void paintRow(QPainter& painter, const QStyleOptionMenuItem& item) const override
     {
         const QRectF row(item.rect);
         const QRectF text = row.adjusted(kTextInset, 0, -kTextInset, 0);
@@ -120,11 +49,8 @@ private:
         }
         painter.setRenderHint(QPainter::Antialiasing);
         const bool isSelected = item.state.testFlag(State_Selected);
-        if (isSelected) {
-            painter.setPen(Qt::NoPen);
-            painter.setBrush(theme().accentFill);
-            painter.drawRoundedRect(row, kRowRadius, kRowRadius);
-        }
+        if (isSelected)
+            paintHighlight(painter, row, theme().accentFill);
         painter.setFont(item.font);
         painter.setPen(isSelected ? QColor(Qt::white) : theme().text);
         painter.drawText(text, Qt::AlignVCenter | Qt::AlignLeft | Qt::TextSingleLine,
@@ -183,7 +109,7 @@ bool StatusMenu::event(QEvent* event)
 
 void StatusMenu::followCompositor()
 {
-    const int margin = windows_.isComposited() ? kShadow.margin() : 0;
+    const int margin = windows_.isComposited() ? FlatMenuStyle::marginOfShadow() : 0;
     if (std::exchange(style_->shadowMargin, margin) == margin)
         return;
     setMinimumWidth(kWidth + 2 * margin);
@@ -194,8 +120,7 @@ void StatusMenu::followCompositor()
 
 QRect StatusMenu::frame() const
 {
-    const int margin = style_->shadowMargin;
-    return rect().adjusted(margin, margin, -margin, -margin);
+    return style_->frame(rect());
 }
 
 void StatusMenu::openAt(const std::function<QPoint(QSize)>& place)
@@ -236,11 +161,8 @@ void StatusMenu::mousePressEvent(QMouseEvent* event)
 void StatusMenu::cutCorners()
 {
     clearMask();
-    if (style_->shadowMargin > 0)
-        return;
-    QPainterPath shape;
-    shape.addRoundedRect(QRectF(rect()), kRadius, kRadius);
-    setMask(QRegion(shape.toFillPolygon().toPolygon()));
+    if (style_->shadowMargin == 0)
+        setMask(FlatMenuStyle::shape(rect()));
 }
 
 } // namespace velmo

@@ -6,6 +6,8 @@
 
 namespace velmo {
 
+class FlatMenuStyle;
+
 /// A menu in the panel's look: dark whatever the desktop's style. Main thread.
 class PanelMenu final : public QMenu {
 public:
@@ -26,7 +28,7 @@ protected:
     void mousePressEvent(QMouseEvent* event) override;
 
 private:
-    int shadowMargin_;
+    FlatMenuStyle* style_; ///< A child.
 };
 
 } // namespace velmo
