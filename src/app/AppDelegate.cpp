@@ -5,6 +5,7 @@
 #include "core/async/WorkerPool.h"
 
 #include <QCoreApplication>
+#include <QWidget>
 #include <utility>
 
 namespace velmo {
@@ -87,7 +88,7 @@ void AppDelegate::applicationDidFinishLaunching(JsonFileDefaults& defaults, cons
     permissionMonitor_.start(kPermissionInterval);
     // A first start has its welcome, also where nothing is missing.
     if (handlePermissionState(true) && !settings_->hasCompletedOnboarding.value())
-        presentOnboarding(true);
+        presentOnboarding({}, true);
 }
 
 bool AppDelegate::applicationShouldHandleReopen()
@@ -207,7 +208,7 @@ bool AppDelegate::handlePermissionState(bool forcePresentation)
         hotkeyProblem_.set({});
         session_.cancel();
         if (isOnboarding) {
-            presentOnboarding(forcePresentation);
+            presentOnboarding(missing, forcePresentation);
         } else if (forcePresentation) {
             settings_->settingsSelectedTab.set(kPermissionsTab);
             menuBarController_->openSettingsWindow();
@@ -216,7 +217,7 @@ bool AppDelegate::handlePermissionState(bool forcePresentation)
     }
     // A first start is led to its end, with the gestures working behind it.
     if (onboardingController_ && isOnboarding) {
-        onboardingController_->updatePermissions(PermissionChecker::checkAll(*desktop_.permissions));
+        presentOnboarding(missing, false);
     } else if (onboardingController_ && !isOnboardingRequested_) {
         onboardingController_->close();
         onboardingController_.reset();
@@ -251,12 +252,17 @@ void AppDelegate::explainMissingTray()
 void AppDelegate::showOnboarding()
 {
     isOnboardingRequested_ = true;
-    presentOnboarding(true);
+    presentOnboarding(PermissionChecker::checkRequired(*desktop_.permissions), true);
 }
 
-void AppDelegate::presentOnboarding(bool forcePresentation)
+void AppDelegate::presentOnboarding(const QList<MissingPermission>& required, bool forcePresentation)
 {
-    const QList<MissingPermission> missing = PermissionChecker::checkAll(*desktop_.permissions);
+    // Who has closed it is left in peace, and so is the sound server: asking it keeps the connection to it.
+    const QWidget* window = onboardingController_ ? onboardingController_->window() : nullptr;
+    if (window != nullptr && !window->isVisible() && !forcePresentation)
+        return;
+    const QList<MissingPermission> missing =
+        PermissionChecker::withMicrophone(*desktop_.permissions, required);
     const bool isNew = !onboardingController_;
     if (isNew)
         onboardingController_ = makeOnboarding(missing);

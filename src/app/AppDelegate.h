@@ -79,7 +79,7 @@ private:
     [[nodiscard]] std::unique_ptr<QWidget> makeSettingsWindow();
     [[nodiscard]] std::unique_ptr<OnboardingWindowController>
     makeOnboarding(const QList<MissingPermission>& missing);
-    void presentOnboarding(bool forcePresentation);
+    void presentOnboarding(const QList<MissingPermission>& required, bool forcePresentation);
     void completeOnboarding();
     void explainMissingTray();
     void logMissing(const QList<MissingPermission>& missing);

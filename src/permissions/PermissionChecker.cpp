@@ -17,10 +17,14 @@ QList<MissingPermission> checkRequired(Permissions& permissions)
 
 QList<MissingPermission> checkAll(Permissions& permissions)
 {
-    QList<MissingPermission> missing = checkRequired(permissions);
+    return withMicrophone(permissions, checkRequired(permissions));
+}
+
+QList<MissingPermission> withMicrophone(Permissions& permissions, QList<MissingPermission> required)
+{
     if (!isGranted(permissions, MissingPermission::Microphone))
-        missing.append(MissingPermission::Microphone);
-    return missing;
+        required.append(MissingPermission::Microphone);
+    return required;
 }
 
 bool isGranted(Permissions& permissions, MissingPermission permission)

@@ -17,6 +17,10 @@ namespace PermissionChecker {
 /// Those, and the microphone.
 [[nodiscard]] QList<MissingPermission> checkAll(Permissions& permissions);
 
+/// The same where those have been looked for already. It asks for the microphone alone.
+[[nodiscard]] QList<MissingPermission> withMicrophone(Permissions& permissions,
+                                                      QList<MissingPermission> required);
+
 [[nodiscard]] bool isGranted(Permissions& permissions, MissingPermission permission);
 
 /// The user has said no to the microphone, or there is none: only the desktop's settings can help.

@@ -158,6 +158,24 @@ TEST_F(LifecycleTest, AFirstStartThatIsClosedComesBackOnlyWhenItIsNeeded)
     EXPECT_FALSE(settings->hasCompletedOnboarding.value());
 }
 
+TEST_F(LifecycleTest, NobodyAsksForTheMicrophoneBehindAFirstStartThatIsClosed)
+{
+    settings->hasCompletedOnboarding.set(false);
+    launch();
+    onboarding()->window()->close();
+    const int questions = permissions->microphoneQuestions;
+    EXPECT_TRUE(delegate->handlePermissionState(false));
+    EXPECT_EQ(permissions->microphoneQuestions, questions);
+    permissions->accessibility = false;
+    EXPECT_FALSE(delegate->handlePermissionState(false));
+    EXPECT_EQ(permissions->microphoneQuestions, questions);
+
+    // What has changed meanwhile is there when it is needed again.
+    delegate->requestAnnotation();
+    EXPECT_GT(permissions->microphoneQuestions, questions);
+    EXPECT_EQ(onboarding()->steps(), OnboardingStep::all({MissingPermission::Accessibility}));
+}
+
 TEST_F(LifecycleTest, AskingForTheOverlayDuringAFirstStartBeginsItWhereItCan)
 {
     settings->hasCompletedOnboarding.set(false);

@@ -54,6 +54,7 @@ TEST(PermissionCheckerTest, ListsWhatIsMissingInOrder)
             if (status != MicrophoneStatus::Authorized)
                 all.append(kMicrophone);
             EXPECT_EQ(PermissionChecker::checkAll(permissions), all);
+            EXPECT_EQ(PermissionChecker::withMicrophone(permissions, one.required), all);
         }
         EXPECT_THAT(permissions.requests, IsEmpty());
     }
