@@ -14,36 +14,12 @@
 #include <QCoreApplication>
 #include <QFile>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
-#include <poll.h>
 #include <unistd.h>
 
 namespace velmo {
 
 namespace {
-
-/// False, with the reason in errno, when it cannot be written: nobody reads any more, or the disk is full.
-bool printPiece(const QString& piece)
-{
-    const QByteArray bytes = piece.toUtf8();
-    qsizetype written = 0;
-    while (written < bytes.size()) {
-        const ssize_t count =
-            write(STDOUT_FILENO, bytes.constData() + written, static_cast<size_t>(bytes.size() - written));
-        if (count < 0 && errno == EAGAIN) {
-            // Whoever started us left it non-blocking. Unlike a log line, an answer is worth waiting for.
-            pollfd ready{STDOUT_FILENO, POLLOUT, 0};
-            poll(&ready, 1, -1);
-            continue;
-        }
-        if (count < 0 && errno != EINTR)
-            return false;
-        if (count > 0)
-            written += count;
-    }
-    return true;
-}
 
 /// The picture as PNG bytes, or the sentence that says why there is none.
 Result<QByteArray, QString> loadPicture(const QString& path)
@@ -85,7 +61,7 @@ async::Task<ExitCode> ask(Question question, std::shared_ptr<LLMProvider> provid
         if (batch.empty())
             break;
         for (const QString& piece : batch) {
-            if (!printPiece(piece)) {
+            if (!printText(piece)) {
                 printError(QStringLiteral("velmo: could not write to standard output: ") +
                            QString::fromLocal8Bit(std::strerror(errno)));
                 co_return ExitCode::Failed;
@@ -96,7 +72,7 @@ async::Task<ExitCode> ask(Question question, std::shared_ptr<LLMProvider> provid
     }
     // A terminal's prompt belongs on a line of its own; a script gets the answer alone.
     if (!endsWithLineFeed && isatty(STDOUT_FILENO) != 0)
-        printPiece(QStringLiteral("\n"));
+        static_cast<void>(printText(QStringLiteral("\n")));
     if (const auto failure = pieces.error()) {
         printError(QStringLiteral("[Error: ") + localizedDescription(*failure) + u']');
         co_return ExitCode::Failed;

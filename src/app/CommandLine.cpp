@@ -16,6 +16,7 @@
 #include <cstdio>
 #include <fcntl.h>
 #include <map>
+#include <poll.h>
 #include <unistd.h>
 
 namespace velmo {
@@ -180,6 +181,27 @@ void occupyStandardStreams()
 }
 
 } // namespace
+
+bool printText(const QString& text)
+{
+    const QByteArray bytes = text.toUtf8();
+    qsizetype written = 0;
+    while (written < bytes.size()) {
+        const ssize_t count =
+            write(STDOUT_FILENO, bytes.constData() + written, static_cast<size_t>(bytes.size() - written));
+        if (count < 0 && errno == EAGAIN) {
+            // Whoever started us left it non-blocking. Unlike a log line, an answer is worth waiting for.
+            pollfd ready{STDOUT_FILENO, POLLOUT, 0};
+            poll(&ready, 1, -1);
+            continue;
+        }
+        if (count < 0 && errno != EINTR)
+            return false;
+        if (count > 0)
+            written += count;
+    }
+    return true;
+}
 
 void printError(const QString& text)
 {

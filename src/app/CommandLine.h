@@ -52,6 +52,10 @@ struct CommandLine {
 /// The arguments after the program's name; nothing, and the reason, if they are not understood.
 [[nodiscard]] std::optional<CommandLine> parseCommandLine(const QStringList& arguments, QString* reason);
 
+/// Writes all of it to standard output, and waits for a reader that is slow. False, with the reason in errno,
+/// when it cannot be written: nobody reads any more, or the disk is full.
+[[nodiscard]] bool printText(const QString& text);
+
 /// Writes a line to standard error, for whoever typed the command.
 void printError(const QString& text);
 

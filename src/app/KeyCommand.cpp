@@ -6,7 +6,6 @@
 #include "core/SettingsManager.h"
 
 #include <QCoreApplication>
-#include <cstdio>
 #include <sys/resource.h>
 
 namespace velmo {
@@ -28,9 +27,7 @@ const Service& serviceOf(const QString& name)
 
 ExitCode print(const QString& lines)
 {
-    const QByteArray bytes = lines.toUtf8();
-    const bool isWritten = std::fputs(bytes.constData(), stdout) >= 0 && std::fflush(stdout) == 0;
-    return isWritten ? ExitCode::Done : ExitCode::Failed;
+    return printText(lines) ? ExitCode::Done : ExitCode::Failed;
 }
 
 ExitCode tellStatus(Keychain& keychain)

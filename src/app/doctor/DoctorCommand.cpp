@@ -16,7 +16,6 @@
 
 #include <QGuiApplication>
 #include <algorithm>
-#include <cstdio>
 #include <unistd.h>
 #include <utility>
 
@@ -171,13 +170,10 @@ Findings judge(const Seen& seen, const std::optional<ScreenSurvey>& screens)
 
 ExitCode print(const Findings& findings, DoctorFormat format)
 {
-    const QByteArray report =
-        (format == DoctorFormat::Json ? reportAsJson(findings, QStringLiteral(VELMO_VERSION))
-                                      : reportAsText(findings))
-            .toUtf8();
-    if (std::fputs(report.constData(), stdout) < 0 || std::fflush(stdout) != 0)
-        return ExitCode::Failed;
-    return canWork(findings) ? ExitCode::Done : ExitCode::Failed;
+    const bool isPrinted =
+        printText(format == DoctorFormat::Json ? reportAsJson(findings, QStringLiteral(VELMO_VERSION))
+                                               : reportAsText(findings));
+    return isPrinted && canWork(findings) ? ExitCode::Done : ExitCode::Failed;
 }
 
 } // namespace
