@@ -1,9 +1,9 @@
 #pragma once
 
 #include "core/AnnotationSession.h"
+#include "core/CurrentDesktops.h"
 #include "input/HotkeyCaptureSheet.h"
 #include "input/StatusItem.h"
-#include "input/TrayIcon.h"
 
 #include <QWidget>
 

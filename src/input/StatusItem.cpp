@@ -1,5 +1,6 @@
 #include "input/StatusItem.h"
 
+#include "core/CurrentDesktops.h"
 #include "core/DebugLog.h"
 #include "input/MenuPlace.h"
 #include "input/TrayIcon.h"

@@ -85,9 +85,4 @@ QColor trayColor(const std::optional<QColor>& told, const QStringList& desktops,
     return hasDarkBar ? WindowTheme::dark().text : WindowTheme::of(palette).text;
 }
 
-QStringList currentDesktops()
-{
-    return qEnvironmentVariable("XDG_CURRENT_DESKTOP").split(u':', Qt::SkipEmptyParts);
-}
-
 } // namespace velmo

@@ -17,7 +17,4 @@ namespace velmo {
 [[nodiscard]] QColor trayColor(const std::optional<QColor>& told, const QStringList& desktops,
                                const QPalette& palette);
 
-/// The names that the session gives its desktop, the most special first.
-[[nodiscard]] QStringList currentDesktops();
-
 } // namespace velmo

@@ -40,9 +40,9 @@ const std::map<std::string, std::set<std::string>> kAllowed{
 };
 
 /// The base library stands below the seam, although its files share a folder with the session.
-const std::set<std::string> kBaseFiles{"Clock",     "Console",  "CoordinateSpace", "DebugLog",
-                                       "Erase",     "Geometry", "Identity",        "Loopback",
-                                       "Published", "Result",   "ServiceEndpoint", "Text"};
+const std::set<std::string> kBaseFiles{
+    "Clock",    "Console",  "CoordinateSpace", "CurrentDesktops", "DebugLog",        "Erase", "Geometry",
+    "Identity", "Loopback", "Published",       "Result",          "ServiceEndpoint", "Text"};
 
 /// The folders that may know the session and the settings.
 const std::set<std::string> kAboveSession{"app",     "app/doctor", "capture", "input",

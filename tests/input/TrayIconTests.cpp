@@ -104,13 +104,5 @@ TEST(TrayColor, IsWhatStandsOutOnTheBar)
     EXPECT_EQ(trayColor(QColor(Qt::red), gnome, darkPalette()), QColor(Qt::red));
 }
 
-TEST(TrayColor, KnowsDesktopsByTheSessionsList)
-{
-    qputenv("XDG_CURRENT_DESKTOP", "ubuntu:GNOME");
-    EXPECT_THAT(currentDesktops(), testing::ElementsAre(QStringLiteral("ubuntu"), QStringLiteral("GNOME")));
-    qunsetenv("XDG_CURRENT_DESKTOP");
-    EXPECT_THAT(currentDesktops(), testing::IsEmpty());
-}
-
 } // namespace
 } // namespace velmo

@@ -1,5 +1,7 @@
 #include "app/doctor/Checks.h"
 
+#include "core/CurrentDesktops.h"
+
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <thread>
@@ -92,7 +94,7 @@ SessionKind SessionKind::fromEnvironment()
     kind.type = !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") ? QStringLiteral("wayland")
                 : kind.hasX                                     ? QStringLiteral("x11")
                                                                 : QStringLiteral("none");
-    kind.desktops = qEnvironmentVariable("XDG_CURRENT_DESKTOP").split(u':', Qt::SkipEmptyParts);
+    kind.desktops = currentDesktops();
     return kind;
 }
 

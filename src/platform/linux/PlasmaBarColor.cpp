@@ -1,5 +1,7 @@
 #include "platform/linux/PlasmaBarColor.h"
 
+#include "core/CurrentDesktops.h"
+
 #include <QSettings>
 #include <QStandardPaths>
 #include <QStringList>
@@ -8,8 +10,7 @@ namespace velmo {
 
 std::optional<QColor> plasmaBarColor()
 {
-    const QStringList desktops = qEnvironmentVariable("XDG_CURRENT_DESKTOP").split(u':');
-    if (!desktops.contains(QStringLiteral("KDE")))
+    if (!currentDesktops().contains(QStringLiteral("KDE")))
         return std::nullopt;
     const QString settings =
         QStandardPaths::locate(QStandardPaths::GenericConfigLocation, QStringLiteral("plasmarc"));

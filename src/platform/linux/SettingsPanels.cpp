@@ -1,5 +1,7 @@
 #include "platform/linux/SettingsPanels.h"
 
+#include "core/CurrentDesktops.h"
+
 #include <QList>
 #include <QProcess>
 #include <QStandardPaths>
@@ -15,10 +17,9 @@ struct Panel {
     QStringList arguments;
 };
 
-/// A desktop may give several names, its own first and then those of what it is made from.
 bool isDesktop(QLatin1String family)
 {
-    const QStringList names = qEnvironmentVariable("XDG_CURRENT_DESKTOP").split(u':', Qt::SkipEmptyParts);
+    const QStringList names = currentDesktops();
     return std::any_of(names.begin(), names.end(), [&](const QString& name) {
         // As in GNOME-Flashback.
         return name.section(u'-', 0, 0).compare(family, Qt::CaseInsensitive) == 0;
