@@ -27,8 +27,8 @@ void logPlatform(const QString& message)
 /// The log says who has the combination, the settings that the user cannot have it.
 QString problemInWords(const QStringList& hotkeyProblems)
 {
-    return hotkeyProblems.join(u'\n').replace(QStringLiteral(" is held by "),
-                                              QStringLiteral(" is taken by "));
+    return hotkeyProblems.join(u'\n').replace(kHeldByAnother,
+                                              QStringLiteral(" is taken by another program."));
 }
 
 } // namespace

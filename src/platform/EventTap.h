@@ -55,6 +55,9 @@ struct TapInterest {
     bool middleButton = false;
 };
 
+/// How the sentence about a combination that was refused ends; the combination stands before it.
+inline const QString kHeldByAnother = QStringLiteral(" is held by another program.");
+
 /// Watches the desktop's input stream on a thread of its own.
 ///
 /// Everything but replayPress() and report() is called on the main thread and returns at once. The handler
@@ -67,7 +70,7 @@ public:
     using Handler = std::function<TapVerdict(TapEventType, const TapEvent&)>;
     struct StartReport {
         bool started = false;
-        /// Readable sentences: each combination that was refused ("held by another program"), or why nothing
+        /// Readable sentences: each combination that was refused (see kHeldByAnother), or why nothing
         /// started.
         QStringList problems{};
         QStringList hotkeyProblems{}; ///< Those of them that are the hotkey's.

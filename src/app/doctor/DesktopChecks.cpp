@@ -64,9 +64,8 @@ Finding notLookedAt(const QString& area, const QString& reason, const QString& a
 QJsonObject refusalDetails(const QString& problem)
 {
     QJsonObject details{{QStringLiteral("started"), true}, {QStringLiteral("refused"), QJsonArray{problem}}};
-    const QString held = QStringLiteral(" is held by another program.");
-    if (problem.endsWith(held))
-        details.insert(QStringLiteral("combination"), problem.chopped(held.size()));
+    if (problem.endsWith(kHeldByAnother))
+        details.insert(QStringLiteral("combination"), problem.chopped(kHeldByAnother.size()));
     return details;
 }
 

@@ -74,7 +74,7 @@ void X11ButtonGrabs::installMiddle(const X11KeyboardLayout& layout)
     std::iota(sets.begin(), sets.end(), 0U);
     const auto refused = middle_.take(kMiddleButtonOfServer, sets);
     middleProblems_ = refused.size() == sets.size()
-                          ? QStringList{QStringLiteral("Middle button is held by another program.")}
+                          ? QStringList{QStringLiteral("Middle button") + kHeldByAnother}
                           : layout.describeRefusals(sets, refused, QStringLiteral("middle button"));
 }
 

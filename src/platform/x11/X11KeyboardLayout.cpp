@@ -225,7 +225,7 @@ QStringList X11KeyboardLayout::describeRefusals(const std::vector<quint32>& requ
                 under = QStringLiteral(" without any lock");
             else if (!isWhole)
                 under = QStringLiteral(" with ") + otherNames(set);
-            problems << label + under + QStringLiteral(" is held by another program.");
+            problems << label + under + kHeldByAnother;
             if (isWhole)
                 break;
         }
