@@ -14,11 +14,9 @@ namespace {
 
 using Status = Keychain::Status;
 
-using Service = KeyService;
-
-const Service& serviceOf(const QString& name)
+const KeyService& serviceOf(const QString& name)
 {
-    for (const Service& service : keyServices()) {
+    for (const KeyService& service : keyServices()) {
         if (service.name == name)
             return service;
     }
@@ -35,9 +33,10 @@ ExitCode tellStatus(Keychain& keychain)
     constexpr int kColumn = 11;
     const auto settings = SettingsManager::shared();
     QString lines;
-    for (const Service& service : keyServices())
-        lines +=
-            service.name.leftJustified(kColumn) + keySourceSentence(*settings, keychain, service) + u'\n';
+    for (const KeyService& service : keyServices()) {
+        const auto stored = keychain.read(settings->keychainService, service.account);
+        lines += service.name.leftJustified(kColumn) + keySourceSentence(stored, service) + u'\n';
+    }
     // Asked last, so that it knows of what the reads ran into.
     const auto availability = keychain.availability();
     if (availability != Keychain::Availability::Available)
@@ -82,7 +81,7 @@ ExitCode explainFailure(Keychain& keychain, Status status, const QString& deed)
     return ExitCode::Failed;
 }
 
-ExitCode setKey(Keychain& keychain, const Service& service, const QString& key)
+ExitCode setKey(Keychain& keychain, const KeyService& service, const QString& key)
 {
     const Status status = settled(SettingsManager::shared()->keychainWrite(service.account, key));
     if (status != Status::Success)
@@ -90,7 +89,7 @@ ExitCode setKey(Keychain& keychain, const Service& service, const QString& key)
     return print(QStringLiteral("The key for ") + service.title + QStringLiteral(" is in the keyring.\n"));
 }
 
-ExitCode clearKey(Keychain& keychain, const Service& service)
+ExitCode clearKey(Keychain& keychain, const KeyService& service)
 {
     const auto settings = SettingsManager::shared();
     // What is not there needs no empty item in its place, let alone a keyring to put it into.

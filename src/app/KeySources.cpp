@@ -5,14 +5,13 @@ namespace velmo {
 namespace {
 
 /// What is in the keyring in place of a key; empty if nobody can tell.
-QString absence(Keychain& keychain, const SettingsManager& settings, const QString& account)
+QString absence(const Keychain::ReadResult& stored)
 {
-    const auto result = keychain.read(settings.keychainService, account);
-    if (result.status == Keychain::Status::ItemNotFound)
+    if (stored.status == Keychain::Status::ItemNotFound)
         return QStringLiteral("not in the keyring, and ");
-    if (result.status != Keychain::Status::Success)
+    if (stored.status != Keychain::Status::Success)
         return {};
-    return result.data.trimmed().isEmpty() ? QStringLiteral("empty in the keyring, and ")
+    return stored.data.trimmed().isEmpty() ? QStringLiteral("empty in the keyring, and ")
                                            : QStringLiteral("not text in the keyring, and ");
 }
 
@@ -21,16 +20,18 @@ QString absence(Keychain& keychain, const SettingsManager& settings, const QStri
 const std::array<KeyService, 3>& keyServices()
 {
     static const std::array<KeyService, 3> all{
-        KeyService{QStringLiteral("anthropic"), QStringLiteral("Anthropic"), KeychainAccount::Anthropic},
-        KeyService{QStringLiteral("openai"), QStringLiteral("OpenAI"), KeychainAccount::OpenAI},
-        KeyService{QStringLiteral("replicate"), QStringLiteral("Replicate"), KeychainAccount::Replicate}};
+        KeyService{QStringLiteral("anthropic"), QStringLiteral("Anthropic"), KeychainAccount::Anthropic,
+                   kAnthropicBase},
+        KeyService{QStringLiteral("openai"), QStringLiteral("OpenAI"), KeychainAccount::OpenAI, kOpenAIBase},
+        KeyService{QStringLiteral("replicate"), QStringLiteral("Replicate"), KeychainAccount::Replicate,
+                   kReplicateBase}};
     return all;
 }
 
-QString keySourceSentence(const SettingsManager& settings, Keychain& keychain, const KeyService& service)
+QString keySourceSentence(const Keychain::ReadResult& stored, const KeyService& service)
 {
     const QString variable = SettingsManager::environmentKeyName(service.account);
-    switch (settings.keySource(service.account)) {
+    switch (SettingsManager::keySource(stored, service.account)) {
     case KeySource::Keychain:
         return QStringLiteral("from the keyring");
     case KeySource::Environment:
@@ -39,7 +40,7 @@ QString keySourceSentence(const SettingsManager& settings, Keychain& keychain, c
         break;
     }
     const bool isBlank = qEnvironmentVariableIsSet(variable.toLatin1().constData());
-    return QStringLiteral("none (") + absence(keychain, settings, service.account) + variable +
+    return QStringLiteral("none (") + absence(stored) + variable +
            (isBlank ? QStringLiteral(" is blank)") : QStringLiteral(" is not set)"));
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/ServiceEndpoint.h"
 #include "core/SettingsManager.h"
 
 #include <QString>
@@ -9,15 +10,16 @@ namespace velmo {
 
 /// A service that a key is for.
 struct KeyService {
-    QString name;    ///< As it is typed.
-    QString title;   ///< As it is written.
-    QString account; ///< In the key store.
+    QString name;     ///< As it is typed.
+    QString title;    ///< As it is written.
+    QString account;  ///< In the key store.
+    ServiceBase base; ///< Where it is asked.
 };
 
 [[nodiscard]] const std::array<KeyService, 3>& keyServices();
 
-/// Where the service's key comes from, or why there is none, without showing it.
-[[nodiscard]] QString keySourceSentence(const SettingsManager& settings, Keychain& keychain,
-                                        const KeyService& service);
+/// Where the service's key comes from, or why there is none, without showing it: given what was read from the
+/// keyring.
+[[nodiscard]] QString keySourceSentence(const Keychain::ReadResult& stored, const KeyService& service);
 
 } // namespace velmo

@@ -2,6 +2,7 @@
 
 #include "app/KeySources.h"
 #include "core/Loopback.h"
+#include "core/ServiceEndpoint.h"
 
 #include <QJsonArray>
 
@@ -45,13 +46,6 @@ bool isKeyringSwitchedOff()
     return qEnvironmentVariable("VELMO_KEYRING") == QStringLiteral("off");
 }
 
-const ServiceBase& serviceBase(const QString& name)
-{
-    if (name == QStringLiteral("openai"))
-        return kOpenAIBase;
-    return name == QStringLiteral("replicate") ? kReplicateBase : kAnthropicBase;
-}
-
 ServiceEnvironment ServiceEnvironment::own()
 {
     ServiceEnvironment environment{.isKeyringOff = isKeyringSwitchedOff()};
@@ -59,7 +53,7 @@ ServiceEnvironment ServiceEnvironment::own()
         const QByteArray variable = SettingsManager::environmentKeyName(service.account).toLatin1();
         if (!qEnvironmentVariable(variable.constData()).trimmed().isEmpty())
             environment.keys.append(service.name);
-        environment.servers.insert(service.name, serverOf(serviceBase(service.name)));
+        environment.servers.insert(service.name, serverOf(service.base));
     }
     return environment;
 }

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "core/ServiceEndpoint.h"
-
 #include <QJsonObject>
 #include <QMap>
 #include <QStringList>
@@ -33,8 +31,5 @@ struct ServiceEnvironment {
 
 /// VELMO_KEYRING=off.
 [[nodiscard]] bool isKeyringSwitchedOff();
-
-/// Which of the bases is the service's.
-[[nodiscard]] const ServiceBase& serviceBase(const QString& name);
 
 } // namespace velmo

@@ -46,6 +46,13 @@ EnvironmentNames environmentNames(const QString& account)
     return {"ANTHROPIC_API_KEY", kAnthropicBase.variable, "ANTHROPIC_MODEL"};
 }
 
+std::optional<QString> textOf(const Keychain::ReadResult& stored)
+{
+    if (stored.status != Keychain::Status::Success)
+        return std::nullopt;
+    return decodeUtf8(stored.data);
+}
+
 /// A key that a line end was stored with, as "echo" sends one, would be refused in a request's header.
 std::optional<QString> usableKey(std::optional<QString> stored)
 {
@@ -186,10 +193,7 @@ QString SettingsManager::effectiveSystemPrompt() const
 
 std::optional<QString> SettingsManager::keychainRead(const QString& account) const
 {
-    const Keychain::ReadResult result = keychain_->read(keychainService, account);
-    if (result.status != Keychain::Status::Success)
-        return std::nullopt;
-    return decodeUtf8(result.data);
+    return textOf(keychain_->read(keychainService, account));
 }
 
 Keychain::Status SettingsManager::keychainWrite(const QString& account, const QString& value)
@@ -222,7 +226,12 @@ std::optional<QString> SettingsManager::effectiveKey(const QString& account) con
 
 KeySource SettingsManager::keySource(const QString& account) const
 {
-    if (usableKey(keychainRead(account)))
+    return keySource(keychain_->read(keychainService, account), account);
+}
+
+KeySource SettingsManager::keySource(const Keychain::ReadResult& stored, const QString& account)
+{
+    if (usableKey(textOf(stored)))
         return KeySource::Keychain;
     return environmentValue(environmentNames(account).key).isEmpty() ? KeySource::None
                                                                      : KeySource::Environment;

@@ -92,6 +92,8 @@ public:
     [[nodiscard]] std::optional<QString> effectiveKey(const QString& account) const;
     /// Where effectiveKey() takes it from.
     [[nodiscard]] KeySource keySource(const QString& account) const;
+    /// The same where the key store has been asked already.
+    [[nodiscard]] static KeySource keySource(const Keychain::ReadResult& stored, const QString& account);
     /// The variable that holds the account's key in the environment.
     [[nodiscard]] static QString environmentKeyName(const QString& account);
 

@@ -205,6 +205,14 @@ TEST_F(ScriptedKeyCommandTest, AKeyReadElsewhereIsNotSaidToBeUnused)
     EXPECT_FALSE(told.contains("not used")) << told.toStdString();
 }
 
+TEST_F(ScriptedKeyCommandTest, TheStatusAsksForEachKeyOnce)
+{
+    script.addItem(test::KeyringScript::kMain + "/1", "apiKey.anthropic", kKey.toStdString());
+    EXPECT_TRUE(status().startsWith("anthropic  from the keyring\n"));
+    EXPECT_EQ(script.countOf("SearchItems"), 3);
+    EXPECT_EQ(script.countOf("GetSecret"), 1);
+}
+
 TEST_F(ScriptedKeyCommandTest, AKeyringThatRefusesIsCalledThat)
 {
     script.setManner("ReadAlias", {.error = "org.freedesktop.DBus.Error.AccessDenied"});

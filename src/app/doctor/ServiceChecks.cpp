@@ -104,11 +104,10 @@ QString adviceFor(const KeyService& service)
            SettingsManager::environmentKeyName(service.account) + u'.';
 }
 
-/// Where the Velmo with that environment has its key from.
-KeySource sourceIn(const ServiceEnvironment& environment, const SettingsManager& settings,
-                   const KeyService& service)
+/// Where the Velmo with that environment has its key from; given where one with this process's would.
+KeySource sourceIn(const ServiceEnvironment& environment, KeySource here, const KeyService& service)
 {
-    if (!environment.isKeyringOff && settings.keySource(service.account) == KeySource::Keychain)
+    if (!environment.isKeyringOff && here == KeySource::Keychain)
         return KeySource::Keychain;
     return environment.keys.contains(service.name) ? KeySource::Environment : KeySource::None;
 }
@@ -125,18 +124,20 @@ QString sentenceAboutRunning(KeySource source, const KeyService& service)
 Finding keyFinding(const SettingsManager& settings, Keychain& keychain, const ServiceEnvironment& environment,
                    const KeyService& service)
 {
-    const KeySource source = sourceIn(environment, settings, service);
-    const bool isAsHere = source == settings.keySource(service.account);
+    const auto stored = keychain.read(settings.keychainService, service.account);
+    const KeySource here = SettingsManager::keySource(stored, service.account);
+    const KeySource source = sourceIn(environment, here, service);
+    const bool isAsHere = source == here;
     const bool isOpenAISelected = settings.selectedProvider.value() == ProviderID::OpenAI;
     const bool isSelected =
         service.account == (isOpenAISelected ? KeychainAccount::OpenAI : KeychainAccount::Anthropic);
-    Finding finding{.area = kKeys,
-                    .text = service.title + QStringLiteral(": ") +
-                            (isAsHere ? keySourceSentence(settings, keychain, service)
-                                      : sentenceAboutRunning(source, service)),
-                    .details = {{QStringLiteral("service"), service.name},
-                                {QStringLiteral("source"), word(source)},
-                                {QStringLiteral("selected"), isSelected}}};
+    Finding finding{
+        .area = kKeys,
+        .text = service.title + QStringLiteral(": ") +
+                (isAsHere ? keySourceSentence(stored, service) : sentenceAboutRunning(source, service)),
+        .details = {{QStringLiteral("service"), service.name},
+                    {QStringLiteral("source"), word(source)},
+                    {QStringLiteral("selected"), isSelected}}};
     if (source != KeySource::None)
         return finding;
     if (isSelected && isKeyringSwitchedOff() && !environment.isKeyringOff) {
@@ -154,7 +155,7 @@ Finding keyFinding(const SettingsManager& settings, Keychain& keychain, const Se
 
 Finding endpointFinding(const KeyService& service, const ServiceEnvironment::Server& server)
 {
-    const QString variable = QString::fromLatin1(serviceBase(service.name).variable);
+    const QString variable = QString::fromLatin1(service.base.variable);
     Finding finding{.area = kServers,
                     .details = {{QStringLiteral("service"), service.name},
                                 {QStringLiteral("configured"), server.isConfigured}}};
@@ -273,7 +274,7 @@ Findings differences(const ServiceEnvironment& here, const ServiceEnvironment& r
         if (here.keys.contains(service.name) != running.keys.contains(service.name))
             findings.push_back(difference(SettingsManager::environmentKeyName(service.account)));
         if (here.servers.value(service.name) != running.servers.value(service.name))
-            findings.push_back(difference(QString::fromLatin1(serviceBase(service.name).variable)));
+            findings.push_back(difference(QString::fromLatin1(service.base.variable)));
     }
     return findings;
 }
