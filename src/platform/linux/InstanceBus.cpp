@@ -166,13 +166,13 @@ void InstanceBus::serve()
     });
 }
 
-InstanceBus::Exchange InstanceBus::ask(const QByteArray& message, Clock::TimePoint end)
+InstanceExchange InstanceBus::ask(const QByteArray& message, Clock::TimePoint end)
 {
     if (!bus_)
         return {};
     // Whether anybody is there is for the bus to say, so that a bus that hangs is not taken for a program
     // that does.
-    Exchange exchange;
+    InstanceExchange exchange;
     std::string owner;
     bool isAnswered = false;
     const BusRequest findOwner{kBus, kBusPath, kBus, "GetNameOwner", kName};
@@ -189,16 +189,16 @@ InstanceBus::Exchange InstanceBus::ask(const QByteArray& message, Clock::TimePoi
         exchange.processID = static_cast<qint32>(answer.readNumber().value_or(0));
     });
     isAnswered = false;
-    exchange.kind = Exchange::Kind::Silent;
+    exchange.kind = InstanceExchange::Kind::Silent;
     const BusRequest perform{owner, objectPath(), kControl, "Perform", message.toStdString()};
     waiting = bus_->call(perform, limitUntil(end), [&](BusMessage& answer) {
         isAnswered = true;
         if (answer.isError()) {
             exchange.kind = answer.isFromNobody() || answer.isError(SD_BUS_ERROR_NO_REPLY)
-                                ? Exchange::Kind::Nobody
-                                : Exchange::Kind::Answered;
+                                ? InstanceExchange::Kind::Nobody
+                                : InstanceExchange::Kind::Answered;
         } else {
-            exchange.kind = Exchange::Kind::Answered;
+            exchange.kind = InstanceExchange::Kind::Answered;
             exchange.answer = QByteArray::fromStdString(answer.readText().value_or(std::string()));
         }
     });

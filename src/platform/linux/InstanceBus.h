@@ -1,8 +1,8 @@
 #pragma once
 
 #include "core/Clock.h"
-#include "platform/ApplicationInstance.h"
 #include "platform/linux/BusNotifier.h"
+#include "platform/linux/InstanceMessages.h"
 
 #include <QByteArray>
 #include <functional>
@@ -38,14 +38,8 @@ public:
     /// Answers from now on, and takes the name when it is given up. Needs the application object.
     void serve();
 
-    struct Exchange {
-        enum class Kind { Answered, Nobody, Silent };
-        Kind kind = Kind::Nobody;
-        QByteArray answer{};
-        qint32 processID = 0; ///< Of whoever has the name; 0 if unknown.
-    };
     /// Asks the owner of the name, and waits. Nobody is started for it.
-    [[nodiscard]] Exchange ask(const QByteArray& message, Clock::TimePoint end);
+    [[nodiscard]] InstanceExchange ask(const QByteArray& message, Clock::TimePoint end);
 
 private:
     void offerObject();

@@ -21,6 +21,18 @@ struct InstanceAnswer {
     bool isOtherDisplay = false; ///< Whoever answered runs on another display, and did nothing.
 };
 
+/// What became of a message that was sent, however it travels.
+struct InstanceExchange {
+    enum class Kind {
+        Answered,
+        Nobody, ///< Nobody is there, or whoever was ended without an answer.
+        Silent, ///< No answer in time.
+    };
+    Kind kind = Kind::Nobody;
+    QByteArray answer{};
+    qint32 processID = 0; ///< Of whoever is there; 0 if unknown.
+};
+
 [[nodiscard]] QByteArray encoded(const InstanceMessage& message);
 [[nodiscard]] QByteArray encoded(const InstanceAnswer& answer);
 /// Nothing if it is none, or asks for what this version does not know.

@@ -132,14 +132,14 @@ void InstanceSocket::admit()
     });
 }
 
-InstanceSocket::Exchange InstanceSocket::ask(const PrivateFolder& folder, const std::string& name,
-                                             const QByteArray& message, Clock::TimePoint end)
+InstanceExchange InstanceSocket::ask(const PrivateFolder& folder, const std::string& name,
+                                     const QByteArray& message, Clock::TimePoint end)
 {
     const FileDescriptor socket(::socket(AF_UNIX, kSocketType, 0));
     if (!socket.isValid() || withAddress(connect, socket.get(), addressOf(folder, name)) != 0) {
         // So many wait already that there is no room to wait with them.
         const bool isCrowded = socket.isValid() && errno == EAGAIN;
-        return {isCrowded ? Exchange::Kind::Silent : Exchange::Kind::Nobody};
+        return {isCrowded ? InstanceExchange::Kind::Silent : InstanceExchange::Kind::Nobody};
     }
     const auto peer = peerOf(socket.get());
     if (!peer || peer->uid != geteuid())
@@ -147,11 +147,11 @@ InstanceSocket::Exchange InstanceSocket::ask(const PrivateFolder& folder, const 
     if (send(socket.get(), message.constData(), static_cast<size_t>(message.size()), MSG_NOSIGNAL) < 0)
         return {};
     if (!awaitEvent(socket.get(), POLLIN, end))
-        return {Exchange::Kind::Silent, {}, peer->pid};
+        return {InstanceExchange::Kind::Silent, {}, peer->pid};
     auto answer = receive(socket.get());
     if (!answer)
         return {};
-    return {Exchange::Kind::Answered, std::move(*answer), peer->pid};
+    return {InstanceExchange::Kind::Answered, std::move(*answer), peer->pid};
 }
 
 std::vector<std::string> InstanceSocket::names(const PrivateFolder& folder)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/Clock.h"
+#include "platform/linux/InstanceMessages.h"
 #include "platform/linux/PrivateFolder.h"
 
 #include <QByteArray>
@@ -34,19 +35,9 @@ public:
     /// Answers from now on. Needs the application object.
     void serve(Handler handler);
 
-    struct Exchange {
-        enum class Kind {
-            Answered,
-            Nobody, ///< Nobody listens, or whoever did ended without an answer.
-            Silent, ///< No answer until the end.
-        };
-        Kind kind = Kind::Nobody;
-        QByteArray answer{};
-        qint32 processID = 0; ///< Of whoever listens.
-    };
     /// Asks the one that has the place, and waits.
-    [[nodiscard]] static Exchange ask(const PrivateFolder& folder, const std::string& name,
-                                      const QByteArray& message, Clock::TimePoint end);
+    [[nodiscard]] static InstanceExchange ask(const PrivateFolder& folder, const std::string& name,
+                                              const QByteArray& message, Clock::TimePoint end);
 
     /// The names under which somebody may listen.
     [[nodiscard]] static std::vector<std::string> names(const PrivateFolder& folder);

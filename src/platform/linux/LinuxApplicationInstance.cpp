@@ -14,18 +14,22 @@ namespace {
 /// Between two looks at a program that has the place and does not listen: it is starting or ending.
 constexpr std::chrono::milliseconds kBetweenLooks{5};
 
-/// An answer as an outcome; nothing if it came from another display.
-std::optional<RemoteOutcome> outcomeOf(const QByteArray& bytes, qint32 processID)
+/// Nothing if nobody is there, or the answer came from another display.
+std::optional<RemoteOutcome> outcomeOf(const InstanceExchange& exchange)
 {
-    const auto answer = decodedAnswer(bytes);
+    if (exchange.kind == InstanceExchange::Kind::Nobody)
+        return std::nullopt;
+    if (exchange.kind == InstanceExchange::Kind::Silent)
+        return RemoteOutcome{RemoteOutcome::Kind::Silent, {}, exchange.processID};
+    const auto answer = decodedAnswer(exchange.answer);
     if (!answer)
         return RemoteOutcome{
             RemoteOutcome::Kind::Answered,
             {false, QStringLiteral("The Velmo that runs gave an answer that cannot be understood.")},
-            processID};
+            exchange.processID};
     if (answer->isOtherDisplay)
         return std::nullopt;
-    return RemoteOutcome{RemoteOutcome::Kind::Answered, answer->reply, processID};
+    return RemoteOutcome{RemoteOutcome::Kind::Answered, answer->reply, exchange.processID};
 }
 
 } // namespace
@@ -143,31 +147,13 @@ std::optional<RemoteOutcome> LinuxApplicationInstance::claimBusName(std::optiona
 std::optional<RemoteOutcome> LinuxApplicationInstance::deliverToBus(RemoteVerb verb)
 {
     InstanceBus bus(surroundings_.busAddress);
-    const auto exchange = bus.ask(message(verb), Clock::now() + kPatience);
-    switch (exchange.kind) {
-    case InstanceBus::Exchange::Kind::Answered:
-        return outcomeOf(exchange.answer, exchange.processID);
-    case InstanceBus::Exchange::Kind::Silent:
-        return RemoteOutcome{RemoteOutcome::Kind::Silent, {}, exchange.processID};
-    case InstanceBus::Exchange::Kind::Nobody:
-        break;
-    }
-    return std::nullopt;
+    return outcomeOf(bus.ask(message(verb), Clock::now() + kPatience));
 }
 
 std::optional<RemoteOutcome> LinuxApplicationInstance::deliverToSocket(const std::string& name,
                                                                        RemoteVerb verb)
 {
-    const auto exchange = InstanceSocket::ask(*folder(), name, message(verb), Clock::now() + kPatience);
-    switch (exchange.kind) {
-    case InstanceSocket::Exchange::Kind::Answered:
-        return outcomeOf(exchange.answer, exchange.processID);
-    case InstanceSocket::Exchange::Kind::Silent:
-        return RemoteOutcome{RemoteOutcome::Kind::Silent, {}, exchange.processID};
-    case InstanceSocket::Exchange::Kind::Nobody:
-        break;
-    }
-    return std::nullopt;
+    return outcomeOf(InstanceSocket::ask(*folder(), name, message(verb), Clock::now() + kPatience));
 }
 
 RemoteOutcome LinuxApplicationInstance::deliver(RemoteVerb verb)
