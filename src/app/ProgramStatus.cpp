@@ -8,7 +8,6 @@ namespace velmo {
 
 namespace {
 
-const QString kVersion = QStringLiteral("version");
 const QString kTapStarted = QStringLiteral("tapStarted");
 const QString kTapProblems = QStringLiteral("tapProblems");
 const QString kHotkeyProblems = QStringLiteral("hotkeyProblems");
@@ -27,8 +26,7 @@ QStringList strings(const QJsonValue& value)
 
 QString ProgramStatus::toJson() const
 {
-    QJsonObject status{{kVersion, QStringLiteral(VELMO_VERSION)},
-                       {kTapStarted, tap.started},
+    QJsonObject status{{kTapStarted, tap.started},
                        {kTapProblems, QJsonArray::fromStringList(tap.problems)},
                        {kHotkeyProblems, QJsonArray::fromStringList(tap.hotkeyProblems)}};
     if (environment)

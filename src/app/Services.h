@@ -22,7 +22,7 @@ public:
     /// The keyring, unless the user keeps the program from it.
     [[nodiscard]] static std::shared_ptr<Keychain> makeKeychain(Waiting waiting);
 
-    explicit Services(Waiting waiting = Waiting::Interface);
+    explicit Services(Waiting waiting);
     Services(const Services&) = delete;
     Services& operator=(const Services&) = delete;
     ~Services();

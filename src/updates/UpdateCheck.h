@@ -29,12 +29,6 @@ struct UpdateOutcome {
     QUrl page;             ///< With the same.
     int status = 0;        ///< With Refused.
     QString description;   ///< With Unreachable and UntrustedServer: what the network says.
-
-    /// Whether the feed was believed.
-    [[nodiscard]] bool isKnown() const
-    {
-        return kind == Kind::Newer || kind == Kind::UpToDate || kind == Kind::Ahead;
-    }
 };
 
 /// Asks the feed about releases newer than that one. Three seconds and 64 KiB at most; nothing that the

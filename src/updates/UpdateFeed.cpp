@@ -4,6 +4,7 @@
 
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <optional>
 
 namespace velmo {
 
@@ -16,6 +17,16 @@ bool isPage(const QUrl& url)
 {
     return url.isValid() && url.scheme() == QStringLiteral("https") && !url.host().isEmpty() &&
            url.userInfo().isEmpty();
+}
+
+/// The whole text as a version, "1.2.3"; nothing if it is anything else.
+std::optional<QVersionNumber> versionFrom(const QString& text)
+{
+    qsizetype end = 0;
+    const QVersionNumber version = QVersionNumber::fromString(text, &end);
+    if (version.isNull() || end != text.size())
+        return std::nullopt;
+    return version;
 }
 
 } // namespace
@@ -34,15 +45,6 @@ QUrl UpdateSource::signature() const
     QUrl url = feed;
     url.setPath(feed.path() + QStringLiteral(".sig"));
     return url;
-}
-
-std::optional<QVersionNumber> versionFrom(const QString& text)
-{
-    qsizetype end = 0;
-    const QVersionNumber version = QVersionNumber::fromString(text, &end);
-    if (version.isNull() || end != text.size())
-        return std::nullopt;
-    return version;
 }
 
 Result<UpdateFeed, UpdateFeedError> readUpdateFeed(const QByteArray& feed, const QByteArray& signature,

@@ -6,7 +6,6 @@
 #include <QDateTime>
 #include <QUrl>
 #include <QVersionNumber>
-#include <optional>
 
 namespace velmo {
 
@@ -41,8 +40,5 @@ enum class UpdateFeedError {
 /// concern. The signature is in base 64. Not a byte is interpreted before the signature has proved right.
 [[nodiscard]] Result<UpdateFeed, UpdateFeedError>
 readUpdateFeed(const QByteArray& feed, const QByteArray& signature, const QByteArray& publicKey);
-
-/// The whole text as a version, "1.2.3"; nothing if it is anything else.
-[[nodiscard]] std::optional<QVersionNumber> versionFrom(const QString& text);
 
 } // namespace velmo

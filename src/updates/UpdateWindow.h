@@ -10,7 +10,6 @@ class QLabel;
 
 namespace velmo {
 
-class FocusRing;
 class PushButton;
 
 /// Says what the check for updates is doing, or what it found. Main thread.

@@ -3,7 +3,6 @@
 #include "core/CurrentDesktops.h"
 
 #include <QJsonArray>
-#include <QJsonDocument>
 #include <thread>
 
 namespace velmo::Doctor {

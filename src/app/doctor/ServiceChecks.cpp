@@ -6,7 +6,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <array>
 #include <sys/stat.h>
 #include <unistd.h>
 

@@ -62,7 +62,6 @@ BusSurvey BusSurvey::take(const std::string& address, std::chrono::milliseconds 
     const auto bus = BusConnection::open(address);
     if (!bus)
         return survey;
-    survey.state = State::Silent;
     bool hasWatcher = false;
     bool hasPortal = false;
     bool isPortalStartable = false;
@@ -73,7 +72,6 @@ BusSurvey BusSurvey::take(const std::string& address, std::chrono::milliseconds 
     };
     Questions questions(*bus, limit);
     questions.ask({kBus, kBusPath, kBus, "ListActivatableNames", std::nullopt}, [&](BusMessage& answer) {
-        survey.state = State::Present;
         const auto names = answer.readTexts();
         isPortalStartable = std::ranges::find(names, kPortal) != names.end();
     });

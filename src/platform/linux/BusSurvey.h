@@ -8,14 +8,8 @@ namespace velmo {
 
 /// Who is on the session bus of what this program may use. Plain value. Nobody is started for it.
 struct BusSurvey {
-    enum class State {
-        Absent,
-        Silent, ///< The bus did not answer in time.
-        Present,
-    };
     enum class Presence { Absent, Startable, Silent, Present };
 
-    State state = State::Absent;
     Presence tray = Presence::Absent;   ///< Whoever shows status items.
     Presence portal = Presence::Absent; ///< org.freedesktop.portal.Desktop.
     /// Versions, by the last word of the interface's name.
