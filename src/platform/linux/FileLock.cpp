@@ -1,5 +1,7 @@
 #include "platform/linux/FileLock.h"
 
+#include "core/Clock.h"
+
 #include <QFile>
 #include <algorithm>
 #include <fcntl.h>
@@ -7,6 +9,7 @@
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 
 namespace velmo {
 
@@ -23,18 +26,16 @@ FileLock::FileLock(const QString& path)
 
 FileLock::~FileLock()
 {
-    if (descriptor_ < 0)
-        return;
     // While it is still held: afterwards the file may be somebody else's.
-    unlink(path_.constData());
-    close(descriptor_);
+    if (file_.isValid())
+        unlink(path_.constData());
 }
 
 bool FileLock::tryLock(std::chrono::milliseconds patience)
 {
-    const auto deadline = std::chrono::steady_clock::now() + patience;
+    const auto deadline = Clock::now() + patience;
     while (!tryOnce()) {
-        if (std::chrono::steady_clock::now() >= deadline)
+        if (Clock::now() >= deadline)
             return false;
         std::this_thread::sleep_for(kPause);
     }
@@ -44,20 +45,18 @@ bool FileLock::tryLock(std::chrono::milliseconds patience)
 bool FileLock::tryOnce()
 {
     // Never through a link, and never waiting for somebody at the other end of a pipe.
-    const int descriptor =
-        open(path_.constData(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, kOwnerOnly);
-    if (descriptor < 0)
+    FileDescriptor file(
+        open(path_.constData(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, kOwnerOnly));
+    if (!file.isValid())
         return false;
     struct stat held {};
     struct stat named {};
     // Who held it before has removed the file; then this lock is on one that nobody else will find.
-    const bool isHeld = flock(descriptor, LOCK_EX | LOCK_NB) == 0 && fstat(descriptor, &held) == 0 &&
+    const bool isHeld = flock(file.get(), LOCK_EX | LOCK_NB) == 0 && fstat(file.get(), &held) == 0 &&
                         stat(path_.constData(), &named) == 0 && held.st_ino == named.st_ino &&
                         held.st_dev == named.st_dev;
     if (isHeld)
-        descriptor_ = descriptor;
-    else
-        close(descriptor);
+        file_ = std::move(file);
     return isHeld;
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/linux/FileDescriptor.h"
+
 #include <QString>
 #include <chrono>
 
@@ -22,7 +24,7 @@ private:
     [[nodiscard]] bool tryOnce();
 
     const QByteArray path_;
-    int descriptor_ = -1; ///< -1 while it is not held.
+    FileDescriptor file_; ///< Invalid while it is not held.
 };
 
 } // namespace velmo

@@ -1,7 +1,8 @@
 #pragma once
 
+#include "platform/linux/FileDescriptor.h"
+
 #include <sys/eventfd.h>
-#include <unistd.h>
 
 namespace velmo {
 
@@ -11,16 +12,15 @@ public:
     Interrupt() = default;
     Interrupt(const Interrupt&) = delete;
     Interrupt& operator=(const Interrupt&) = delete;
-    ~Interrupt() { close(descriptor_); }
 
     /// Any thread.
-    void request() const { eventfd_write(descriptor_, 1); }
+    void request() const { eventfd_write(descriptor_.get(), 1); }
 
     /// Readable from the request on.
-    [[nodiscard]] int descriptor() const { return descriptor_; }
+    [[nodiscard]] int descriptor() const { return descriptor_.get(); }
 
 private:
-    const int descriptor_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    const FileDescriptor descriptor_{eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};
 };
 
 } // namespace velmo
