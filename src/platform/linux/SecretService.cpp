@@ -221,8 +221,7 @@ SecretService::Answer<bool> SecretService::isLocked(const std::string& collectio
                             return sd_bus_message_append(message, "ss", kCollection.c_str(), "Locked");
                         }),
              [&](BusMessage& message) {
-                 if (message.enter(SD_BUS_TYPE_VARIANT, "b"))
-                     isLocked = message.readFlag();
+                 isLocked = message.readFlagProperty();
                  return isLocked.has_value();
              });
     if (!answer)
