@@ -56,17 +56,26 @@ xcb_atom_t X11Connection::atom(const char* name)
     return atom;
 }
 
+xcb_atom_t X11Connection::screenSelection(const QByteArray& name)
+{
+    const QByteArray selection = name + "_S" + QByteArray::number(screenNumber_);
+    return atom(selection.constData());
+}
+
+xcb_window_t X11Connection::ownerOf(xcb_atom_t selection) const
+{
+    const auto reply = await(xcb_get_selection_owner_reply, xcb_get_selection_owner(connection_, selection));
+    return reply ? reply->owner : xcb_window_t{XCB_NONE};
+}
+
 xcb_atom_t X11Connection::compositorSelection()
 {
-    const QByteArray selection = "_NET_WM_CM_S" + QByteArray::number(screenNumber_);
-    return atom(selection.constData());
+    return screenSelection("_NET_WM_CM");
 }
 
 xcb_window_t X11Connection::compositingManager()
 {
-    const auto reply =
-        await(xcb_get_selection_owner_reply, xcb_get_selection_owner(connection_, compositorSelection()));
-    return reply ? reply->owner : xcb_window_t{XCB_NONE};
+    return ownerOf(compositorSelection());
 }
 
 XcbPointer<xcb_generic_event_t> X11Connection::nextEvent()

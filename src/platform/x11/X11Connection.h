@@ -24,7 +24,6 @@ public:
     [[nodiscard]] xcb_connection_t* get() const { return connection_; }
     [[nodiscard]] const xcb_screen_t& screen() const { return *screen_; }
     [[nodiscard]] xcb_window_t root() const { return screen_->root; }
-    [[nodiscard]] int screenNumber() const { return screenNumber_; }
     [[nodiscard]] bool isBroken() const { return xcb_connection_has_error(connection_) != 0; }
     [[nodiscard]] int fileDescriptor() const { return xcb_get_file_descriptor(connection_); }
 
@@ -33,6 +32,12 @@ public:
 
     /// Interned once per connection.
     [[nodiscard]] xcb_atom_t atom(const char* name);
+
+    /// This screen's own among selections that are the same for each, as in "_NET_WM_CM".
+    [[nodiscard]] xcb_atom_t screenSelection(const QByteArray& name);
+
+    /// The window that owns the selection; 0 when nobody does.
+    [[nodiscard]] xcb_window_t ownerOf(xcb_atom_t selection) const;
 
     /// The selection that whoever manages compositing on this screen owns.
     [[nodiscard]] xcb_atom_t compositorSelection();

@@ -52,11 +52,7 @@ X11Survey X11Survey::take()
         survey.isComposited = true;
         survey.compositor = nameOf(*connection, compositor);
     }
-    const QByteArray tray = "_NET_SYSTEM_TRAY_S" + QByteArray::number(connection->screenNumber());
-    const auto owner =
-        connection->await(xcb_get_selection_owner_reply,
-                          xcb_get_selection_owner(connection->get(), connection->atom(tray.constData())));
-    survey.hasTray = owner && owner->owner != XCB_NONE;
+    survey.hasTray = connection->ownerOf(connection->screenSelection("_NET_SYSTEM_TRAY")) != XCB_NONE;
     survey.missingExtension = X11InputExtensions::probe(*connection).missing;
     return survey;
 }

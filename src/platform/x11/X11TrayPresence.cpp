@@ -18,8 +18,7 @@ X11TrayPresence::X11TrayPresence()
 {
     if (!connection_)
         return;
-    const QByteArray name = "_NET_SYSTEM_TRAY_S" + QByteArray::number(connection_->screenNumber());
-    selection_ = connection_->atom(name.constData());
+    selection_ = connection_->screenSelection("_NET_SYSTEM_TRAY");
     notifier_ = std::make_unique<QSocketNotifier>(connection_->fileDescriptor(), QSocketNotifier::Read);
     QObject::connect(notifier_.get(), &QSocketNotifier::activated, notifier_.get(), [this] { readEvents(); });
     watch();
@@ -50,9 +49,7 @@ void X11TrayPresence::watch()
 
 void X11TrayPresence::lookForOwner()
 {
-    const auto reply = connection_->await(xcb_get_selection_owner_reply,
-                                          xcb_get_selection_owner(connection_->get(), selection_));
-    owner_ = reply ? reply->owner : xcb_window_t{XCB_NONE};
+    owner_ = connection_->ownerOf(selection_);
     if (owner_ != XCB_NONE) {
         const uint32_t events = XCB_EVENT_MASK_PROPERTY_CHANGE;
         xcb_change_window_attributes(connection_->get(), owner_, XCB_CW_EVENT_MASK, &events);

@@ -31,8 +31,7 @@ EmbeddingTray::EmbeddingTray(std::optional<std::array<uint32_t, 3>> symbolColor)
     if (symbolColor)
         announceColor(*symbolColor);
     xcb_map_window(xcb, window_);
-    const xcb_atom_t selection = connection_->atom(
-        ("_NET_SYSTEM_TRAY_S" + QByteArray::number(connection_->screenNumber())).constData());
+    const xcb_atom_t selection = connection_->screenSelection("_NET_SYSTEM_TRAY");
     const xcb_timestamp_t time = connection_->serverTime();
     xcb_set_selection_owner(xcb, window_, selection, time);
     send(*connection_, connection_->root(), XCB_EVENT_MASK_STRUCTURE_NOTIFY, connection_->root(),
