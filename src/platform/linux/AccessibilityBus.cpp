@@ -10,9 +10,6 @@ constexpr std::chrono::seconds kRetryAfter{3};
 
 const std::string kName = "org.a11y.Bus";
 const BusRequest kGetAddress{kName, "/org/a11y/bus", kName, "GetAddress", std::nullopt};
-const std::string kOwnerRule =
-    "type='signal',sender='org.freedesktop.DBus',"
-    "interface='org.freedesktop.DBus',member='NameOwnerChanged',arg0='org.a11y.Bus'";
 
 } // namespace
 
@@ -59,7 +56,7 @@ void AccessibilityBus::openSession()
         retryAt_ = Clock::now() + kRetryAfter;
         return;
     }
-    ownerChanges_ = session_->listen(kOwnerRule, [this](BusMessage& message) {
+    ownerChanges_ = session_->listen(ownerRule(kName), [this](BusMessage& message) {
         const auto change = message.readOwnerChange();
         if (change && !change->owner.empty())
             askForAddress();

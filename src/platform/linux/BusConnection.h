@@ -2,6 +2,7 @@
 
 #include "core/Clock.h"
 #include "platform/linux/BusMessage.h"
+#include "platform/linux/BusRequest.h"
 
 #include <functional>
 #include <memory>
@@ -10,27 +11,8 @@
 #include <vector>
 
 struct sd_bus;
-struct sd_bus_message;
 
 namespace velmo {
-
-/// Whether a call may start the program that answers to the name, where the bus knows how.
-enum class BusActivation { Never, IfNeeded };
-
-/// A method to call.
-struct BusRequest {
-    std::string destination;
-    std::string path;
-    std::string interface;
-    std::string member;
-    std::optional<std::string> argument;
-    std::optional<std::string> secondArgument = std::nullopt; ///< Only beside a first one.
-    /// Writes what is more than a text; negative if that fails.
-    std::function<int(sd_bus_message*)> writeArguments{};
-    BusActivation activation = BusActivation::Never;
-    /// The library erases what the message holds when it frees it; the answer's reader sees to the answer.
-    bool isSensitive = false;
-};
 
 /// A method that other programs may call. Types are those that the library names.
 struct BusMethod {

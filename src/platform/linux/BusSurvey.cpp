@@ -10,9 +10,6 @@
 namespace velmo {
 namespace {
 
-const std::string kBus = "org.freedesktop.DBus";
-const std::string kBusPath = "/org/freedesktop/DBus";
-const std::string kProperties = "org.freedesktop.DBus.Properties";
 const std::string kWatcher = "org.kde.StatusNotifierWatcher";
 const std::string kPortal = "org.freedesktop.portal.Desktop";
 const std::string kPortalPath = "/org/freedesktop/portal/desktop";
@@ -67,11 +64,9 @@ BusSurvey BusSurvey::take(const std::string& address, std::chrono::milliseconds 
     bool isPortalStartable = false;
     std::optional<bool> hasHost;
     bool portalAnswered = false;
-    const auto hasOwner = [](const std::string& name) {
-        return BusRequest{kBus, kBusPath, kBus, "NameHasOwner", name};
-    };
+    const auto hasOwner = [](const std::string& name) { return requestToBus("NameHasOwner", name); };
     Questions questions(*bus, limit);
-    questions.ask({kBus, kBusPath, kBus, "ListActivatableNames", std::nullopt}, [&](BusMessage& answer) {
+    questions.ask(requestToBus("ListActivatableNames"), [&](BusMessage& answer) {
         const auto names = answer.readTexts();
         isPortalStartable = std::ranges::find(names, kPortal) != names.end();
     });
@@ -80,10 +75,10 @@ BusSurvey BusSurvey::take(const std::string& address, std::chrono::milliseconds 
     questions.ask(hasOwner(kPortal),
                   [&](BusMessage& answer) { hasPortal = answer.readFlag().value_or(false); });
     questions.ask(
-        {kWatcher, "/StatusNotifierWatcher", kProperties, "Get", kWatcher, "IsStatusNotifierHostRegistered"},
+        requestForProperty(kWatcher, "/StatusNotifierWatcher", kWatcher, "IsStatusNotifierHostRegistered"),
         [&](BusMessage& answer) { hasHost = answer.readFlagProperty().value_or(false); });
     for (const std::string& name : kPortalInterfaces) {
-        questions.ask({kPortal, kPortalPath, kProperties, "Get", "org.freedesktop.portal." + name, "version"},
+        questions.ask(requestForProperty(kPortal, kPortalPath, "org.freedesktop.portal." + name, "version"),
                       [&survey, &portalAnswered, name](BusMessage& answer) {
                           portalAnswered = true;
                           if (const auto version = readVersion(answer))

@@ -5,17 +5,14 @@
 namespace velmo {
 namespace {
 
-const std::string kBus = "org.freedesktop.DBus";
 const std::string kWatcher = "org.kde.StatusNotifierWatcher";
-const BusRequest kGetOwner{kBus, "/org/freedesktop/DBus", kBus, "GetNameOwner", kWatcher};
-const BusRequest kGetHost{kWatcher, "/StatusNotifierWatcher",        "org.freedesktop.DBus.Properties", "Get",
-                          kWatcher, "IsStatusNotifierHostRegistered"};
+const BusRequest kGetOwner = requestToBus("GetNameOwner", kWatcher);
+const BusRequest kGetHost =
+    requestForProperty(kWatcher, "/StatusNotifierWatcher", kWatcher, "IsStatusNotifierHostRegistered");
 const std::string kHostRule = "type='signal',interface='org.kde.StatusNotifierWatcher',"
                               "member='StatusNotifierHostRegistered'";
 const std::string kHostlessRule = "type='signal',interface='org.kde.StatusNotifierWatcher',"
                                   "member='StatusNotifierHostUnregistered'";
-const std::string kOwnerRule = "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',"
-                               "member='NameOwnerChanged',arg0='org.kde.StatusNotifierWatcher'";
 
 /// A bus that is stopped and goes on later answers then; until that the question stays open.
 constexpr std::chrono::hours kAnswerLimit{24};
@@ -30,7 +27,7 @@ BusTrayPresence::BusTrayPresence(const std::string& sessionAddress)
         return;
     }
     // Listening comes first, so that no change is missed between the answer and the first signal.
-    ownerChanges_ = bus_->listen(kOwnerRule, [this](BusMessage& message) {
+    ownerChanges_ = bus_->listen(ownerRule(kWatcher), [this](BusMessage& message) {
         const auto change = message.readOwnerChange();
         if (!change || change->name != kWatcher)
             return;

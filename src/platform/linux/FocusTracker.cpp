@@ -12,18 +12,10 @@ constexpr size_t kMostClients = 4096;
 /// Answers that nobody waits for may take their time.
 constexpr std::chrono::seconds kAnswerLimit{30};
 
-const std::string kBusName = "org.freedesktop.DBus";
-const std::string kOwnerRule =
-    "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',member='NameOwnerChanged'";
 /// The bus itself leaves out all other changes of state.
 const std::string kFocusRule =
     "type='signal',interface='org.a11y.atspi.Event.Object',member='StateChanged',arg0='focused'";
 const std::string kFocusEvent = "object:state-changed:focused";
-
-BusRequest busRequest(const char* member, std::optional<std::string> argument = std::nullopt)
-{
-    return {kBusName, "/org/freedesktop/DBus", kBusName, member, std::move(argument)};
-}
 
 BusRequest registryRequest(const char* member)
 {
@@ -36,9 +28,9 @@ FocusTracker::FocusTracker(BusConnection& bus, FocusHandler onFocus)
     : bus_(bus)
     , onFocus_(std::move(onFocus))
 {
-    ownerChanges_ = bus_.listen(kOwnerRule, [this](BusMessage& message) { onOwnerChanged(message); });
+    ownerChanges_ = bus_.listen(ownerRule(), [this](BusMessage& message) { onOwnerChanged(message); });
     stateChanges_ = bus_.listen(kFocusRule, [this](BusMessage& message) { onStateChanged(message); });
-    namesCall_ = bus_.call(busRequest("ListNames"), kAnswerLimit, [this](BusMessage& message) {
+    namesCall_ = bus_.call(requestToBus("ListNames"), kAnswerLimit, [this](BusMessage& message) {
         for (const auto& name : message.readTexts())
             addClient(name);
     });
@@ -87,7 +79,7 @@ FocusTracker::Client* FocusTracker::addClient(const std::string& name)
         return nullptr;
     Client& client = clients_[name];
     client.processCall = bus_.call(
-        busRequest("GetConnectionUnixProcessID", name), kAnswerLimit, [this, name](BusMessage& message) {
+        requestToBus("GetConnectionUnixProcessID", name), kAnswerLimit, [this, name](BusMessage& message) {
             const auto found = clients_.find(name);
             const auto processID = message.readNumber();
             if (found == clients_.end() || !processID)

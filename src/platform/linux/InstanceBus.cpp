@@ -10,14 +10,9 @@
 namespace velmo {
 namespace {
 
-const std::string kBus = "org.freedesktop.DBus";
-const std::string kBusPath = "/org/freedesktop/DBus";
 const std::string kName = kApplicationIdentifier;
 const std::string kControl = kName + ".Control";
 const std::string kApplication = "org.freedesktop.Application";
-const std::string kOwnerRule = "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',"
-                               "member='NameOwnerChanged',arg0='" +
-                               kName + "'";
 
 /// Answers to RequestName.
 constexpr uint32_t kDoNotQueue = 4;
@@ -69,7 +64,7 @@ InstanceBus::Standing InstanceBus::request(Handlers handlers, Clock::TimePoint e
     handlers_ = std::move(handlers);
     offerObject();
     std::optional<Standing> standing;
-    ownerChanges_ = bus_->listen(kOwnerRule, [this](BusMessage& message) {
+    ownerChanges_ = bus_->listen(ownerRule(kName), [this](BusMessage& message) {
         // Nobody can take it from its owner, who has to give it up.
         if (const auto change = message.readOwnerChange(); change && change->owner.empty())
             askForName([](Standing) {});
@@ -101,7 +96,7 @@ void InstanceBus::forgetBus()
 
 void InstanceBus::askForName(const std::function<void(Standing)>& onAnswer)
 {
-    BusRequest request{kBus, kBusPath, kBus, "RequestName", std::nullopt};
+    BusRequest request = requestToBus("RequestName");
     request.writeArguments = [](sd_bus_message* message) {
         return sd_bus_message_append(message, "su", kName.c_str(), kDoNotQueue);
     };
@@ -175,7 +170,7 @@ InstanceExchange InstanceBus::ask(const QByteArray& message, Clock::TimePoint en
     InstanceExchange exchange;
     std::string owner;
     bool isAnswered = false;
-    const BusRequest findOwner{kBus, kBusPath, kBus, "GetNameOwner", kName};
+    const BusRequest findOwner = requestToBus("GetNameOwner", kName);
     auto waiting = bus_->call(findOwner, limitUntil(end), [&](BusMessage& answer) {
         isAnswered = true;
         if (!answer.isError())
@@ -184,7 +179,7 @@ InstanceExchange InstanceBus::ask(const QByteArray& message, Clock::TimePoint en
     if (bus_->runUntil([&] { return isAnswered; }, end) != BusConnection::RunEnd::Done || owner.empty())
         return exchange;
 
-    const BusRequest findProcess{kBus, kBusPath, kBus, "GetConnectionUnixProcessID", owner};
+    const BusRequest findProcess = requestToBus("GetConnectionUnixProcessID", owner);
     const auto process = bus_->call(findProcess, limitUntil(end), [&](BusMessage& answer) {
         exchange.processID = static_cast<qint32>(answer.readNumber().value_or(0));
     });

@@ -26,7 +26,7 @@ int firstFailure(std::initializer_list<int> results)
 BusRequest newRequest(const std::string& path, const std::string& interface, const std::string& member,
                       std::function<int(sd_bus_message*)> writeArguments)
 {
-    BusRequest request{"org.freedesktop.secrets", path, interface, member, std::nullopt};
+    BusRequest request{kSecrets, path, interface, member, std::nullopt};
     request.writeArguments = std::move(writeArguments);
     request.activation = BusActivation::IfNeeded;
     return request;

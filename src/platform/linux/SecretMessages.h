@@ -23,6 +23,9 @@ enum class SecretFault {
     Interrupted,   ///< The Interrupt asked for an end.
 };
 
+/// Whoever keeps secrets has this name on the bus.
+inline constexpr const char* kSecrets = "org.freedesktop.secrets";
+
 /// By what a secret is found; that of other programs may carry more attributes.
 struct SecretName {
     std::string service;

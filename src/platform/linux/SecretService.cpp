@@ -13,8 +13,6 @@ const std::string kService = "org.freedesktop.Secret.Service";
 const std::string kCollection = "org.freedesktop.Secret.Collection";
 const std::string kItem = "org.freedesktop.Secret.Item";
 const std::string kPrompt = "org.freedesktop.Secret.Prompt";
-const std::string kOwnerRule = "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',"
-                               "member='NameOwnerChanged',arg0='org.freedesktop.secrets'";
 
 /// Timeouts of the library's own come after ours, so that an answer of this name is the bus's: whoever was
 /// asked is gone.
@@ -214,16 +212,13 @@ SecretService::Answer<SecretService::Collection> SecretService::defaultCollectio
 
 SecretService::Answer<bool> SecretService::isLocked(const std::string& collection)
 {
+    BusRequest request = requestForProperty(kSecrets, collection, kCollection, "Locked");
+    request.activation = BusActivation::IfNeeded;
     std::optional<bool> isLocked;
-    const auto answer =
-        call(newRequest(collection, "org.freedesktop.DBus.Properties", "Get",
-                        [](sd_bus_message* message) {
-                            return sd_bus_message_append(message, "ss", kCollection.c_str(), "Locked");
-                        }),
-             [&](BusMessage& message) {
-                 isLocked = message.readFlagProperty();
-                 return isLocked.has_value();
-             });
+    const auto answer = call(std::move(request), [&](BusMessage& message) {
+        isLocked = message.readFlagProperty();
+        return isLocked.has_value();
+    });
     if (!answer)
         return Failure{answer.error()};
     return *isLocked;
@@ -279,7 +274,7 @@ SecretService::Answer<SecretService::Done> SecretService::awaitPrompt(const std:
                          else if (*isDismissed)
                              fault = SecretFault::Dismissed;
                      });
-    const auto departure = bus_->listen(kOwnerRule, [&](BusMessage&) {
+    const auto departure = bus_->listen(ownerRule(kSecrets), [&](BusMessage&) {
         isAnswered = true;
         fault = SecretFault::NoService;
     });
