@@ -143,7 +143,7 @@ TEST_F(UpdateCheck, FollowsNobodyElsewhere)
 
 TEST_F(UpdateCheck, ReadsNoMoreThanAFeedCanBe)
 {
-    constexpr qsizetype kLimit = 64 * 1024;
+    constexpr qsizetype kLimit = qsizetype(64) * 1024;
     QByteArray feed = feedText("0.2");
     feed += QByteArray(kLimit - feed.size(), ' ');
     announce(feed);
