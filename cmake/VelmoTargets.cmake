@@ -26,11 +26,16 @@ if(VELMO_COVERAGE)
     target_link_options(velmo_flags INTERFACE --coverage)
 endif()
 
-# velmo_library(NAME SOURCES ... LINKS ...): a static library of the folder it is declared in.
+# velmo_library(NAME SOURCES ... LINKS ...): a static library of the folder it is declared in. What it delay-loads
+# (core/DelayLoadedLibrary.h) is compiled against, and not linked.
 function(velmo_library name)
-    cmake_parse_arguments(ARG "" "" "SOURCES;LINKS;PRIVATE_LINKS" ${ARGN})
+    cmake_parse_arguments(ARG "" "" "SOURCES;LINKS;PRIVATE_LINKS;DELAY_LOADS" ${ARGN})
     add_library(${name} STATIC ${ARG_SOURCES})
     target_link_libraries(${name} PUBLIC velmo_flags ${ARG_LINKS} PRIVATE ${ARG_PRIVATE_LINKS})
+    foreach(library IN LISTS ARG_DELAY_LOADS)
+        target_include_directories(${name} SYSTEM PRIVATE
+            $<TARGET_PROPERTY:${library},INTERFACE_INCLUDE_DIRECTORIES>)
+    endforeach()
 endfunction()
 
 # velmo_test(NAME SOURCES ... LINKS ... LABELS ... [LOCK name] [TIMEOUT s]): one GoogleTest executable, one ctest entry a test case.

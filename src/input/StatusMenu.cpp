@@ -68,10 +68,14 @@ StatusMenu::StatusMenu(WindowSurfaces& windows, const Actions& actions)
     style_->setParent(this);
     setStyle(style_);
     setWindowFlag(Qt::NoDropShadowWindowHint);
-    setFont(systemFont(kTextSize));
     setMinimumWidth(kWidth);
     setAttribute(Qt::WA_TranslucentBackground);
-    connect(this, &QMenu::aboutToShow, this, [this] { followCompositor(); });
+    connect(this, &QMenu::aboutToShow, this, [this] {
+        // Not before: fonts are the first large thing that a program in the tray could do without, and most
+        // bars draw the menu themselves.
+        setFont(systemFont(kTextSize));
+        followCompositor();
+    });
     // Only then are changes of the desktop's colours told before it was shown for the first time.
     ensurePolished();
 

@@ -1,7 +1,8 @@
 #include "updates/Ed25519.h"
 
+#include "updates/CryptoLibrary.h"
+
 #include <memory>
-#include <openssl/evp.h>
 
 namespace velmo {
 
@@ -9,6 +10,11 @@ namespace {
 
 constexpr qsizetype kKeyLength = 32;
 constexpr qsizetype kSignatureLength = 64;
+
+struct Free {
+    void operator()(EVP_PKEY* key) const { EVP_PKEY_free(key); }
+    void operator()(EVP_MD_CTX* context) const { EVP_MD_CTX_free(context); }
+};
 
 const unsigned char* bytesOf(const QByteArray& data)
 {
@@ -24,12 +30,11 @@ size_t lengthOf(const QByteArray& data)
 
 bool verifyEd25519(const QByteArray& publicKey, const QByteArray& message, const QByteArray& signature)
 {
-    if (publicKey.size() != kKeyLength || signature.size() != kSignatureLength)
+    if (publicKey.size() != kKeyLength || signature.size() != kSignatureLength || !cryptoLibrary.load())
         return false;
-    const std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)> key(
-        EVP_PKEY_new_raw_public_key(EVP_PKEY_ED25519, nullptr, bytesOf(publicKey), lengthOf(publicKey)),
-        EVP_PKEY_free);
-    const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context(EVP_MD_CTX_new(), EVP_MD_CTX_free);
+    const std::unique_ptr<EVP_PKEY, Free> key(
+        EVP_PKEY_new_raw_public_key(EVP_PKEY_ED25519, nullptr, bytesOf(publicKey), lengthOf(publicKey)));
+    const std::unique_ptr<EVP_MD_CTX, Free> context(EVP_MD_CTX_new());
     if (!key || !context)
         return false;
     return EVP_DigestVerifyInit(context.get(), nullptr, nullptr, nullptr, key.get()) == 1 &&

@@ -1,4 +1,5 @@
 #include "support/app/AskTest.h"
+#include "support/core/AbsentLibrary.h"
 
 namespace velmo {
 
@@ -222,6 +223,16 @@ TEST_F(AskCommandTest, PlainHttpToAnotherComputerIsRefused)
     const AskResult result = ask({kQuestion});
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_TRUE(result.otherErrors().value(0).contains(QStringLiteral("must begin with https")));
+}
+
+TEST_F(AskCommandTest, WithoutTheLibraryForRequestsItSaysWhatToInstall)
+{
+    test::makeAbsent(QStringLiteral("libcurl.so.4"), home.path(), environment);
+    const AskResult result = ask({kQuestion});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_TRUE(result.otherErrors().value(0).contains(
+        QStringLiteral("The library libcurl.so.4 is missing: install it, and start Velmo again.")))
+        << result.errors.constData();
 }
 
 } // namespace velmo

@@ -1,4 +1,5 @@
 #include "support/app/DoctorTest.h"
+#include "support/core/AbsentLibrary.h"
 #include "support/keyring/ScriptedKeyring.h"
 #include "support/sound/SoundServer.h"
 #include "support/tray/TrayHost.h"
@@ -6,6 +7,7 @@
 #include <QDir>
 #include <QFile>
 #include <csignal>
+#include <libavcodec/version.h>
 
 namespace velmo::test {
 namespace {
@@ -23,6 +25,20 @@ TEST_F(DoctorProcess, TheMicrophoneIsNamed)
     ASSERT_TRUE(sound.unplugMicrophone());
     examine();
     EXPECT_EQ(textOf("Microphone"), "There is no microphone.");
+}
+
+TEST_F(DoctorProcess, LibrariesThatRecordingsWouldLackAreNamed)
+{
+    for (const QString& library :
+         {QStringLiteral("libpulse.so.0"),
+          QStringLiteral("libavcodec.so.") + QString::number(LIBAVCODEC_VERSION_MAJOR)}) {
+        const QTemporaryDir folder;
+        makeAbsent(library, folder.path(), environment_);
+        examine();
+        EXPECT_TRUE(works());
+        EXPECT_EQ(stateOf("Microphone"), "limited");
+        EXPECT_THAT(textOf("Microphone"), HasSubstr(library.toStdString() + " is missing: install it"));
+    }
 }
 
 TEST_F(DoctorProcess, ATrayOnTheBusIsFound)

@@ -1,13 +1,8 @@
 #include "platform/linux/AacFile.h"
 
+#include "platform/linux/AvLibraries.h"
 #include "platform/linux/OwnedFile.h"
 
-extern "C" {
-#include <libavcodec/avcodec.h>
-#include <libavformat/avformat.h>
-#include <libavutil/channel_layout.h>
-#include <libavutil/dict.h>
-}
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -73,9 +68,20 @@ int AacFile::bitRate(const AudioRecorderSettings& settings)
            settings.channelCount;
 }
 
+std::optional<PlatformError> AacFile::obstacle()
+{
+    for (DelayLoadedLibrary* library : {&avutilLibrary, &avcodecLibrary, &avformatLibrary}) {
+        if (!library->load())
+            return PlatformError{PlatformError::Kind::Unsupported, library->absence()};
+    }
+    return std::nullopt;
+}
+
 Result<std::unique_ptr<AacFile>, PlatformError> AacFile::create(const QString& path,
                                                                 const AudioRecorderSettings& settings)
 {
+    if (const auto obstacle = AacFile::obstacle())
+        return Failure{*obstacle};
     silenceLibraries();
     int error = 0;
     auto owned = OwnedFile::create(path, error);

@@ -24,6 +24,8 @@ public:
     /// use of; others stand in proportion, between what the encoder needs and what it can use.
     [[nodiscard]] static int bitRate(const AudioRecorderSettings& settings);
 
+    /// Why no such file can be made on this computer. Waits for the disk when it is asked for the first time.
+    [[nodiscard]] static std::optional<PlatformError> obstacle();
     [[nodiscard]] static Result<std::unique_ptr<AacFile>, PlatformError>
     create(const QString& path, const AudioRecorderSettings& settings);
     AacFile(const AacFile&) = delete;

@@ -2,10 +2,13 @@
 
 #include "core/Loopback.h"
 #include "platform/linux/CurlErrors.h"
+#include "platform/linux/CurlLibrary.h"
 #include "platform/linux/CurlTransfer.h"
 #include "platform/linux/NetworkChanges.h"
+#include "platform/linux/SystemProxies.h"
 
 #include <algorithm>
+#include <condition_variable>
 #include <mutex>
 #include <pthread.h>
 #include <thread>
@@ -16,10 +19,14 @@ namespace {
 
 using TransferPtr = std::shared_ptr<CurlTransfer>;
 
-class CurlGlobal {
-public:
-    CurlGlobal() { curl_global_init(CURL_GLOBAL_DEFAULT); }
-};
+/// False where the library is missing.
+bool loadCurl()
+{
+    if (!curlLibrary.load())
+        return false;
+    static const CURLcode once = curl_global_init(CURL_GLOBAL_DEFAULT);
+    return once == CURLE_OK;
+}
 
 } // namespace
 
@@ -27,14 +34,14 @@ public:
 /// at any time; all but post() happens on the thread.
 class CurlHttpClient::Core : public std::enable_shared_from_this<Core> {
 public:
-    Core()
-    {
-        static const CurlGlobal global;
-        multi_ = curl_multi_init();
-    }
+    Core() = default;
     Core(const Core&) = delete;
     Core& operator=(const Core&) = delete;
-    ~Core() { curl_multi_cleanup(multi_); }
+    ~Core()
+    {
+        if (multi_ != nullptr)
+            curl_multi_cleanup(multi_);
+    }
 
     void start()
     {
@@ -55,18 +62,25 @@ public:
         if (closed_)
             return;
         commands_.push_back(std::move(command));
-        curl_multi_wakeup(multi_);
+        // Until then the thread has no transfer that it could wait for.
+        if (multi_ != nullptr)
+            curl_multi_wakeup(multi_);
+        else
+            commandCame_.notify_one();
     }
 
     void begin(const TransferPtr& transfer)
     {
         if (transfer->isCancelled())
             return;
-        if (auto refused = transfer->refusal()) {
+        auto refused = transfer->refusal();
+        if (!refused && !openMulti())
+            refused = HttpError{HttpErrorKind::Unsupported, curlLibrary.absence()};
+        if (refused) {
             transfer->finish(std::move(refused));
             return;
         }
-        transfer->prepare();
+        transfer->prepare(proxies_);
         curl_multi_add_handle(multi_, transfer->handle());
         active_.push_back(transfer);
     }
@@ -81,6 +95,8 @@ public:
 
 private:
     void run();
+    [[nodiscard]] bool openMulti();
+    void perform();
     void runCommands();
     void collectFinished();
     void complete(const TransferPtr& transfer, CURLcode code);
@@ -88,11 +104,13 @@ private:
     void resolveFailure(const TransferPtr& transfer);
     void enforceLimits();
     [[nodiscard]] int pollTimeout() const;
+    void awaitCommand();
     void wait();
     void remove(const TransferPtr& transfer);
     void close();
 
-    CURLM* multi_ = nullptr;
+    CURLM* multi_ = nullptr; ///< From the first transfer on. The thread makes it; others look under the lock.
+    SystemProxies proxies_;
     std::thread thread_;
     NetworkChanges networkChanges_;
     bool stopping_ = false;
@@ -101,6 +119,7 @@ private:
     std::vector<TransferPtr> waitingForReason_; ///< Failed; the resolver is asked why.
 
     std::mutex mutex_;
+    std::condition_variable commandCame_; ///< For a thread that has no transfers to wait for instead.
     std::vector<std::function<void()>> commands_;
     bool closed_ = false;
 };
@@ -112,13 +131,32 @@ void CurlHttpClient::Core::run()
         runCommands();
         if (stopping_)
             break;
-        int running = 0;
-        curl_multi_perform(multi_, &running);
-        collectFinished();
-        enforceLimits();
+        if (multi_ != nullptr)
+            perform();
         wait();
     }
     close();
+}
+
+/// The first transfer brings the library with it.
+bool CurlHttpClient::Core::openMulti()
+{
+    if (multi_ != nullptr)
+        return true;
+    if (!loadCurl())
+        return false;
+    CURLM* const multi = curl_multi_init();
+    const std::scoped_lock lock(mutex_);
+    multi_ = multi;
+    return multi_ != nullptr;
+}
+
+void CurlHttpClient::Core::perform()
+{
+    int running = 0;
+    curl_multi_perform(multi_, &running);
+    collectFinished();
+    enforceLimits();
 }
 
 void CurlHttpClient::Core::runCommands()
@@ -225,8 +263,18 @@ int CurlHttpClient::Core::pollTimeout() const
     return static_cast<int>(std::max<qint64>(left.count(), 0));
 }
 
+void CurlHttpClient::Core::awaitCommand()
+{
+    std::unique_lock lock(mutex_);
+    commandCame_.wait(lock, [this] { return !commands_.empty(); });
+}
+
 void CurlHttpClient::Core::wait()
 {
+    if (multi_ == nullptr) {
+        awaitCommand();
+        return;
+    }
     curl_waitfd changes{networkChanges_.descriptor(), CURL_WAIT_POLLIN, 0};
     const bool watchNetwork = !waitingForNetwork_.empty();
     curl_multi_poll(multi_, &changes, watchNetwork ? 1 : 0, pollTimeout(), nullptr);

@@ -2,8 +2,9 @@
 
 #include "core/Loopback.h"
 #include "platform/linux/CurlErrors.h"
+#include "platform/linux/CurlLibrary.h"
+#include "platform/linux/SystemProxies.h"
 
-#include <QNetworkProxyFactory>
 #include <algorithm>
 
 namespace velmo {
@@ -25,11 +26,12 @@ CurlTransfer::CurlTransfer(HttpRequest request, HttpClient::HeadHandler onHead, 
     : request_(std::move(request))
     , onHead_(std::move(onHead))
     , makeBody_(std::move(makeBody))
-    , handle_(curl_easy_init())
 {}
 
 CurlTransfer::~CurlTransfer()
 {
+    if (handle_ == nullptr)
+        return; // Then the library may not even be there.
     curl_easy_cleanup(handle_);
     curl_slist_free_all(headerList_);
 }
@@ -56,14 +58,18 @@ std::optional<HttpError> CurlTransfer::refusal() const
     return std::nullopt;
 }
 
-void CurlTransfer::prepare()
+void CurlTransfer::prepare(SystemProxies& proxies)
 {
     head_ = {};
     errorText_.fill('\0');
     lastByteAt_ = Clock::now();
     bytesSent_ = 0;
-    if (!headerList_)
-        setOptions();
+    if (handle_ != nullptr)
+        return;
+    startedAt_ = Clock::now(); // What the library took to load is not the service's doing.
+    handle_ = curl_easy_init();
+    setOptions();
+    setProxy(proxies);
 }
 
 void CurlTransfer::setOptions()
@@ -94,7 +100,6 @@ void CurlTransfer::setOptions()
     set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
     if (const QByteArray roots = qgetenv("SSL_CERT_FILE"); !roots.isEmpty())
         set(CURLOPT_CAINFO, roots.constData());
-    setProxy();
 
     set(CURLOPT_ERRORBUFFER, errorText_.data());
     set(CURLOPT_HEADERFUNCTION, &CurlTransfer::onHeaderLine);
@@ -106,7 +111,7 @@ void CurlTransfer::setOptions()
     set(CURLOPT_NOPROGRESS, 0L);
 }
 
-void CurlTransfer::setProxy()
+void CurlTransfer::setProxy(SystemProxies& proxies)
 {
     if (isLoopbackHost(request_.url.host())) {
         curl_easy_setopt(handle_, CURLOPT_PROXY, "");
@@ -114,16 +119,8 @@ void CurlTransfer::setProxy()
     }
     if (environmentNamesProxy())
         return; // libcurl reads those itself, with the exceptions that go with them.
-    const auto proxies = QNetworkProxyFactory::systemProxyForQuery(QNetworkProxyQuery(request_.url));
-    for (const QNetworkProxy& proxy : proxies) {
-        const bool http = proxy.type() == QNetworkProxy::HttpProxy;
-        if (!http && proxy.type() != QNetworkProxy::Socks5Proxy)
-            continue;
-        const QString scheme = http ? QStringLiteral("http://") : QStringLiteral("socks5h://");
-        const QString address = scheme + proxy.hostName() + u':' + QString::number(proxy.port());
-        curl_easy_setopt(handle_, CURLOPT_PROXY, address.toUtf8().constData());
-        return;
-    }
+    if (const QByteArray proxy = proxies.proxyFor(request_.url); !proxy.isEmpty())
+        curl_easy_setopt(handle_, CURLOPT_PROXY, proxy.constData());
 }
 
 Clock::TimePoint CurlTransfer::deadline(bool waitingForNetwork) const

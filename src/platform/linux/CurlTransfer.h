@@ -10,6 +10,8 @@
 
 namespace velmo {
 
+class SystemProxies;
+
 /// One request and its response. Everything but cancelled() belongs to the network thread.
 class CurlTransfer : public std::enable_shared_from_this<CurlTransfer> {
 public:
@@ -23,7 +25,7 @@ public:
     /// Why this client will not send the request at all.
     [[nodiscard]] std::optional<HttpError> refusal() const;
     /// Makes the handle ready to be added; also for another start after a failure that sent nothing.
-    void prepare();
+    void prepare(SystemProxies& proxies);
 
     [[nodiscard]] CURL* handle() const { return handle_; }
     [[nodiscard]] const HttpRequest& request() const { return request_; }
@@ -50,7 +52,7 @@ private:
     static size_t onBytes(char* data, size_t size, size_t count, void* self);
     static int onProgress(void* self, curl_off_t, curl_off_t, curl_off_t, curl_off_t sent);
     void setOptions();
-    void setProxy();
+    void setProxy(SystemProxies& proxies);
     void addHeaderLine(QByteArrayView line);
     void deliverHead();
     void endBody();
@@ -58,13 +60,13 @@ private:
     HttpRequest request_;
     HttpClient::HeadHandler onHead_;
     MakeBody makeBody_;
-    CURL* handle_;
+    CURL* handle_ = nullptr; ///< From the first start on.
     curl_slist* headerList_ = nullptr;
     std::array<char, CURL_ERROR_SIZE> errorText_{};
 
     std::atomic<bool> cancelled_{false};
-    Clock::TimePoint startedAt_ = Clock::now();
-    Clock::TimePoint lastByteAt_ = startedAt_;
+    Clock::TimePoint startedAt_;
+    Clock::TimePoint lastByteAt_;
     curl_off_t bytesSent_ = 0;
 
     HttpHead head_;

@@ -81,10 +81,16 @@ QString lockName(const QString& path)
 /// What programs have left that died while they saved. Under the lock nobody is at work on one.
 void removeUnfinished(const QString& path)
 {
+    constexpr qsizetype kRandomLetters = 6;
     const QFileInfo file(path);
+    const QString prefix = file.fileName() + u'.';
     QDir folder = file.dir();
-    for (const QString& name : folder.entryList({file.fileName() + QStringLiteral(".??????")}, QDir::Files))
-        folder.remove(name);
+    // Looked through by hand: the folder's own filters would bring the engine for regular expressions into
+    // a program that has no other use for it.
+    for (const QString& name : folder.entryList(QDir::Files)) {
+        if (name.size() == prefix.size() + kRandomLetters && name.startsWith(prefix))
+            folder.remove(name);
+    }
 }
 
 } // namespace

@@ -1,9 +1,8 @@
 #include "platform/linux/MicrophoneLookup.h"
 
+#include "platform/linux/PulseLibrary.h"
+
 #include <algorithm>
-#include <pulse/context.h>
-#include <pulse/introspect.h>
-#include <pulse/proplist.h>
 #include <span>
 #include <string_view>
 

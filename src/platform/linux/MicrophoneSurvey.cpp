@@ -1,5 +1,6 @@
 #include "platform/linux/MicrophoneSurvey.h"
 
+#include "platform/linux/AacFile.h"
 #include "platform/linux/MicrophoneLookup.h"
 #include "platform/linux/PulseConnection.h"
 #include "platform/linux/PulseLoop.h"
@@ -63,13 +64,14 @@ private:
 
 Result<QString, PlatformError> surveyMicrophone(std::chrono::milliseconds limit)
 {
+    if (const auto obstacle = AacFile::obstacle())
+        return Failure{*obstacle};
     PulseLoop loop;
     auto question = std::make_unique<Question>(loop);
     auto outcome = question->outcome();
     loop.post([&question] { question->ask(); });
     const bool isAnswered = outcome.wait_for(limit) == std::future_status::ready;
-    loop.post([&question] { question.reset(); });
-    loop.stop();
+    loop.stop([&question] { question.reset(); });
     if (!isAnswered)
         return Failure{
             PlatformError{PlatformError::Kind::Failed, QStringLiteral("The sound server does not answer.")}};

@@ -1,10 +1,9 @@
 #include "platform/linux/PulseConnection.h"
 
+#include "platform/linux/PulseLibrary.h"
 #include "platform/linux/PulseLoop.h"
 
 #include <algorithm>
-#include <pulse/context.h>
-#include <pulse/error.h>
 #include <utility>
 
 namespace velmo {
@@ -52,6 +51,10 @@ void PulseConnection::giveUp(const PlatformError& reason)
 
 void PulseConnection::connect()
 {
+    if (loop_.api() == nullptr) {
+        giveUp({PlatformError::Kind::Unsupported, pulseLibrary.absence()});
+        return;
+    }
     context_.reset(pa_context_new(loop_.api(), "Velmo"));
     if (!context_) {
         giveUp(reasonFor(PA_ERR_INTERNAL));

@@ -1,8 +1,10 @@
 #include "platform/linux/PulseLoop.h"
 
+#include "platform/linux/PulseLibrary.h"
+
 #include <csignal>
+#include <poll.h>
 #include <pthread.h>
-#include <pulse/mainloop.h>
 #include <sys/eventfd.h>
 #include <sys/timerfd.h>
 #include <unistd.h>
@@ -16,7 +18,6 @@ void PulseLoop::LoopEnd::operator()(pa_mainloop* loop) const
 
 PulseLoop::PulseLoop()
     : wakeUp_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
-    , loop_(pa_mainloop_new())
 {}
 
 PulseLoop::~PulseLoop()
@@ -26,15 +27,26 @@ PulseLoop::~PulseLoop()
     close(wakeUp_);
 }
 
-void PulseLoop::stop()
+void PulseLoop::stop(std::function<void()> last)
 {
-    post([this] {
-        const std::scoped_lock lock(mutex_);
+    std::unique_lock lock(mutex_);
+    if (!thread_.joinable()) {
         stopped_ = true;
-        pa_mainloop_quit(loop_.get(), 0);
+        lock.unlock();
+        if (last)
+            last();
+        return;
+    }
+    lock.unlock();
+    post([this, last = std::move(last)] {
+        if (last)
+            last();
+        const std::scoped_lock stopping(mutex_);
+        stopped_ = true;
+        if (loop_)
+            pa_mainloop_quit(loop_.get(), 0);
     });
-    if (thread_.joinable())
-        thread_.join();
+    thread_.join();
 }
 
 void PulseLoop::post(std::function<void()> function)
@@ -50,7 +62,7 @@ void PulseLoop::post(std::function<void()> function)
 
 pa_mainloop_api* PulseLoop::api() const
 {
-    return pa_mainloop_get_api(loop_.get());
+    return loop_ ? pa_mainloop_get_api(loop_.get()) : nullptr;
 }
 
 void PulseLoop::run()
@@ -61,6 +73,16 @@ void PulseLoop::run()
     sigemptyset(&signals);
     sigaddset(&signals, SIGPIPE);
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    if (pulseLibrary.load()) {
+        loop_.reset(pa_mainloop_new());
+        runWithLibrary();
+    } else {
+        runWithoutLibrary();
+    }
+}
+
+void PulseLoop::runWithLibrary()
+{
     // The library's own way to wake a loop is forgotten when it comes between two rounds; a descriptor is
     // not.
     pa_io_event* event = api()->io_new(
@@ -73,6 +95,17 @@ void PulseLoop::run()
         this);
     pa_mainloop_run(loop_.get(), nullptr);
     api()->io_free(event);
+}
+
+void PulseLoop::runWithoutLibrary()
+{
+    pollfd posted{wakeUp_, POLLIN, 0};
+    while (!stopped_) {
+        poll(&posted, 1, -1);
+        eventfd_t count = 0;
+        eventfd_read(wakeUp_, &count);
+        runPosted();
+    }
 }
 
 void PulseLoop::runPosted()
@@ -92,21 +125,25 @@ PulseTimer::PulseTimer(PulseLoop& loop, std::function<void()> onElapsed)
     : descriptor_(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK))
     , loop_(loop)
     , onElapsed_(std::move(onElapsed))
-    , event_(loop.api()->io_new(
-          loop.api(), descriptor_, PA_IO_EVENT_INPUT,
-          [](pa_mainloop_api*, pa_io_event*, int descriptor, pa_io_event_flags_t, void* self) {
-              uint64_t count = 0;
-              if (read(descriptor, &count, sizeof count) <= 0)
-                  return;
-              const auto handler = static_cast<PulseTimer*>(self)->onElapsed_; // It may end the timer.
-              handler();
-          },
-          this))
+    , event_(loop.api() == nullptr
+                 ? nullptr
+                 : loop.api()->io_new(
+                       loop.api(), descriptor_, PA_IO_EVENT_INPUT,
+                       [](pa_mainloop_api*, pa_io_event*, int descriptor, pa_io_event_flags_t, void* self) {
+                           uint64_t count = 0;
+                           if (read(descriptor, &count, sizeof count) <= 0)
+                               return;
+                           // It may end the timer.
+                           const auto handler = static_cast<PulseTimer*>(self)->onElapsed_;
+                           handler();
+                       },
+                       this))
 {}
 
 PulseTimer::~PulseTimer()
 {
-    loop_.api()->io_free(event_);
+    if (event_ != nullptr)
+        loop_.api()->io_free(event_);
     close(descriptor_);
 }
 

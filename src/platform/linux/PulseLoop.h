@@ -14,7 +14,8 @@ struct pa_io_event;
 namespace velmo {
 
 /// The thread on which everything about the sound server happens. It starts with the first function that is
-/// posted. There is no lock that callbacks hold, so whoever posts never waits for the server.
+/// posted, and loads what it speaks to the server with. There is no lock that callbacks hold, so whoever
+/// posts never waits for the server.
 class PulseLoop {
 public:
     PulseLoop();
@@ -24,11 +25,12 @@ public:
 
     /// Runs the function on the thread, in the order of the calls. Any thread.
     void post(std::function<void()> function);
-    /// Runs what has been posted, then ends the thread; what is posted later is dropped. Everything that uses
-    /// the API has to be gone by then.
-    void stop();
+    /// Runs what has been posted, and the last function, then ends the thread; what is posted later is
+    /// dropped. Everything that uses the API has to be gone after the last function, which the caller runs
+    /// where the thread never began.
+    void stop(std::function<void()> last = {});
 
-    /// Only on the thread.
+    /// Only on the thread. Nothing where the library is missing.
     [[nodiscard]] pa_mainloop_api* api() const;
 
 private:
@@ -37,6 +39,8 @@ private:
     };
 
     void run();
+    void runWithLibrary();
+    void runWithoutLibrary();
     void runPosted();
 
     const int wakeUp_; ///< Readable while there are functions to run.
@@ -64,7 +68,7 @@ private:
     const int descriptor_;
     PulseLoop& loop_;
     const std::function<void()> onElapsed_;
-    pa_io_event* const event_;
+    pa_io_event* const event_; ///< Nothing without the library: then nobody answers, and nobody waits.
 };
 
 } // namespace velmo

@@ -3,11 +3,9 @@
 #include "core/async/MainLoop.h"
 #include "platform/linux/MicrophoneLookup.h"
 #include "platform/linux/PulseConnection.h"
+#include "platform/linux/PulseLibrary.h"
 #include "platform/linux/PulseLoop.h"
 
-#include <pulse/context.h>
-#include <pulse/error.h>
-#include <pulse/subscribe.h>
 #include <utility>
 
 namespace velmo {
@@ -155,8 +153,7 @@ struct PulseMicrophone::Threads {
     Threads& operator=(const Threads&) = delete;
     ~Threads()
     {
-        loop.post([this] { watch.reset(); });
-        loop.stop();
+        loop.stop([this] { watch.reset(); });
     }
 
     PulseLoop loop;

@@ -1,8 +1,6 @@
 #include "platform/linux/PulsePointers.h"
 
-#include <pulse/context.h>
-#include <pulse/operation.h>
-#include <pulse/stream.h>
+#include "platform/linux/PulseLibrary.h"
 
 namespace velmo {
 

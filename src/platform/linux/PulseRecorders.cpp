@@ -18,8 +18,7 @@ struct PulseRecorders::Threads {
     Threads& operator=(const Threads&) = delete;
     ~Threads()
     {
-        loop.post([this] { connection.reset(); });
-        loop.stop();
+        loop.stop([this] { connection.reset(); });
     }
 
     PulseLoop loop;

@@ -1,9 +1,7 @@
 #include "platform/linux/PulseRecording.h"
 
-#include <pulse/context.h>
-#include <pulse/error.h>
-#include <pulse/sample.h>
-#include <pulse/stream.h>
+#include "platform/linux/PulseLibrary.h"
+
 #include <utility>
 
 namespace velmo {

@@ -80,6 +80,8 @@ TEST_F(RecordingFileTroubleTest, SaysWhenTheDiskIsFull)
 TEST_F(RecordingFileTroubleTest, SaysWhenTheFileIsRemovedMeanwhile)
 {
     const auto take = recordUntilSound();
+    // The encoder is only being loaded when the first sound comes.
+    ASSERT_TRUE(turnUntil([this] { return QFile::exists(path()); }));
     ASSERT_TRUE(QFile::remove(path()));
     ASSERT_TRUE(take->finish());
     EXPECT_EQ(take->errorText(), "The recording's file was removed.");
