@@ -29,6 +29,13 @@ bool enableKeyboard(const X11Connection& connection)
     return answer && answer->supported != 0;
 }
 
+/// A server may know the extension and still keep the keys of others to itself.
+bool tellsRawKeys(const X11Connection& connection)
+{
+    return selectInput(connection, XCB_INPUT_DEVICE_ALL, XCB_INPUT_XI_EVENT_MASK_RAW_KEY_PRESS) &&
+           selectInput(connection, XCB_INPUT_DEVICE_ALL, 0);
+}
+
 } // namespace
 
 X11InputExtensions X11InputExtensions::probe(const X11Connection& connection)
@@ -38,6 +45,8 @@ X11InputExtensions X11InputExtensions::probe(const X11Connection& connection)
     const auto* keyboard = connection.extension(xcb_xkb_id);
     if (input == nullptr || !enableInput(connection)) {
         result.missing = QStringLiteral("The X server lacks the input extension in version 2.2.");
+    } else if (!tellsRawKeys(connection)) {
+        result.missing = QStringLiteral("The X server does not let Velmo see keys.");
     } else if (keyboard == nullptr || !enableKeyboard(connection)) {
         result.missing = QStringLiteral("The X server lacks the keyboard extension (XKB).");
     } else if (connection.extension(xcb_test_id) == nullptr) {
@@ -48,6 +57,18 @@ X11InputExtensions X11InputExtensions::probe(const X11Connection& connection)
         result.keyboardEvent = keyboard->first_event;
     }
     return result;
+}
+
+bool selectInput(const X11Connection& connection, quint16 devices, quint32 events)
+{
+    struct {
+        xcb_input_event_mask_t head;
+        uint32_t mask;
+    } selection{{devices, 1}, events};
+    const XcbPointer<xcb_generic_error_t> refusal(xcb_request_check(
+        connection.get(),
+        xcb_input_xi_select_events_checked(connection.get(), connection.root(), 1, &selection.head)));
+    return !refusal && !connection.isBroken();
 }
 
 } // namespace velmo

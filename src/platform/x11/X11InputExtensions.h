@@ -13,7 +13,12 @@ struct X11InputExtensions {
     QString missing;          ///< A sentence about the first that is missing; empty when all are there.
 
     /// Announces the versions that we speak, so it also enables the extensions on the connection.
+    /// Nothing is selected on it afterwards.
     [[nodiscard]] static X11InputExtensions probe(const X11Connection& connection);
 };
+
+/// Has the connection told the input extension's events of the screen, in place of those that it was told of
+/// the same devices before. Waits for the server; false when that refuses.
+[[nodiscard]] bool selectInput(const X11Connection& connection, quint16 devices, quint32 events);
 
 } // namespace velmo

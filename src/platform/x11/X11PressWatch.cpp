@@ -31,12 +31,7 @@ void X11PressWatch::select(quint32 events) const
 {
     if (inputOpcode_ == 0)
         return;
-    struct {
-        xcb_input_event_mask_t head;
-        uint32_t mask;
-    } selection{{XCB_INPUT_DEVICE_ALL_MASTER, 1}, events};
-    xcb_input_xi_select_events(connection_.get(), connection_.root(), 1, &selection.head);
-    connection_.sync();
+    static_cast<void>(selectInput(connection_, XCB_INPUT_DEVICE_ALL_MASTER, events));
 }
 
 bool X11PressWatch::sawPress()

@@ -85,12 +85,8 @@ void X11TapSession::selectEvents() const
         XCB_XKB_MAP_PART_KEY_TYPES | XCB_XKB_MAP_PART_KEY_SYMS | XCB_XKB_MAP_PART_MODIFIER_MAP;
     xcb_xkb_select_events_aux(connection_->get(), XCB_XKB_ID_USE_CORE_KBD, kEvents, 0, 0, kMapParts,
                               kMapParts, &details);
-
-    struct {
-        xcb_input_event_mask_t head;
-        uint32_t mask;
-    } selection{{XCB_INPUT_DEVICE_ALL, 1}, XCB_INPUT_XI_EVENT_MASK_RAW_KEY_PRESS};
-    xcb_input_xi_select_events(connection_->get(), connection_->root(), 1, &selection.head);
+    // The probe has seen that the server agrees.
+    static_cast<void>(selectInput(*connection_, XCB_INPUT_DEVICE_ALL, XCB_INPUT_XI_EVENT_MASK_RAW_KEY_PRESS));
 }
 
 bool X11TapSession::run()

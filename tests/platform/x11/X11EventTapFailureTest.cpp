@@ -7,6 +7,7 @@
 
 #include <array>
 #include <gtest/gtest.h>
+#include <xcb/xinput.h>
 
 namespace velmo::test {
 namespace {
@@ -48,6 +49,24 @@ TEST_F(X11EventTapFailureTest, NamesACombinationThatAnotherProgramHolds)
     input_.tap("a");
     EXPECT_TRUE(tap_.awaitKeyDowns(0, 1));
     EXPECT_TRUE(tap_.keyDowns(kSpace).empty());
+}
+
+TEST_F(X11EventTapFailureTest, ARefusedSelectionIsNoticed)
+{
+    constexpr quint16 kNoSuchDevice = 4711;
+    EXPECT_FALSE(selectInput(holder_.connection(), kNoSuchDevice, XCB_INPUT_XI_EVENT_MASK_RAW_KEY_PRESS));
+    EXPECT_TRUE(
+        selectInput(holder_.connection(), XCB_INPUT_DEVICE_ALL, XCB_INPUT_XI_EVENT_MASK_RAW_KEY_PRESS));
+}
+
+TEST_F(X11EventTapFailureTest, ProbingLeavesNothingSelected)
+{
+    const auto connection = X11Connection::open();
+    ASSERT_TRUE(connection);
+    ASSERT_EQ(X11InputExtensions::probe(*connection).missing, QString());
+    input_.tap("a");
+    connection->sync();
+    EXPECT_EQ(connection->nextEvent(), nullptr);
 }
 
 TEST_F(X11EventTapFailureTest, NamesTheLockUnderWhichAnotherProgramHoldsTheCombination)
