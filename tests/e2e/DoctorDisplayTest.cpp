@@ -66,6 +66,21 @@ TEST_F(DoctorProcess, ADisplayThatNeverAnswersHoldsNothingUp)
     unlink(address.sun_path);
 }
 
+TEST_F(DoctorProcess, AServerThatCannotTellWindowsApartIsALimit)
+{
+    VirtualDisplay::Options poor;
+    poor.screen = "800x600x24";
+    poor.arguments = {"-extension", "Composite"};
+    const VirtualDisplay other(poor);
+    ASSERT_FALSE(other.name().isEmpty());
+    environment_.insert(QStringLiteral("DISPLAY"), QString::fromLatin1(other.name()));
+    examine();
+    EXPECT_TRUE(works()) << "questions get the screen from before the drawing";
+    EXPECT_EQ(stateOf("Capture"), "limited");
+    EXPECT_THAT(textOf("Capture"), HasSubstr("Composite"));
+    EXPECT_EQ(detailsOf("Capture")[QStringLiteral("method")].toString(), QStringLiteral("screen"));
+}
+
 TEST_F(DoctorProcess, AToolkitThatHangsHoldsNothingUp)
 {
     // It reads this file as soon as it starts, and nobody writes into it.

@@ -5,7 +5,6 @@
 #include "platform/x11/X11EventTap.h"
 #include "platform/x11/X11InputExtensions.h"
 
-#include <algorithm>
 #include <future>
 #include <memory>
 
@@ -69,18 +68,19 @@ X11CaptureSurvey X11CaptureSurvey::take()
         survey.problems.append(QStringLiteral("There is no display to read."));
     } else {
         survey.windowCount = content.value().windowCount;
-        const auto picture = capture.captureDisplay(content.value().displays.front().id, CaptureMoment::Now);
-        survey.isCaptured = picture.hasValue() && !picture.value().isNull();
-        if (survey.isCaptured)
+        const quint32 display = content.value().displays.front().id;
+        auto picture = capture.captureDisplay(display, CaptureMoment::Now);
+        survey.showsWindowsApart = picture.hasValue();
+        // That is what a question gets then.
+        if (!picture)
+            picture = capture.captureDisplay(display, CaptureMoment::Frozen);
+        survey.isCaptured = picture.hasValue();
+        if (picture)
             survey.size = picture.value().size();
-        else if (!picture)
+        else
             survey.problems.append(picture.error().description);
     }
-    const QStringList notes = capture.takeDiagnostics();
-    survey.problems += notes;
-    survey.showsWindowsApart = survey.isCaptured && std::ranges::none_of(notes, [](const QString& note) {
-                                   return note.startsWith(QStringLiteral("The picture is the screen"));
-                               });
+    survey.problems += capture.takeDiagnostics();
     capture.release();
     return survey;
 }
