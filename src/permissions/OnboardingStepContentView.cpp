@@ -56,7 +56,6 @@ void PageDots::setDots(int total, int current)
     current_ = current;
     setAccessibleName(QStringLiteral("Step ") + QString::number(current + 1) + QStringLiteral(" of ") +
                       QString::number(total));
-    updateGeometry();
     update();
 }
 

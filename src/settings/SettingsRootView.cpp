@@ -33,8 +33,8 @@ SettingsRootView::SettingsRootView(std::shared_ptr<SettingsManager> settings,
     tabs_->setAccessibleName(QStringLiteral("Tabs"));
     tabs_->onChoose = [this](int index) { settings_->settingsSelectedTab.set(index); };
     general_ = new SettingsView(settings_, collaborators_, this);
-    focusRing_ = new FocusRing(*this, [] { return WindowTheme::current().accent; });
-    focusRing_->addScrolledArea(*general_->widget());
+    auto* focusRing = new FocusRing(*this, [] { return WindowTheme::current().accent; });
+    focusRing->addScrolledArea(*general_->widget());
     selectedTab_ = settings_->settingsSelectedTab.subscribe([this](qint64) { refresh_.request(); });
     refresh();
 }
@@ -49,7 +49,6 @@ void SettingsRootView::refresh()
         permissions_ = collaborators_.makePermissionsView().release();
         permissions_->setParent(this);
         placeContents();
-        focusRing_->raise();
     }
     general_->setVisible(!isPermissions);
     if (permissions_ != nullptr)

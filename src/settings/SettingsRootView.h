@@ -8,7 +8,6 @@
 
 namespace velmo {
 
-class FocusRing;
 class SegmentedControl;
 class SettingsView;
 
@@ -36,7 +35,6 @@ private:
     SegmentedControl* tabs_;
     SettingsView* general_;
     QWidget* permissions_ = nullptr; ///< Null before it is first chosen.
-    FocusRing* focusRing_;
     LaterRefresh refresh_{this, [this] { refresh(); }};
     Subscription selectedTab_;
 };

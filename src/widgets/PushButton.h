@@ -27,7 +27,6 @@ public:
     void setDefault(bool isDefault);
     [[nodiscard]] bool isDefault() const { return !returnKeys_.isEmpty(); }
 
-    [[nodiscard]] Kind kind() const { return kind_; }
     [[nodiscard]] QSize sizeHint() const override;
     [[nodiscard]] QSize minimumSizeHint() const override { return sizeHint(); }
     [[nodiscard]] FocusRingShape focusRingShape() const override;

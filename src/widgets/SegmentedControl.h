@@ -22,7 +22,6 @@ public:
     void setCurrentIndex(int index);
     /// −1 if there is none.
     [[nodiscard]] int currentIndex() const;
-    [[nodiscard]] const QList<QAbstractButton*>& segments() const { return segments_; }
 
 protected:
     void changeEvent(QEvent* event) override;

@@ -9,7 +9,6 @@ namespace velmo {
 /// The colours of our ordinary windows and menus, light or dark as the desktop's scheme is.
 struct WindowTheme {
     QColor window;
-    QColor titleBar;
     QColor card;
     QColor cardBorder;
     QColor field;
@@ -56,7 +55,6 @@ struct WindowTheme {
     {
         return {
             .window = QColor(0xf6f6f8),
-            .titleBar = QColor(0xececf0),
             .card = QColor(0xffffff),
             .cardBorder = QColor(0, 0, 0, 23),
             .field = QColor(0xffffff),
@@ -91,7 +89,6 @@ struct WindowTheme {
     {
         return {
             .window = QColor(0x232328),
-            .titleBar = QColor(0x2b2b31),
             .card = QColor(0x2d2d33),
             .cardBorder = QColor(255, 255, 255, 20),
             .field = QColor(0x1c1c20),
