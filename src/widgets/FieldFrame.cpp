@@ -38,13 +38,6 @@ void FieldFrame::mousePressEvent(QMouseEvent* event)
         field_->setFocus(Qt::MouseFocusReason);
 }
 
-void FieldFrame::changeEvent(QEvent* event)
-{
-    if (event->type() == QEvent::PaletteChange)
-        update();
-    QWidget::changeEvent(event);
-}
-
 void FieldFrame::resizeEvent(QResizeEvent*)
 {
     field_->setGeometry(box().marginsRemoved(padding_));

@@ -14,7 +14,6 @@ public:
     FieldFrame(QWidget* field, QMargins padding, QWidget* parent = nullptr);
 
 protected:
-    void changeEvent(QEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
     void paintEvent(QPaintEvent* event) override;

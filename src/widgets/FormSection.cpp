@@ -42,7 +42,7 @@ void FormSection::addRow(QWidget* row)
 bool FormSection::event(QEvent* event)
 {
     // A row came, went or grew.
-    if (event->type() == QEvent::LayoutRequest || event->type() == QEvent::PaletteChange)
+    if (event->type() == QEvent::LayoutRequest)
         update();
     return QWidget::event(event);
 }

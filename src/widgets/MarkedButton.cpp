@@ -4,7 +4,6 @@
 #include "widgets/SystemFont.h"
 #include "widgets/WindowTheme.h"
 
-#include <QEvent>
 #include <QPainter>
 #include <cmath>
 
@@ -57,13 +56,6 @@ QColor MarkedButton::offColor(const WindowTheme& theme) const
 QColor MarkedButton::onColor(const WindowTheme& theme) const
 {
     return blended(blended(theme.accentFill, theme.hoveredPrimary, hover()), theme.pressedPrimary, press());
-}
-
-void MarkedButton::changeEvent(QEvent* event)
-{
-    if (event->type() == QEvent::PaletteChange)
-        update();
-    FadingButton::changeEvent(event);
 }
 
 void MarkedButton::paintEvent(QPaintEvent*)

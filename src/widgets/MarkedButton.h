@@ -32,7 +32,6 @@ protected:
     /// Of the mark's ground while it is on.
     [[nodiscard]] QColor onColor(const WindowTheme& theme) const;
 
-    void changeEvent(QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
 
 private:

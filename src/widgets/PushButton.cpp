@@ -5,7 +5,6 @@
 #include "widgets/WindowAccessible.h"
 #include "widgets/WindowTheme.h"
 
-#include <QEvent>
 #include <QPainter>
 #include <QShortcut>
 #include <algorithm>
@@ -133,13 +132,6 @@ FocusRingShape PushButton::focusRingShape() const
     if (!hasGround())
         return {2, kWordRadius};
     return {2, kind_ == Kind::Primary ? kPrimaryRadius : kRadius};
-}
-
-void PushButton::changeEvent(QEvent* event)
-{
-    if (event->type() == QEvent::PaletteChange || event->type() == QEvent::EnabledChange)
-        update();
-    FadingButton::changeEvent(event);
 }
 
 void PushButton::paintEvent(QPaintEvent*)

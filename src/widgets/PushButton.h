@@ -32,7 +32,6 @@ public:
     [[nodiscard]] FocusRingShape focusRingShape() const override;
 
 protected:
-    void changeEvent(QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
 
 private:

@@ -6,7 +6,6 @@
 #include "widgets/SystemFont.h"
 #include "widgets/WindowTheme.h"
 
-#include <QEvent>
 #include <QPainter>
 
 namespace velmo {
@@ -89,13 +88,6 @@ int SegmentedControl::currentIndex() const
             return i;
     }
     return -1;
-}
-
-void SegmentedControl::changeEvent(QEvent* event)
-{
-    if (event->type() == QEvent::PaletteChange)
-        update();
-    QWidget::changeEvent(event);
 }
 
 /// The chosen segment's ground and its shadow, which reaches beyond it, belong to the track.

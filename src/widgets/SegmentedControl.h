@@ -24,7 +24,6 @@ public:
     [[nodiscard]] int currentIndex() const;
 
 protected:
-    void changeEvent(QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
 
