@@ -7,6 +7,7 @@
 #include <QTimer>
 #include <QVBoxLayout>
 #include <chrono>
+#include <utility>
 
 namespace velmo {
 
@@ -52,7 +53,9 @@ PermissionNotice::PermissionNotice(QWidget* parent)
 
 void PermissionNotice::setKind(Kind kind)
 {
-    kind_ = kind;
+    // Whoever looks every second says it every second.
+    if (std::exchange(kind_, kind) == kind)
+        return;
     if (kind == Kind::RequiredMissing) {
         icon_->setSymbol(QStringLiteral("exclamationmark.triangle.fill"), &WindowTheme::warning);
         label_->setText(QStringLiteral("Velmo can't work without the required permissions below."));

@@ -1,6 +1,7 @@
 #include "permissions/PermissionsView.h"
 
 #include "OnboardingTest.h"
+#include "support/widgets/Paints.h"
 #include "support/widgets/Palettes.h"
 
 #include <QAccessible>
@@ -130,6 +131,20 @@ TEST_F(PermissionsViewTest, LooksWhenItIsShownAndEverySecondMeanwhile)
     permissions.accessibility = false;
     view.show();
     EXPECT_EQ(granted(), (std::array{false, true, false}));
+}
+
+TEST_F(PermissionsViewTest, PaintsTheAdviceOnlyWhenItChanges)
+{
+    show();
+    QWidget& notice = *const_cast<PermissionNotice*>(&view.notice());
+    const Paints paints(notice);
+    passSecond();
+    settle();
+    EXPECT_TRUE(paints.isNothing());
+    permissions.accessibility = permissions.screenRecording = true;
+    permissions.microphone = MicrophoneStatus::Authorized;
+    passSecond();
+    EXPECT_TRUE(turnUntil([&] { return paints.isAll(); }));
 }
 
 TEST_F(PermissionsViewTest, ShowsTheMicrophoneAsSoonAsItIsKnownToBeThere)
