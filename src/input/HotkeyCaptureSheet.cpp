@@ -3,10 +3,9 @@
 #include "widgets/DialogWindow.h"
 #include "widgets/ModifierSymbols.h"
 #include "widgets/SystemFont.h"
-#include "widgets/WindowTheme.h"
+#include "widgets/WindowPalette.h"
 
 #include <QCoreApplication>
-#include <QGuiApplication>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QTimer>
@@ -74,14 +73,7 @@ protected:
     }
 
 private:
-    void followScheme()
-    {
-        const WindowTheme theme = WindowTheme::of(QGuiApplication::palette());
-        QPalette colors;
-        colors.setColor(QPalette::Window, theme.window);
-        colors.setColor(QPalette::WindowText, theme.text);
-        setPalette(colors);
-    }
+    void followScheme() { setPalette(windowPalette(WindowTheme::current())); }
 
     std::function<void()> onClose_;
     QLabel* label_;

@@ -4,7 +4,7 @@
 #include "widgets/FocusRing.h"
 #include "widgets/PushButton.h"
 #include "widgets/SystemFont.h"
-#include "widgets/WindowTheme.h"
+#include "widgets/WindowPalette.h"
 
 #include <QHBoxLayout>
 #include <QKeyEvent>
@@ -106,9 +106,7 @@ void UpdateWindow::keyPressEvent(QKeyEvent* event)
 void UpdateWindow::followScheme()
 {
     const WindowTheme theme = WindowTheme::current();
-    QPalette colors;
-    colors.setColor(QPalette::Window, theme.window);
-    colors.setColor(QPalette::WindowText, theme.text);
+    QPalette colors = windowPalette(theme);
     setPalette(colors);
     colors.setColor(QPalette::WindowText, theme.secondaryText);
     text_->setPalette(colors);
