@@ -2,8 +2,8 @@
 
 #include "permissions/PermissionChecker.h"
 #include "widgets/FocusRing.h"
+#include "widgets/FormTexts.h"
 
-#include <QAccessible>
 #include <QPainter>
 #include <algorithm>
 #include <cmath>
@@ -28,7 +28,6 @@ constexpr int kLeastDotGap = 4;
 constexpr TextLabel::Style kTitleStyle{22, 27, &WindowTheme::text, QFont::Bold, -0.2};
 constexpr TextLabel::Style kDescriptionStyle{13, 17, &WindowTheme::secondaryText};
 constexpr TextLabel::Style kHotkeyStyle{11, 15, &WindowTheme::text, QFont::Medium};
-constexpr TextLabel::Style kNoteStyle{11, 15, &WindowTheme::warning};
 
 TextLabel* makeLabel(const TextLabel::Style& style, QWidget* parent)
 {
@@ -98,7 +97,7 @@ OnboardingStepContentView::OnboardingStepContentView(Permissions& permissions, Q
     , descriptionLabel_(makeLabel(kDescriptionStyle, this))
     , hotkeyLabel_(makeLabel(kHotkeyStyle, this))
     , primaryButton_(new PushButton(PushButton::Kind::Primary, {}, this))
-    , noteLabel_(makeLabel(kNoteStyle, this))
+    , noteLabel_(makeLabel(FormTexts::kWarning, this))
     , secondaryButton_(new PushButton(PushButton::Kind::Borderless, QStringLiteral("Skip"), this))
     , dotContainer_(new PageDots(this))
 {
@@ -174,10 +173,7 @@ void OnboardingStepContentView::setNote(const QString& note)
 {
     noteLabel_->setText(note);
     layOut();
-    if (!note.isEmpty()) {
-        QAccessibleEvent alert(noteLabel_, QAccessible::Alert);
-        QAccessible::updateAccessibility(&alert);
-    }
+    noteLabel_->announce();
 }
 
 void OnboardingStepContentView::updateDots()

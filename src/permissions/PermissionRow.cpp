@@ -1,8 +1,7 @@
 #include "permissions/PermissionRow.h"
 
-#include "widgets/SystemFont.h"
+#include "widgets/FormTexts.h"
 
-#include <QAccessible>
 #include <QPainter>
 
 namespace velmo {
@@ -25,7 +24,6 @@ constexpr int kNoteGap = 4;
 
 constexpr TextLabel::Style kTitleStyle{13, 18, &WindowTheme::text, QFont::DemiBold};
 constexpr TextLabel::Style kSubtitleStyle{12, 16, &WindowTheme::secondaryText};
-constexpr TextLabel::Style kNoteStyle{11, 15, &WindowTheme::warning};
 constexpr TextLabel::Style kGrantedStyle{12.5, 18, &WindowTheme::granted, QFont::Medium};
 constexpr TextLabel::Style kTagStyle{10, kTagHeight, &WindowTheme::secondaryText, QFont::Medium};
 
@@ -59,7 +57,7 @@ PermissionRow::PermissionRow(const Content& content, QWidget* parent)
     , icon_(new SymbolView(kIconSize, this))
     , title_(new TextLabel(kTitleStyle, content.title, this))
     , subtitle_(new TextLabel(kSubtitleStyle, content.subtitle, this))
-    , note_(new TextLabel(kNoteStyle, {}, this))
+    , note_(new TextLabel(FormTexts::kWarning, {}, this))
     , grantedIcon_(new SymbolView(kGrantedIconSize, this))
     , grantedLabel_(new TextLabel(kGrantedStyle, QStringLiteral("Granted"), this))
     , button_(new PushButton(PushButton::Kind::Normal, QStringLiteral("Grant Access"), this))
@@ -97,10 +95,7 @@ void PermissionRow::setNote(const QString& note)
     note_->setVisible(!note.isEmpty());
     updateGeometry();
     layOut();
-    if (!note.isEmpty()) {
-        QAccessibleEvent alert(note_, QAccessible::Alert);
-        QAccessible::updateAccessibility(&alert);
-    }
+    note_->announce();
 }
 
 QSize PermissionRow::sizeHint() const

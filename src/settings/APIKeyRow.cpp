@@ -8,7 +8,6 @@
 #include "widgets/SymbolView.h"
 #include "widgets/WindowTheme.h"
 
-#include <QAccessible>
 #include <QVBoxLayout>
 #include <utility>
 
@@ -154,10 +153,7 @@ void APIKeyRow::setNote(const QString& note)
     layout()->setContentsMargins(FormSection::kRowInset, kLineMargin, FormSection::kRowInset,
                                  note.isEmpty() ? kLineMargin : kNoteMargin);
     describe();
-    if (!note.isEmpty()) {
-        QAccessibleEvent alert(note_, QAccessible::Alert);
-        QAccessible::updateAccessibility(&alert);
-    }
+    note_->announce();
 }
 
 /// For those who hear one control at a time. The names of two of them say already which key it is.

@@ -2,6 +2,7 @@
 
 #include "widgets/SystemFont.h"
 
+#include <QAccessible>
 #include <QPainter>
 #include <QTextLayout>
 #include <algorithm>
@@ -69,6 +70,14 @@ TextLabel::TextLabel(const Style& style, const QString& text, QWidget* parent)
     QSizePolicy policy(QSizePolicy::Preferred, QSizePolicy::Minimum);
     policy.setHeightForWidth(true);
     setSizePolicy(policy);
+}
+
+void TextLabel::announce()
+{
+    if (text().isEmpty())
+        return;
+    QAccessibleEvent alert(this, QAccessible::Alert);
+    QAccessible::updateAccessibility(&alert);
 }
 
 QSize TextLabel::sizeHint() const

@@ -19,6 +19,9 @@ public:
 
     explicit TextLabel(const Style& style, const QString& text = {}, QWidget* parent = nullptr);
 
+    /// Has assistive technology read the text out, if there is any.
+    void announce();
+
     [[nodiscard]] QColor tint() const { return WindowTheme::current().*style_.color; }
 
     /// Without any wrapping but at line ends.
