@@ -2,6 +2,7 @@
 
 #include "core/async/WorkerPool.h"
 #include "panel/QueryPanelTheme.h"
+#include "widgets/RoundedBorder.h"
 
 #include <QPainter>
 #include <algorithm>
@@ -104,9 +105,8 @@ void AttachmentThumbnailButton::ImageButton::paintEvent(QPaintEvent*)
     painter.setPen(Qt::NoPen);
     painter.setBrush(picture_.isNull() ? QBrush(QueryPanelTheme::inputBackground()) : QBrush(picture_));
     painter.drawRoundedRect(QRectF(rect()), kRadius, kRadius);
-    painter.setBrush(Qt::NoBrush);
-    painter.setPen(QPen(blended(QueryPanelTheme::border(), white(kHoveredBorder), hover()), 1));
-    painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), kRadius - 0.5, kRadius - 0.5);
+    const QPen border(blended(QueryPanelTheme::border(), white(kHoveredBorder), hover()), 1);
+    drawRoundedBorder(painter, rect(), kRadius, border);
 }
 
 } // namespace velmo

@@ -1,6 +1,7 @@
 #include "panel/KeyBadgeView.h"
 
 #include "panel/QueryPanelTheme.h"
+#include "widgets/RoundedBorder.h"
 #include "widgets/SystemFont.h"
 
 #include <QPainter>
@@ -33,8 +34,7 @@ void KeyBadgeView::paintEvent(QPaintEvent*)
 {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(QPen(QueryPanelTheme::subtleBorder(), 1));
-    painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), kRadius - 0.5, kRadius - 0.5);
+    drawRoundedBorder(painter, rect(), kRadius, QPen(QueryPanelTheme::subtleBorder(), 1));
     painter.setPen(QueryPanelTheme::label());
     painter.drawText(rect(), Qt::AlignCenter, label_);
 }

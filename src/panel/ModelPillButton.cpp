@@ -3,6 +3,7 @@
 #include "panel/PanelMenu.h"
 #include "panel/QueryPanelContentView.h"
 #include "panel/QueryPanelTheme.h"
+#include "widgets/RoundedBorder.h"
 #include "widgets/SystemFont.h"
 
 #include <QPainter>
@@ -66,11 +67,7 @@ void ModelPillButton::paintEvent(QPaintEvent*)
     painter.setBrush(
         blended(blended(white(kFill), white(kHoveredFill), hover()), white(kPressedFill), press()));
     painter.drawRoundedRect(QRectF(rect()), kRadius, kRadius);
-    painter.setBrush(Qt::NoBrush);
-    painter.setPen(QPen(white(0.16F), kBorderWidth));
-    constexpr double kHalf = kBorderWidth / 2;
-    painter.drawRoundedRect(QRectF(rect()).adjusted(kHalf, kHalf, -kHalf, -kHalf), kRadius - kHalf,
-                            kRadius - kHalf);
+    drawRoundedBorder(painter, rect(), kRadius, QPen(white(0.16F), kBorderWidth));
     painter.setPen(blended(QueryPanelTheme::label(), white(0.9F), std::max(hover(), press())));
     const QString title = fontMetrics().elidedText(text(), Qt::ElideMiddle, width() - kPillWidening);
     painter.drawText(rect(), Qt::AlignCenter | Qt::TextSingleLine, title);

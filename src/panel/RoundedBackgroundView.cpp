@@ -1,5 +1,7 @@
 #include "panel/RoundedBackgroundView.h"
 
+#include "widgets/RoundedBorder.h"
+
 #include <QPaintEvent>
 #include <QPainter>
 #include <cmath>
@@ -48,11 +50,7 @@ void RoundedBackgroundView::paintEvent(QPaintEvent* event)
     painter.setPen(Qt::NoPen);
     painter.setBrush(backgroundColor_);
     painter.drawRoundedRect(QRectF(rect()), cornerRadius_, cornerRadius_);
-    painter.setBrush(Qt::NoBrush);
-    painter.setPen(QPen(borderColor_, borderWidth_));
-    const double half = borderWidth_ / 2;
-    painter.drawRoundedRect(QRectF(rect()).adjusted(half, half, -half, -half), cornerRadius_ - half,
-                            cornerRadius_ - half);
+    drawRoundedBorder(painter, rect(), cornerRadius_, QPen(borderColor_, borderWidth_));
 }
 
 } // namespace velmo

@@ -1,6 +1,7 @@
 #include "permissions/PermissionRow.h"
 
 #include "widgets/FormTexts.h"
+#include "widgets/RoundedBorder.h"
 
 #include <QPainter>
 
@@ -41,12 +42,9 @@ public:
 protected:
     void paintEvent(QPaintEvent*) override
     {
-        constexpr double kHalf = 0.5;
         QPainter painter(this);
         painter.setRenderHint(QPainter::Antialiasing);
-        painter.setPen(QPen(WindowTheme::current().fieldBorder, 1));
-        painter.drawRoundedRect(QRectF(rect()).adjusted(kHalf, kHalf, -kHalf, -kHalf), kTagRadius - kHalf,
-                                kTagRadius - kHalf);
+        drawRoundedBorder(painter, rect(), kTagRadius, QPen(WindowTheme::current().fieldBorder, 1));
     }
 };
 

@@ -1,6 +1,7 @@
 #include "permissions/PermissionsView.h"
 
 #include "permissions/PermissionChecker.h"
+#include "widgets/RoundedBorder.h"
 
 #include <QPainter>
 #include <QPointer>
@@ -101,7 +102,6 @@ public:
 protected:
     void paintEvent(QPaintEvent*) override
     {
-        constexpr double kHalf = kLine / 2.0;
         const WindowTheme theme = WindowTheme::current();
         QPainter painter(this);
         painter.setRenderHint(QPainter::Antialiasing);
@@ -111,10 +111,7 @@ protected:
         for (int row = 1; row < stack_->count(); ++row)
             painter.fillRect(0, stack_->itemAt(row)->geometry().top() - kLine, width(), kLine,
                              theme.separator);
-        painter.setPen(QPen(theme.cardBorder, kLine));
-        painter.setBrush(Qt::NoBrush);
-        painter.drawRoundedRect(QRectF(rect()).adjusted(kHalf, kHalf, -kHalf, -kHalf), kRadius - kHalf,
-                                kRadius - kHalf);
+        drawRoundedBorder(painter, rect(), kRadius, QPen(theme.cardBorder, kLine));
     }
 
 private:

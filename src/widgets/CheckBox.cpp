@@ -1,5 +1,6 @@
 #include "widgets/CheckBox.h"
 
+#include "widgets/RoundedBorder.h"
 #include "widgets/WindowTheme.h"
 
 #include <QPainter>
@@ -20,12 +21,8 @@ CheckBox::CheckBox(const QString& title, QWidget* parent)
 
 void CheckBox::paintMark(QPainter& painter, const QRectF& mark, const WindowTheme& theme)
 {
-    constexpr double kHalf = 0.5;
     if (!isChecked()) {
-        painter.setPen(QPen(theme.fieldBorder, 1));
-        painter.setBrush(offColor(theme));
-        painter.drawRoundedRect(mark.adjusted(kHalf, kHalf, -kHalf, -kHalf), kRadius - kHalf,
-                                kRadius - kHalf);
+        drawRoundedBorder(painter, mark, kRadius, QPen(theme.fieldBorder, 1), offColor(theme));
         return;
     }
     painter.setPen(Qt::NoPen);

@@ -1,5 +1,6 @@
 #include "widgets/FieldFrame.h"
 
+#include "widgets/RoundedBorder.h"
 #include "widgets/WindowTheme.h"
 
 #include <QMouseEvent>
@@ -56,11 +57,8 @@ void FieldFrame::paintEvent(QPaintEvent*)
         painter.setBrush(halo);
         painter.drawRoundedRect(rect(), kRadius + kHalo, kRadius + kHalo);
     }
-    constexpr double kHalf = 0.5;
-    painter.setPen(QPen(isFocused ? theme.accent : theme.fieldBorder, 1));
-    painter.setBrush(theme.field);
-    painter.drawRoundedRect(QRectF(box()).adjusted(kHalf, kHalf, -kHalf, -kHalf), kRadius - kHalf,
-                            kRadius - kHalf);
+    const QPen border(isFocused ? theme.accent : theme.fieldBorder, 1);
+    drawRoundedBorder(painter, box(), kRadius, border, theme.field);
 }
 
 } // namespace velmo

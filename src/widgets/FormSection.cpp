@@ -1,6 +1,7 @@
 #include "widgets/FormSection.h"
 
 #include "widgets/FormTexts.h"
+#include "widgets/RoundedBorder.h"
 #include "widgets/WindowTheme.h"
 
 #include <QEvent>
@@ -59,14 +60,10 @@ void FormSection::paintEvent(QPaintEvent*)
     const WindowTheme theme = WindowTheme::current();
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    constexpr double kHalf = 0.5;
     painter.setPen(Qt::NoPen);
     painter.setBrush(theme.card);
     painter.drawRoundedRect(card, kRadius, kRadius);
-    painter.setPen(QPen(theme.cardBorder, 1));
-    painter.setBrush(Qt::NoBrush);
-    painter.drawRoundedRect(QRectF(card).adjusted(kHalf, kHalf, -kHalf, -kHalf), kRadius - kHalf,
-                            kRadius - kHalf);
+    drawRoundedBorder(painter, card, kRadius, QPen(theme.cardBorder, 1));
     for (const QWidget* row : rows_) {
         if (!row->isHidden() && row->y() > card.top())
             painter.fillRect(QRect(card.left(), row->y(), card.width(), 1), theme.separator);

@@ -1,6 +1,7 @@
 #include "widgets/PushButton.h"
 
 #include "widgets/Colors.h"
+#include "widgets/RoundedBorder.h"
 #include "widgets/SystemFont.h"
 #include "widgets/WindowAccessible.h"
 #include "widgets/WindowTheme.h"
@@ -146,13 +147,8 @@ void PushButton::paintEvent(QPaintEvent*)
         painter.setPen(Qt::NoPen);
         painter.setBrush(colors.ground);
         painter.drawRoundedRect(rect(), radius, radius);
-        if (colors.border.alpha() > 0) {
-            constexpr double kHalf = 0.5;
-            painter.setPen(QPen(colors.border, 1));
-            painter.setBrush(Qt::NoBrush);
-            painter.drawRoundedRect(QRectF(rect()).adjusted(kHalf, kHalf, -kHalf, -kHalf), radius - kHalf,
-                                    radius - kHalf);
-        }
+        if (colors.border.alpha() > 0)
+            drawRoundedBorder(painter, rect(), radius, QPen(colors.border, 1));
     } else if (isEnabled() && std::max(hover(), press()) > 0) {
         QFont underlined = font();
         underlined.setUnderline(true);
