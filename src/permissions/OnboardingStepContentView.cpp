@@ -36,13 +36,6 @@ TextLabel* makeLabel(const TextLabel::Style& style, QWidget* parent)
     return label;
 }
 
-/// The handler may replace itself, by showing the next page.
-void call(const std::function<void()>& handler)
-{
-    if (const auto copy = handler)
-        copy();
-}
-
 } // namespace
 
 PageDots::PageDots(QWidget* parent)
@@ -104,8 +97,14 @@ OnboardingStepContentView::OnboardingStepContentView(Permissions& permissions, Q
     resize(kSize);
     primaryButton_->setFixedSize(kPrimarySize);
     primaryButton_->setDefault(true);
-    connect(primaryButton_, &QAbstractButton::clicked, this, [this] { call(onPrimary); });
-    connect(secondaryButton_, &QAbstractButton::clicked, this, [this] { call(onSkip); });
+    connect(primaryButton_, &QAbstractButton::clicked, this, [this] {
+        if (onPrimary)
+            onPrimary();
+    });
+    connect(secondaryButton_, &QAbstractButton::clicked, this, [this] {
+        if (onSkip)
+            onSkip();
+    });
     new FocusRing(*this, [] { return WindowTheme::current().accent; });
 }
 

@@ -50,7 +50,7 @@ public:
     int totalSteps = 0;
     int currentStepIndex = 0;
 
-    /// The buttons' actions.
+    /// The buttons' actions. They do not replace themselves.
     std::function<void()> onPrimary;
     std::function<void()> onSkip;
 

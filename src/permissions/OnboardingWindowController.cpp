@@ -59,13 +59,7 @@ OnboardingWindowController::OnboardingWindowController(QList<OnboardingStep> ste
     });
 }
 
-OnboardingWindowController::~OnboardingWindowController()
-{
-    if (contentView_ != nullptr) {
-        contentView_->onPrimary = nullptr;
-        contentView_->onSkip = nullptr;
-    }
-}
+OnboardingWindowController::~OnboardingWindowController() = default;
 
 void OnboardingWindowController::showWindow()
 {
@@ -76,6 +70,16 @@ void OnboardingWindowController::showWindow()
         window_->onClose = [this] { pollTimer_->stop(); };
         DialogWindow::prepare(*window_, QStringLiteral("Velmo"), OnboardingStepContentView::kSize);
         contentView_ = new OnboardingStepContentView(collaborators_.permissions, window_.get());
+        // The view lives on for a turn after the controller.
+        const QPointer<OnboardingWindowController> self(this);
+        contentView_->onPrimary = [self] {
+            if (self)
+                self->handlePrimary();
+        };
+        contentView_->onSkip = [self] {
+            if (self)
+                self->advance();
+        };
     }
     const bool wasHidden = !window_->isVisible();
     DialogWindow::bringToFront(*window_, collaborators_.windows);
@@ -112,15 +116,6 @@ void OnboardingWindowController::showCurrentStep()
     contentView_->totalSteps = static_cast<int>(steps_.size());
     contentView_->currentStepIndex = currentIndex_;
     contentView_->updateDots();
-    const QPointer<OnboardingWindowController> self(this);
-    contentView_->onPrimary = [self] {
-        if (self)
-            self->handlePrimary();
-    };
-    contentView_->onSkip = [self] {
-        if (self)
-            self->advance();
-    };
     if (step.kind() == OnboardingStep::Kind::Permission)
         startPolling();
     else
