@@ -151,6 +151,37 @@ TEST_F(Onboarding, ADeniedMicrophoneIsOpenedInSettingsOrSkipped)
     EXPECT_EQ(shown(), "complete");
 }
 
+TEST_F(Onboarding, TheMicrophonesPageFollowsWhatIsHeardOfIt)
+{
+    openAll({kMicrophone}, 1);
+    EXPECT_EQ(view().primaryButton().text(), QStringLiteral("Allow Access"));
+    EXPECT_FALSE(view().secondaryButton().isVisible());
+    permissions.becomeMicrophone(MicrophoneStatus::Denied);
+    EXPECT_EQ(view().primaryButton().text(), QStringLiteral("Open System Settings"));
+    EXPECT_TRUE(view().secondaryButton().isVisible());
+    EXPECT_EQ(shown(), "microphone");
+    EXPECT_TRUE(controller->isPolling());
+    skip();
+    EXPECT_EQ(shown(), "complete");
+}
+
+TEST_F(Onboarding, WhatIsHeardOfTheMicrophoneLeavesOtherPagesAlone)
+{
+    permissions.explanation = QStringLiteral("There is none.");
+    open({OnboardingStep::forPermission(kAccessibility), OnboardingStep::forPermission(kMicrophone)});
+    press();
+    permissions.becomeMicrophone(MicrophoneStatus::Denied);
+    EXPECT_EQ(title(), "Accessibility Access");
+    EXPECT_TRUE(view().noteLabel().isVisible()) << "the page was not made anew";
+    EXPECT_FALSE(view().secondaryButton().isVisible());
+    permissions.accessibility = true;
+    passSecond();
+    skip();
+    ASSERT_EQ(completions, 1);
+    permissions.becomeMicrophone(MicrophoneStatus::Authorized);
+    EXPECT_FALSE(controller->window()->isVisible());
+}
+
 TEST_F(Onboarding, AnAnswerOnALaterPageChangesNothing)
 {
     openAll({kMicrophone}, 1);
