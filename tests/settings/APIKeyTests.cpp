@@ -201,11 +201,53 @@ TEST_F(APIKeyTest, SaysWhileTheKeyringIsBeingUnlocked)
     EXPECT_FALSE(shows(description(Keychain::Availability::Locked)));
 }
 
-TEST_F(APIKeyTest, SaysThatTheUserDeclinedToUnlock)
+TEST_F(APIKeyTest, SaysThatItWaitsForAKeyringThatNeedsNoUnlocking)
 {
     keychain->writeOutcome = Keychain::Status::Pending;
     type(field(0), QStringLiteral("sk-1"));
     inRow(0, kSave).click();
+    EXPECT_TRUE(row(0).isSet());
+    EXPECT_TRUE(shows(QStringLiteral("Waiting for the keyring.")));
+    EXPECT_FALSE(shows(QStringLiteral("Waiting for the keyring to be unlocked.")));
+    put(KeychainAccount::Anthropic, "sk-1");
+    endLateWrite(KeychainAccount::Anthropic, Keychain::Status::Success);
+    EXPECT_TRUE(row(0).isSet());
+    EXPECT_FALSE(shows(QStringLiteral("Waiting for the keyring.")));
+}
+
+TEST_F(APIKeyTest, SaysThatAWriteWasNotConfirmedUntilTheViewAppearsAgain)
+{
+    const QString note = QStringLiteral("The keyring has not said whether it keeps the change.");
+    keychain->writeOutcome = Keychain::Status::Unconfirmed;
+    type(field(0), QStringLiteral("sk-1"));
+    inRow(0, kSave).click();
+    EXPECT_TRUE(row(0).isSet());
+    EXPECT_TRUE(shows(note));
+    EXPECT_FALSE(shows(QStringLiteral("The key was not saved.")));
+    reopen();
+    EXPECT_FALSE(shows(note));
+}
+
+TEST_F(APIKeyTest, SaysThatALateWriteWasNotConfirmed)
+{
+    const QString note = QStringLiteral("The keyring has not said whether it keeps the change.");
+    keychain->writeOutcome = Keychain::Status::Pending;
+    type(field(0), QStringLiteral("sk-1"));
+    inRow(0, kSave).click();
+    EXPECT_FALSE(shows(note));
+    endLateWrite(KeychainAccount::Anthropic, Keychain::Status::Unconfirmed);
+    EXPECT_TRUE(row(0).isSet());
+    EXPECT_TRUE(shows(note));
+    EXPECT_FALSE(shows(QStringLiteral("Waiting for the keyring.")));
+}
+
+TEST_F(APIKeyTest, SaysThatTheUserDeclinedToUnlock)
+{
+    keychain->whenAvailable = Keychain::Availability::Locked;
+    keychain->writeOutcome = Keychain::Status::Pending;
+    type(field(0), QStringLiteral("sk-1"));
+    inRow(0, kSave).click();
+    ASSERT_TRUE(shows(QStringLiteral("Waiting for the keyring to be unlocked.")));
     endLateWrite(KeychainAccount::Anthropic, Keychain::Status::Unavailable);
     EXPECT_TRUE(row(0).isSet());
     EXPECT_FALSE(shows(QStringLiteral("Waiting for the keyring to be unlocked.")));
