@@ -24,7 +24,7 @@ void LinuxPermissions::requestMicrophoneAccess(std::function<void(bool isGranted
 
 PanelOpening LinuxPermissions::openSettings(const QString& anchor)
 {
-    return SettingsPanels::open(anchor);
+    return SettingsPanels::open(anchor, microphone_.finding());
 }
 
 } // namespace velmo

@@ -18,27 +18,29 @@ constexpr std::chrono::milliseconds kLongestAnswer{2000};
 /// After the last question, so that those who ask every second do not connect every second.
 constexpr std::chrono::milliseconds kLinger{5000};
 
-MicrophoneStatus statusFor(const std::optional<std::string>& name, int error)
+MicrophoneFinding findingFor(const std::optional<std::string>& name, int error)
 {
     if (name)
-        return MicrophoneStatus::Authorized;
-    return error == PA_ERR_ACCESS || error == PA_ERR_AUTHKEY ? MicrophoneStatus::Denied
-                                                             : MicrophoneStatus::Restricted;
+        return MicrophoneFinding::Found;
+    if (error == PA_ERR_ACCESS || error == PA_ERR_AUTHKEY)
+        return MicrophoneFinding::Refused;
+    return error == 0 ? MicrophoneFinding::NoMicrophone : MicrophoneFinding::NoServer;
 }
 
 } // namespace
 
 /// The main thread's part. Answers that come when nobody holds it any more are dropped.
 struct PulseMicrophone::Known {
-    MicrophoneStatus status = MicrophoneStatus::NotDetermined;
+    MicrophoneFinding finding = MicrophoneFinding::Unknown;
     std::vector<Handler> waiting;
     Observers<> observers;
 
-    void answer(MicrophoneStatus heard)
+    void answer(MicrophoneFinding heard)
     {
-        const bool isChange = std::exchange(status, heard) != heard;
+        const MicrophoneStatus status = statusOf(heard);
+        const bool isChange = statusOf(std::exchange(finding, heard)) != status;
         for (const Handler& handler : std::exchange(waiting, {}))
-            handler(heard);
+            handler(status);
         if (isChange)
             observers.notify();
     }
@@ -89,8 +91,8 @@ private:
     void onDisconnected(const PlatformError& reason) override
     {
         forget();
-        tell(reason.kind == PlatformError::Kind::Denied ? MicrophoneStatus::Denied
-                                                        : MicrophoneStatus::Restricted);
+        tell(reason.kind == PlatformError::Kind::Denied ? MicrophoneFinding::Refused
+                                                        : MicrophoneFinding::NoServer);
     }
 
     /// What changes while the server is being asked is asked for once more.
@@ -104,17 +106,17 @@ private:
             *context_, [this](const std::optional<std::string>& name, int error) {
                 tooLate_.stop();
                 lookup_.reset();
-                tell(statusFor(name, error));
+                tell(findingFor(name, error));
                 if (isStale_)
                     lookUp();
             });
     }
 
-    void tell(MicrophoneStatus status)
+    void tell(MicrophoneFinding finding)
     {
-        async::postToMainLoop([weak = known_, status] {
+        async::postToMainLoop([weak = known_, finding] {
             if (const auto known = weak.lock())
-                known->answer(status);
+                known->answer(finding);
         });
     }
 
@@ -170,7 +172,12 @@ MicrophoneStatus PulseMicrophone::status()
 {
     if (!askedAt_ || Clock::now() - *askedAt_ >= kFreshFor)
         askServer();
-    return known_->status;
+    return statusOf(known_->finding);
+}
+
+MicrophoneFinding PulseMicrophone::finding() const
+{
+    return known_->finding;
 }
 
 void PulseMicrophone::ask(Handler onAnswer)

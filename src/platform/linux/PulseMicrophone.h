@@ -1,7 +1,7 @@
 #pragma once
 
 #include "core/Clock.h"
-#include "platform/Permissions.h"
+#include "platform/linux/MicrophoneFinding.h"
 
 #include <functional>
 #include <memory>
@@ -25,6 +25,8 @@ public:
 
     /// What was heard last. A server that stops answering counts as none after two seconds.
     [[nodiscard]] MicrophoneStatus status();
+    /// The same in more detail. The server is not asked.
+    [[nodiscard]] MicrophoneFinding finding() const;
     /// Asks once; the answer comes on a later turn, within two seconds, unless this is gone by then.
     void ask(Handler onAnswer);
     /// Called on a later turn than the change.

@@ -82,7 +82,25 @@ bool start(const Panel& panel)
     return process.startDetached();
 }
 
-QString explanationFor(const QString& anchor)
+QString microphoneExplanation(MicrophoneFinding finding)
+{
+    switch (finding) {
+    case MicrophoneFinding::NoServer:
+        return QStringLiteral("No sound server answers. Start PipeWire (with pipewire-pulse) or PulseAudio, "
+                              "or log out and in again.");
+    case MicrophoneFinding::Refused:
+        return QStringLiteral("The sound server refuses Velmo. Allow the microphone in the desktop's privacy "
+                              "settings, and run the server as the same user.");
+    case MicrophoneFinding::Unknown:
+    case MicrophoneFinding::NoMicrophone:
+    case MicrophoneFinding::Found:
+        break;
+    }
+    return QStringLiteral("No program for sound settings was found. Plug in a microphone, or install "
+                          "pavucontrol to choose one.");
+}
+
+QString explanationFor(const QString& anchor, MicrophoneFinding microphone)
 {
     if (anchor == SettingsAnchor::Accessibility)
         return QStringLiteral("This desktop has no setting for it. Velmo needs a display server with the "
@@ -91,18 +109,18 @@ QString explanationFor(const QString& anchor)
         return QStringLiteral("This desktop has no setting for it. Its display server lets programs read "
                               "the screen; if not, log out and in again.");
     if (anchor == SettingsAnchor::Microphone)
-        return QStringLiteral("No program for sound settings was found. Plug in a microphone, or install "
-                              "pavucontrol to choose one.");
+        return microphoneExplanation(microphone);
     return QStringLiteral("This desktop has no setting for it.");
 }
 
 } // namespace
 
-PanelOpening open(const QString& anchor)
+PanelOpening open(const QString& anchor, MicrophoneFinding microphone)
 {
     const QList<Panel> panels = panelsFor(anchor);
-    return std::any_of(panels.begin(), panels.end(), start) ? PanelOpening::opened()
-                                                            : PanelOpening::missing(explanationFor(anchor));
+    return std::any_of(panels.begin(), panels.end(), start)
+               ? PanelOpening::opened()
+               : PanelOpening::missing(explanationFor(anchor, microphone));
 }
 
 } // namespace velmo::SettingsPanels

@@ -43,7 +43,9 @@ TEST_P(MicrophoneStatusTest, KnowsNothingAtFirstAndThenWhatTheServerSays)
     SoundServer server(GetParam());
     ASSERT_TRUE(server.isReady() && server.plugMicrophone());
     EXPECT_EQ(microphone->status(), Status::NotDetermined);
+    EXPECT_EQ(microphone->finding(), MicrophoneFinding::Unknown);
     EXPECT_TRUE(becomes(Status::Authorized));
+    EXPECT_EQ(microphone->finding(), MicrophoneFinding::Found);
 }
 
 TEST_P(MicrophoneStatusTest, WhatTheSpeakersPlayIsNoMicrophone)
@@ -51,6 +53,7 @@ TEST_P(MicrophoneStatusTest, WhatTheSpeakersPlayIsNoMicrophone)
     SoundServer server(GetParam());
     ASSERT_TRUE(server.isReady());
     EXPECT_TRUE(becomes(Status::Restricted));
+    EXPECT_EQ(microphone->finding(), MicrophoneFinding::NoMicrophone);
 }
 
 TEST_P(MicrophoneStatusTest, HearsOfAMicrophoneThatComesOrGoesWithoutBeingAskedAgain)
@@ -102,6 +105,7 @@ TEST_P(MicrophoneStatusTest, FindsTheServerThatComesAfterOneThatDied)
     ASSERT_TRUE(becomes(Status::Authorized));
     server->kill();
     EXPECT_TRUE(becomes(Status::Restricted));
+    EXPECT_EQ(microphone->finding(), MicrophoneFinding::NoServer);
     server.reset();
     SoundServer next(GetParam());
     ASSERT_TRUE(next.isReady() && next.plugMicrophone());
@@ -121,6 +125,7 @@ TEST_P(MicrophoneStatusTest, NeverWaitsForAServerThatDoesNotAnswer)
     EXPECT_EQ(microphone->status(), Status::Authorized) << "that is what was heard last";
     EXPECT_TRUE(longest.turnUntil([&] { return answer.has_value(); }));
     EXPECT_EQ(answer, Status::Restricted);
+    EXPECT_EQ(microphone->finding(), MicrophoneFinding::NoServer);
     EXPECT_GE(Clock::now() - begin, std::chrono::milliseconds(1900));
     EXPECT_LT(Clock::now() - begin, std::chrono::seconds(5));
     // The next question has to connect first.
@@ -149,6 +154,7 @@ TEST_F(MicrophoneStatusTest, WithoutAServerThereIsNoMicrophone)
                                      QFile::encodeName(folder.filePath(QStringLiteral("cookie"))));
     testing::internal::CaptureStderr();
     EXPECT_TRUE(becomes(Status::Restricted));
+    EXPECT_EQ(microphone->finding(), MicrophoneFinding::NoServer);
     std::optional<Status> answer;
     microphone->ask([&answer](Status status) { answer = status; });
     EXPECT_TRUE(turnUntil([&] { return answer.has_value(); }));
@@ -195,6 +201,7 @@ TEST_F(MicrophoneStatusTest, AServerThatRefusesUsHasDeniedIt)
     const EnvironmentVariable server("PULSE_SERVER", refusing.address());
     const EnvironmentVariable cookie("PULSE_COOKIE", refusing.cookie());
     EXPECT_TRUE(becomes(Status::Denied));
+    EXPECT_EQ(microphone->finding(), MicrophoneFinding::Refused);
 }
 
 class FakeDisplayPermissions final : public DisplayPermissions {
@@ -223,6 +230,27 @@ TEST(LinuxPermissionsTest, JoinsTheDisplayAndTheSoundServer)
     EXPECT_TRUE(turnUntil([&] { return granted.has_value() && hasChanged; }));
     EXPECT_EQ(granted, true);
     EXPECT_EQ(permissions.microphoneStatus(), MicrophoneStatus::Authorized);
+}
+
+TEST(LinuxPermissionsTest, ExplainsWhatIsTheMatterWithTheMicrophoneWhereNothingCanBeOpened)
+{
+    const QTemporaryDir folder;
+    const EnvironmentVariable path("PATH", QFile::encodeName(folder.path()));
+    const EnvironmentVariable cookie("PULSE_COOKIE",
+                                     QFile::encodeName(folder.filePath(QStringLiteral("cookie"))));
+    LinuxPermissions permissions(std::make_unique<FakeDisplayPermissions>());
+    const auto explanationOnceItIs = [&permissions](Status expected) {
+        EXPECT_TRUE(turnUntil([&] { return permissions.microphoneStatus() == expected; }));
+        return permissions.openSettings(SettingsAnchor::Microphone).explanation();
+    };
+    {
+        const EnvironmentVariable none("PULSE_SERVER",
+                                       "unix:" + QFile::encodeName(folder.filePath(QStringLiteral("none"))));
+        EXPECT_TRUE(explanationOnceItIs(Status::Restricted).contains(QStringLiteral("PipeWire")));
+    }
+    const RefusingServer refusing;
+    const EnvironmentVariable server("PULSE_SERVER", refusing.address());
+    EXPECT_TRUE(explanationOnceItIs(Status::Denied).contains(QStringLiteral("privacy settings")));
 }
 
 } // namespace

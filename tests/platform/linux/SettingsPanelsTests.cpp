@@ -28,11 +28,12 @@ protected:
     [[nodiscard]] QString record() const { return folder.filePath(QStringLiteral("record")); }
 
     /// The command line that was run, or why none was.
-    QString open(const QByteArray& desktop, const QString& anchor)
+    QString open(const QByteArray& desktop, const QString& anchor,
+                 MicrophoneFinding microphone = MicrophoneFinding::NoMicrophone)
     {
         QFile::remove(record());
         const EnvironmentVariable current("XDG_CURRENT_DESKTOP", desktop);
-        const PanelOpening opening = SettingsPanels::open(anchor);
+        const PanelOpening opening = SettingsPanels::open(anchor, microphone);
         if (!opening.hasOpened())
             return opening.explanation();
         if (!turnUntil([this] { return QFile::exists(record()); }))
@@ -99,6 +100,24 @@ TEST_F(SettingsPanelsTest, ExplainsWhereNoneIsInstalled)
         EXPECT_EQ(open(desktop, SettingsAnchor::ScreenCapture), kNoScreen);
         EXPECT_EQ(open(desktop, SettingsAnchor::Microphone), kNoMicrophone);
     }
+}
+
+TEST_F(SettingsPanelsTest, SaysWhatThereIsToDoAboutTheMicrophone)
+{
+    const auto explanation = [this](MicrophoneFinding finding) {
+        return open("XFCE", SettingsAnchor::Microphone, finding);
+    };
+    EXPECT_EQ(explanation(MicrophoneFinding::NoServer),
+              QStringLiteral("No sound server answers. Start PipeWire (with pipewire-pulse) or PulseAudio, "
+                             "or log out and in again."));
+    EXPECT_EQ(explanation(MicrophoneFinding::NoMicrophone), kNoMicrophone);
+    EXPECT_EQ(explanation(MicrophoneFinding::Refused),
+              QStringLiteral("The sound server refuses Velmo. Allow the microphone in the desktop's privacy "
+                             "settings, and run the server as the same user."));
+    EXPECT_EQ(open("XFCE", SettingsAnchor::ScreenCapture, MicrophoneFinding::NoServer), kNoScreen)
+        << "the microphone is not what it is about";
+    install(QStringLiteral("pavucontrol"));
+    EXPECT_EQ(explanation(MicrophoneFinding::NoMicrophone), QStringLiteral("pavucontrol --tab=4"));
 }
 
 TEST_F(SettingsPanelsTest, TakesTheNextProgramWhereTheFirstIsMissingOrBroken)
