@@ -8,6 +8,7 @@
 #include <QElapsedTimer>
 #include <QMenu>
 #include <QProcess>
+#include <QTimer>
 #include <QWindow>
 #include <cerrno>
 #include <csignal>
@@ -46,8 +47,12 @@ protected:
         circle(QRect(200, 200, 200, 150));
         ASSERT_TRUE(awaitState(SessionState::Querying));
         ASSERT_TRUE(awaitQuestionField());
-        // When it has come in it takes the keyboard once more.
-        ASSERT_TRUE(awaitCondition([] { return shownField()->window()->windowOpacity() == 1; }));
+        // When it has come in it takes the keyboard once more, and some time later its field does.
+        ASSERT_TRUE(awaitCondition([] {
+            const QWidget* panel = shownField()->window();
+            return panel->windowOpacity() == 1 &&
+                   !panel->findChild<QTimer*>(QStringLiteral("firstFocus"))->isActive();
+        }));
     }
     [[nodiscard]] static QueryTextView* shownField()
     {
@@ -206,7 +211,10 @@ TEST_F(MenuJob, ThePanelWithoutAnyKeyLeadsToTheSettings)
         return window != nullptr && window->isActiveWindow();
     }));
     delegate_->menuBarController()->settingsWindow()->close();
-    ASSERT_TRUE(awaitQuestionField());
+    ASSERT_TRUE(awaitCondition([] { return QApplication::activeWindow() == shownField()->window(); }));
+    input_.tap("x");
+    EXPECT_TRUE(awaitCondition([] { return shownField()->toPlainText() == QStringLiteral("x"); }))
+        << "questions are typed wherever the keyboard is in the panel";
     input_.tap("Escape");
     EXPECT_TRUE(awaitState(SessionState::Idle));
 }

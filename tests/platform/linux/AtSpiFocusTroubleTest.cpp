@@ -7,7 +7,7 @@ namespace velmo::test {
 namespace {
 
 /// What waits for a bus or an application takes as long as the lookup may, or for ever.
-constexpr qint64 kInstant = 50;
+constexpr qint64 kInstant = 120; ///< Less than the time that a wait would take.
 
 /// How long the main loop was away at most.
 class LoopWatch {
