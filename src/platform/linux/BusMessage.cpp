@@ -187,4 +187,9 @@ void BusMessage::refuse(const std::string& name, const std::string& text)
     sd_bus_reply_method_errorf(message_, name.c_str(), "%s", text.c_str());
 }
 
+std::shared_ptr<sd_bus_message> BusMessage::keep() const
+{
+    return {sd_bus_message_ref(message_), [](sd_bus_message* message) { sd_bus_message_unref(message); }};
+}
+
 } // namespace velmo

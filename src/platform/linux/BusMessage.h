@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -70,6 +71,9 @@ public:
     void answer(const std::string& text);
     /// For calls, once: not done. The name is that of an error on the bus.
     void refuse(const std::string& name, const std::string& text);
+    /// For calls that are answered later: the message is valid as long as what this returns. That has to go
+    /// before the connection does.
+    [[nodiscard]] std::shared_ptr<sd_bus_message> keep() const;
 
 private:
     sd_bus_message* message_;

@@ -87,6 +87,7 @@ InstanceBus::Standing InstanceBus::request(Handlers handlers, Clock::TimePoint e
 void InstanceBus::forgetBus()
 {
     notifier_.reset();
+    early_.clear();
     ownerChanges_ = {};
     nameCall_ = {};
     control_ = {};
@@ -112,10 +113,27 @@ void InstanceBus::offerObject()
     application_ =
         bus_->serve(objectPath(), kApplication,
                     {{"Activate", "a{sv}", ""}, {"Open", "asa{sv}", ""}, {"ActivateAction", "sava{sv}", ""}},
-                    [this](BusMessage& call) { onDesktopCall(call); });
+                    [this](BusMessage& call) {
+                        whenServing(call, [this](BusMessage& message) { onDesktopCall(message); });
+                    });
     control_ = bus_->serve(objectPath(), kControl, {{"Perform", "s", "s"}}, [this](BusMessage& call) {
-        const auto message = call.readText().value_or(std::string());
-        call.answer(handlers_.onMessage(QByteArray::fromStdString(message)).toStdString());
+        whenServing(call, [this](BusMessage& message) {
+            const auto text = message.readText().value_or(std::string());
+            message.answer(handlers_.onMessage(QByteArray::fromStdString(text)).toStdString());
+        });
+    });
+}
+
+/// A bus that has started us for a call delivers it before it says that the name is ours.
+void InstanceBus::whenServing(BusMessage& call, std::function<void(BusMessage&)> answer)
+{
+    if (notifier_) {
+        answer(call);
+        return;
+    }
+    early_.emplace_back([kept = call.keep(), answer = std::move(answer)] {
+        BusMessage message(kept.get());
+        answer(message);
     });
 }
 
@@ -159,6 +177,8 @@ void InstanceBus::serve()
         forgetBus();
         report(QStringLiteral("The session bus is gone; Velmo can still be reached by its commands."));
     });
+    for (const auto& answerCall : std::exchange(early_, {}))
+        answerCall();
 }
 
 InstanceExchange InstanceBus::ask(const QByteArray& message, Clock::TimePoint end)

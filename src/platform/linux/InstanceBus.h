@@ -8,6 +8,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace velmo {
 
@@ -43,6 +44,7 @@ public:
 
 private:
     void offerObject();
+    void whenServing(BusMessage& call, std::function<void(BusMessage&)> answer);
     void forgetBus();
     void onDesktopCall(BusMessage& call);
     void answerDesktop(BusMessage& call, RemoteVerb verb);
@@ -55,6 +57,7 @@ private:
     BusListener control_;
     BusListener nameCall_;
     BusListener ownerChanges_;
+    std::vector<std::function<void()>> early_; ///< Calls that wait until we serve.
     std::unique_ptr<BusNotifier> notifier_;
 };
 

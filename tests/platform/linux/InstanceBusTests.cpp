@@ -130,6 +130,22 @@ TEST_F(InstanceBusTest, ACallThatComesBeforeItServesWaits)
     EXPECT_THAT(asked, ElementsAre(RemoteVerb::Annotate));
 }
 
+TEST_F(InstanceBusTest, TheCallForWhichTheBusStartedItIsDone)
+{
+    // What the bus starts is only waited for: the name may come from anybody.
+    const QByteArray started = QByteArray(testing::TempDir().c_str()) + "velmo-started-" +
+                               QByteArray::number(QCoreApplication::applicationPid());
+    ASSERT_TRUE(
+        buses.offer(QByteArray::fromStdString(kName), "/bin/sh -c \"touch " + started + "; exec sleep 60\""));
+    auto error = std::async(std::launch::async, [this] { return act("annotate"); });
+    ASSERT_TRUE(awaitCondition([&] { return QFile::remove(QString::fromLatin1(started)); }));
+    auto first = start();
+    ASSERT_EQ(first->claim(std::nullopt).kind, Kind::First);
+    serve(*first);
+    EXPECT_EQ(turnUntilReady(error), "");
+    EXPECT_THAT(asked, ElementsAre(RemoteVerb::Annotate));
+}
+
 TEST_F(InstanceBusTest, OnAnotherBusTheSameDisplayIsStillTaken)
 {
     auto first = start();
