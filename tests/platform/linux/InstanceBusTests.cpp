@@ -33,8 +33,8 @@ protected:
     {
         const auto bus = BusConnection::open(surroundings.busAddress);
         std::optional<std::string> outcome;
-        const BusRequest request{kName,        kPath,        kApplication,        method,
-                                 std::nullopt, std::nullopt, std::move(arguments)};
+        const BusRequest request{kName,        kPath,        kApplication,         method,
+                                 std::nullopt, std::nullopt, std::move(arguments), BusActivation::IfNeeded};
         const auto waiting = bus->call(request, kPatience, [&](BusMessage& answer) {
             outcome = !answer.isError()                             ? ""
                       : answer.isError(SD_BUS_ERROR_NOT_SUPPORTED)  ? "NotSupported"
