@@ -63,7 +63,8 @@ struct RunningProgram {
 /// The keyring, and where each key comes from for a Velmo with that environment.
 [[nodiscard]] Findings keys(const SettingsManager& settings, Keychain& keychain,
                             const ServiceEnvironment& environment = ServiceEnvironment::own());
-[[nodiscard]] Findings endpoints(const ServiceEnvironment& environment = ServiceEnvironment::own());
+[[nodiscard]] Findings endpoints(const SettingsManager& settings,
+                                 const ServiceEnvironment& environment = ServiceEnvironment::own());
 /// In what the one that runs has another environment than a start from here would have.
 [[nodiscard]] Findings differences(const ServiceEnvironment& here, const ServiceEnvironment& running);
 /// problem says why the file cannot be understood, if so.

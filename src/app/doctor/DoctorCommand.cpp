@@ -161,7 +161,7 @@ Findings judge(const Seen& seen, const std::optional<ScreenSurvey>& screens)
     append(findings, Doctor::keys(seen.settings(), *seen.keychain, environment));
     append(findings, Doctor::microphone(seen.microphone));
     append(findings, Doctor::portals(seen.bus, seen.kind));
-    append(findings, Doctor::endpoints(environment));
+    append(findings, Doctor::endpoints(seen.settings(), environment));
     append(findings, Doctor::differences(here, environment));
     append(findings, Doctor::settingsFile(JsonFileDefaults::standardPath(), seen.file.problem));
     append(findings, Doctor::log(DebugLog::logFile()));

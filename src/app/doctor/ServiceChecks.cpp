@@ -120,6 +120,13 @@ QString sentenceAboutRunning(KeySource source, const KeyService& service)
                      QStringLiteral(" is not set for it)");
 }
 
+/// Questions go to it.
+bool isSelected(const SettingsManager& settings, const KeyService& service)
+{
+    const bool isOpenAI = settings.selectedProvider.value() == ProviderID::OpenAI;
+    return service.account == (isOpenAI ? KeychainAccount::OpenAI : KeychainAccount::Anthropic);
+}
+
 Finding keyFinding(const SettingsManager& settings, Keychain& keychain, const ServiceEnvironment& environment,
                    const KeyService& service)
 {
@@ -127,23 +134,21 @@ Finding keyFinding(const SettingsManager& settings, Keychain& keychain, const Se
     const KeySource here = SettingsManager::keySource(stored, service.account);
     const KeySource source = sourceIn(environment, here, service);
     const bool isAsHere = source == here;
-    const bool isOpenAISelected = settings.selectedProvider.value() == ProviderID::OpenAI;
-    const bool isSelected =
-        service.account == (isOpenAISelected ? KeychainAccount::OpenAI : KeychainAccount::Anthropic);
+    const bool isAsked = isSelected(settings, service);
     Finding finding{
         .area = kKeys,
         .text = service.title + QStringLiteral(": ") +
                 (isAsHere ? keySourceSentence(stored, service) : sentenceAboutRunning(source, service)),
         .details = {{QStringLiteral("service"), service.name},
                     {QStringLiteral("source"), word(source)},
-                    {QStringLiteral("selected"), isSelected}}};
+                    {QStringLiteral("selected"), isAsked}}};
     if (source != KeySource::None)
         return finding;
-    if (isSelected && isKeyringSwitchedOff() && !environment.isKeyringOff) {
+    if (isAsked && isKeyringSwitchedOff() && !environment.isKeyringOff) {
         finding.state = State::Limited;
         finding.advice = QStringLiteral("It may have one from the keyring, which is switched off here. Unset "
                                         "VELMO_KEYRING to have it looked at.");
-    } else if (isSelected) {
+    } else if (isAsked) {
         finding.state = State::Broken;
         finding.advice = QStringLiteral("Questions go to this service. ") + adviceFor(service);
     } else if (service.account == KeychainAccount::Replicate) {
@@ -152,14 +157,16 @@ Finding keyFinding(const SettingsManager& settings, Keychain& keychain, const Se
     return finding;
 }
 
-Finding endpointFinding(const KeyService& service, const ServiceEnvironment::Server& server)
+Finding endpointFinding(const KeyService& service, const ServiceEnvironment::Server& server, bool isSelected)
 {
+    // Without its server the selected service answers no question.
+    const State whenUnusable = isSelected ? State::Broken : State::Limited;
     const QString variable = QString::fromLatin1(service.base.variable);
     Finding finding{.area = kServers,
                     .details = {{QStringLiteral("service"), service.name},
                                 {QStringLiteral("configured"), server.isConfigured}}};
     if (server.host.isEmpty()) {
-        finding.state = State::Limited;
+        finding.state = whenUnusable;
         // What stands there is not repeated: it may be a password or a key.
         finding.text =
             service.title + QStringLiteral(": what ") + variable + QStringLiteral(" holds is no web address");
@@ -171,7 +178,7 @@ Finding endpointFinding(const KeyService& service, const ServiceEnvironment::Ser
     finding.details.insert(QStringLiteral("host"), server.host);
     finding.details.insert(QStringLiteral("scheme"), server.scheme);
     if (server.scheme == QStringLiteral("http") && !isLoopbackHost(server.host)) {
-        finding.state = State::Limited;
+        finding.state = whenUnusable;
         finding.text += QStringLiteral(", which is refused");
         finding.advice = QStringLiteral("Plain http is used on this computer only; write https.");
     }
@@ -256,11 +263,12 @@ Findings keys(const SettingsManager& settings, Keychain& keychain, const Service
     return findings;
 }
 
-Findings endpoints(const ServiceEnvironment& environment)
+Findings endpoints(const SettingsManager& settings, const ServiceEnvironment& environment)
 {
     Findings findings;
     for (const KeyService& service : keyServices())
-        findings.push_back(endpointFinding(service, environment.servers.value(service.name)));
+        findings.push_back(
+            endpointFinding(service, environment.servers.value(service.name), isSelected(settings, service)));
     return findings;
 }
 

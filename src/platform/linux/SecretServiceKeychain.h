@@ -20,8 +20,10 @@ namespace velmo {
 class SecretServiceKeychain final : public Keychain {
 public:
     static constexpr std::chrono::seconds kLeftAlone{10};
-    /// Where a user interface waits: a keyring that hangs costs one call, one that is slow a conversation.
-    static constexpr SecretPatience kInterface{std::chrono::milliseconds(500), std::chrono::seconds(1)};
+    /// Where a user interface waits: one question or several, a keyring that is slow costs as much as one
+    /// that hangs.
+    static constexpr SecretPatience kInterface{std::chrono::milliseconds(500),
+                                               std::chrono::milliseconds(500)};
     /// Where nobody waits but who typed a command. The bus may have to start the keyring first.
     static constexpr SecretPatience kCommandLine{std::chrono::seconds(5), std::chrono::seconds(10)};
     /// Where it is one of several that are asked; the bus may have to start it.
