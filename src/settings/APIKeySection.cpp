@@ -34,7 +34,8 @@ void APIKeySection::add(Key& key, const QString& title, const QString& label)
     addRow(key.row);
 }
 
-/// The row shows what the user wanted, whatever came of it, until the view appears again.
+/// The row shows what the user wanted, whatever came of it, until the view appears again or the keyring has
+/// had its say later.
 void APIKeySection::store(Key& key, const QString& value)
 {
     key.isClearing = value.isEmpty();
@@ -72,8 +73,15 @@ void APIKeySection::finishLateWrite(const QString& account, Keychain::Status sta
             // The view may have appeared anew while the keyring was still locked.
             key.row->setIsSet(isStored(key));
         } else {
+            // Long after the button: a tick beside the note would contradict it.
             key.write = failureOf(key);
+            key.row->setIsSet(isStored(key));
         }
+    }
+    // The keyring that was unlocked for one key shows the others, too.
+    for (const Key& key : keys_) {
+        if (key.account != account && key.write == Write::Done && key.row->inputText().isEmpty())
+            key.row->setIsSet(isStored(key));
     }
     updateNotes();
 }

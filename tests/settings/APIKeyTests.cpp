@@ -249,9 +249,33 @@ TEST_F(APIKeyTest, SaysThatTheUserDeclinedToUnlock)
     inRow(0, kSave).click();
     ASSERT_TRUE(shows(QStringLiteral("Waiting for the keyring to be unlocked.")));
     endLateWrite(KeychainAccount::Anthropic, Keychain::Status::Unavailable);
-    EXPECT_TRUE(row(0).isSet());
+    EXPECT_FALSE(row(0).isSet()) << "a tick would contradict what is said";
     EXPECT_FALSE(shows(QStringLiteral("Waiting for the keyring to be unlocked.")));
     EXPECT_TRUE(shows(QStringLiteral("The key was not saved.")));
+}
+
+TEST_F(APIKeyTest, AKeyringThatWasUnlockedForOneKeyShowsTheOther)
+{
+    keychain->whenAvailable = Keychain::Availability::Locked;
+    keychain->writeOutcome = Keychain::Status::Pending;
+    type(field(0), QStringLiteral("sk-1"));
+    inRow(0, kSave).click();
+    ASSERT_FALSE(row(1).isSet());
+    keychain->items.insert(FakeKeychain::name(settings->keychainService, KeychainAccount::OpenAI), "sk-2");
+    endLateWrite(KeychainAccount::Anthropic, Keychain::Status::Success);
+    EXPECT_TRUE(row(1).isSet());
+}
+
+TEST_F(APIKeyTest, WhatIsBeingTypedInAnotherRowStaysWhenTheKeyringIsUnlocked)
+{
+    keychain->writeOutcome = Keychain::Status::Pending;
+    type(field(0), QStringLiteral("sk-1"));
+    inRow(0, kSave).click();
+    type(field(1), QStringLiteral("sk-other"));
+    keychain->items.insert(FakeKeychain::name(settings->keychainService, KeychainAccount::OpenAI), "sk-2");
+    endLateWrite(KeychainAccount::Anthropic, Keychain::Status::Success);
+    EXPECT_FALSE(row(1).isSet());
+    EXPECT_EQ(row(1).inputText(), QStringLiteral("sk-other"));
 }
 
 TEST_F(APIKeyTest, AWindowThatWasReopenedMeanwhileLearnsOfTheLateKey)
