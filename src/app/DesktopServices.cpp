@@ -18,8 +18,8 @@ QStringList limitations()
 {
     if (qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
         return {};
-    return {
-        QStringLiteral("This is a Wayland session: the hotkey and the picture reach X applications only.")};
+    return {QStringLiteral(
+        "This is a Wayland session: its screen cannot be read, and the hotkey reaches X applications only.")};
 }
 
 } // namespace

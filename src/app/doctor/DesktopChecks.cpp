@@ -148,10 +148,9 @@ Findings session(const SessionKind& kind)
         type.text = QStringLiteral("X11");
     } else if (kind.type == QStringLiteral("wayland")) {
         type.state = kind.hasX ? State::Limited : State::Broken;
-        type.text =
-            kind.hasX
-                ? QStringLiteral("Wayland, with an X server: gestures and pictures reach X applications only")
-                : QStringLiteral("Wayland, without an X server");
+        type.text = kind.hasX ? QStringLiteral("Wayland, with an X server: its screen cannot be read, and "
+                                               "gestures reach X applications only")
+                              : QStringLiteral("Wayland, without an X server");
         type.advice =
             QStringLiteral("This version runs on X11 desktops. Choose one when you log in, such as ") +
             QStringLiteral("\"Xorg\" behind the cogwheel.");

@@ -100,11 +100,20 @@ QString microphoneExplanation(MicrophoneFinding finding)
                           "pavucontrol to choose one.");
 }
 
+/// No setting changes it.
+bool isOutOfReach(const QString& anchor)
+{
+    return anchor == SettingsAnchor::ScreenCapture && !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+}
+
 QString explanationFor(const QString& anchor, MicrophoneFinding microphone)
 {
     if (anchor == SettingsAnchor::Accessibility)
         return QStringLiteral("This desktop has no setting for it. Velmo needs a display server with the "
                               "extensions XInput 2.2, XKEYBOARD and XTEST.");
+    if (isOutOfReach(anchor))
+        return QStringLiteral("This is a Wayland session, whose screen no X11 program can read. Choose a "
+                              "session with X11 when you log in.");
     if (anchor == SettingsAnchor::ScreenCapture)
         return QStringLiteral("This desktop has no setting for it. Its display server lets programs read "
                               "the screen; if not, log out and in again.");
@@ -117,7 +126,7 @@ QString explanationFor(const QString& anchor, MicrophoneFinding microphone)
 
 PanelOpening open(const QString& anchor, MicrophoneFinding microphone)
 {
-    const QList<Panel> panels = panelsFor(anchor);
+    const QList<Panel> panels = isOutOfReach(anchor) ? QList<Panel>() : panelsFor(anchor);
     return std::any_of(panels.begin(), panels.end(), start)
                ? PanelOpening::opened()
                : PanelOpening::missing(explanationFor(anchor, microphone));

@@ -25,22 +25,6 @@ QByteArray nameOf(const X11Connection& connection, xcb_atom_t atom)
                  : QByteArray();
 }
 
-/// Servers that show X windows inside a Wayland desktop. Newer ones have an extension only to say so, older
-/// ones name their outputs after themselves.
-bool belongsToWayland(const X11Connection& connection)
-{
-    const QByteArray extension = QByteArrayLiteral("XWAYLAND");
-    const auto reply =
-        connection.await(xcb_query_extension_reply,
-                         xcb_query_extension(connection.get(), static_cast<uint16_t>(extension.size()),
-                                             extension.constData()));
-    if (reply && reply->present != 0)
-        return true;
-    return std::ranges::any_of(readMonitors(connection.get(), connection.root()), [&](const auto& monitor) {
-        return nameOf(connection, monitor.id).startsWith(extension);
-    });
-}
-
 /// What keeps windows from being put together; empty when nothing does.
 QString missingFor(X11CaptureServer& server)
 {
@@ -83,6 +67,22 @@ std::unique_ptr<X11CaptureServer> X11CaptureServer::open()
     server->isRootless = belongsToWayland(*server->connection);
     server->missing = missingFor(*server);
     return server;
+}
+
+/// Newer servers of that kind have an extension only to say so, older ones name their outputs after
+/// themselves.
+bool belongsToWayland(const X11Connection& connection)
+{
+    const QByteArray extension = QByteArrayLiteral("XWAYLAND");
+    const auto reply =
+        connection.await(xcb_query_extension_reply,
+                         xcb_query_extension(connection.get(), static_cast<uint16_t>(extension.size()),
+                                             extension.constData()));
+    if (reply && reply->present != 0)
+        return true;
+    return std::ranges::any_of(readMonitors(connection.get(), connection.root()), [&](const auto& monitor) {
+        return nameOf(connection, monitor.id).startsWith(extension);
+    });
 }
 
 std::vector<X11Monitor> X11CaptureServer::displays()

@@ -49,4 +49,7 @@ private:
     xcb_connection_t* connection_;
 };
 
+/// Whether the screen is that of a Wayland desktop, which shows X programs nothing of it.
+[[nodiscard]] bool belongsToWayland(const X11Connection& connection);
+
 } // namespace velmo

@@ -1,5 +1,6 @@
 #include "platform/x11/X11Permissions.h"
 
+#include "platform/x11/X11CaptureServer.h"
 #include "platform/x11/X11InputExtensions.h"
 
 namespace velmo {
@@ -16,6 +17,7 @@ bool X11Permissions::connect()
     if (connection_ && !connection_->isBroken())
         return true;
     connection_ = X11Connection::open();
+    screenIsShown_ = connection_ && !belongsToWayland(*connection_);
     inputIsWatchable_ = connection_ && X11InputExtensions::probe(*connection_).missing.isEmpty();
     return connection_ != nullptr;
 }
@@ -27,7 +29,7 @@ bool X11Permissions::accessibilityGranted()
 
 bool X11Permissions::screenRecordingGranted()
 {
-    if (!connect())
+    if (!connect() || !screenIsShown_)
         return false;
     const auto image =
         connection_->await(xcb_get_image_reply, xcb_get_image(connection_->get(), XCB_IMAGE_FORMAT_Z_PIXMAP,

@@ -18,7 +18,7 @@ public:
     /// The server has XI 2.2, XKB and XTEST. Probed once per connection.
     [[nodiscard]] bool accessibilityGranted() override;
 
-    /// A pixel of the root can be read.
+    /// A pixel of the root can be read, and shows something.
     [[nodiscard]] bool screenRecordingGranted() override;
 
     /// An X server knows no such request.
@@ -29,6 +29,7 @@ private:
 
     std::unique_ptr<X11Connection> connection_;
     bool inputIsWatchable_ = false;
+    bool screenIsShown_ = false;
 };
 
 } // namespace velmo

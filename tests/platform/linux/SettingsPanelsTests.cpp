@@ -44,6 +44,7 @@ protected:
 
     const QTemporaryDir folder;
     const EnvironmentVariable path{"PATH", QFile::encodeName(folder.path())};
+    const EnvironmentVariable wayland{"WAYLAND_DISPLAY"};
 };
 
 const QString kNoAccessibility = QStringLiteral(
@@ -100,6 +101,17 @@ TEST_F(SettingsPanelsTest, ExplainsWhereNoneIsInstalled)
         EXPECT_EQ(open(desktop, SettingsAnchor::ScreenCapture), kNoScreen);
         EXPECT_EQ(open(desktop, SettingsAnchor::Microphone), kNoMicrophone);
     }
+}
+
+TEST_F(SettingsPanelsTest, OpensNothingWhereNoSettingHelps)
+{
+    install(QStringLiteral("gnome-control-center"));
+    wayland.assign("wayland-0");
+    EXPECT_EQ(
+        open("GNOME", SettingsAnchor::ScreenCapture),
+        QStringLiteral("This is a Wayland session, whose screen no X11 program can read. Choose a session "
+                       "with X11 when you log in."));
+    EXPECT_EQ(open("GNOME", SettingsAnchor::Microphone), QStringLiteral("gnome-control-center sound"));
 }
 
 TEST_F(SettingsPanelsTest, SaysWhatThereIsToDoAboutTheMicrophone)

@@ -1,6 +1,7 @@
 #include "platform/x11/X11Permissions.h"
 
 #include "support/x11/VirtualDisplay.h"
+#include "support/x11/WaylandMonitor.h"
 
 #include <chrono>
 #include <gtest/gtest.h>
@@ -37,6 +38,15 @@ TEST(X11PermissionsTest, DeniesInputWithoutXtest)
     X11Permissions permissions;
     EXPECT_FALSE(permissions.accessibilityGranted());
     EXPECT_TRUE(permissions.screenRecordingGranted());
+}
+
+TEST(X11PermissionsTest, DeniesTheScreenOfAWaylandDesktop)
+{
+    const VirtualDisplay other;
+    ASSERT_NE(nameMonitorLikeWayland(), xcb_atom_t{XCB_NONE});
+    X11Permissions permissions;
+    EXPECT_TRUE(permissions.accessibilityGranted());
+    EXPECT_FALSE(permissions.screenRecordingGranted());
 }
 
 TEST(X11PermissionsTest, NoticesThatTheDisplayWentAndCameBack)

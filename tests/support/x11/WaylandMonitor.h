@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/x11/X11Connection.h"
 #include "platform/x11/X11Monitors.h"
 #include "support/x11/Await.h"
 #include "support/x11/ChildProcess.h"
