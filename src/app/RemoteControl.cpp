@@ -41,7 +41,7 @@ RemoteControl::RemoteControl(ApplicationInstance& instance, RemoteActions action
     instance_.serve([weak = std::weak_ptr(actions_)](RemoteVerb verb) -> RemoteReply {
         const auto present = weak.lock();
         if (!present || (present->isEnding && present->isEnding()))
-            return {false, QStringLiteral("Velmo is ending.")};
+            return {false, QStringLiteral("Velmo is ending."), true};
         if (verb == RemoteVerb::Status)
             return {true, present->status()};
         perform(present, verb);

@@ -19,7 +19,8 @@ enum class RemoteVerb {
 
 struct RemoteReply {
     bool isAccepted = true;
-    QString text{}; ///< What was asked for, or a sentence that says why it is not done.
+    QString text{};        ///< What was asked for, or a sentence that says why it is not done.
+    bool isEnding = false; ///< Not done because whoever was asked is going; the place will soon be free.
 };
 
 /// What became of a request.

@@ -30,6 +30,7 @@ const QString kVerb = QStringLiteral("verb");
 const QString kDisplay = QStringLiteral("display");
 const QString kAccepted = QStringLiteral("accepted");
 const QString kText = QStringLiteral("text");
+const QString kEnding = QStringLiteral("ending");
 const QString kOtherDisplay = QStringLiteral("otherDisplay");
 
 } // namespace
@@ -45,6 +46,7 @@ QByteArray encoded(const InstanceAnswer& answer)
 {
     return QJsonDocument(QJsonObject{{kAccepted, answer.reply.isAccepted},
                                      {kText, answer.reply.text},
+                                     {kEnding, answer.reply.isEnding},
                                      {kOtherDisplay, answer.isOtherDisplay}})
         .toJson(QJsonDocument::Compact);
 }
@@ -63,7 +65,7 @@ std::optional<InstanceAnswer> decodedAnswer(const QByteArray& bytes)
     const QJsonObject object = QJsonDocument::fromJson(bytes).object();
     if (!object[kAccepted].isBool())
         return std::nullopt;
-    return InstanceAnswer{{object[kAccepted].toBool(), object[kText].toString()},
+    return InstanceAnswer{{object[kAccepted].toBool(), object[kText].toString(), object[kEnding].toBool()},
                           object[kOtherDisplay].toBool()};
 }
 

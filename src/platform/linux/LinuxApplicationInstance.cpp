@@ -114,9 +114,12 @@ std::optional<RemoteOutcome> LinuxApplicationInstance::claimSocket(std::optional
                    QString::fromLocal8Bit(std::strerror(place.error().error)));
             return std::nullopt;
         }
-        // Whoever is ending takes no messages any more, and will soon be out of the way.
+        // Whoever is ending does nothing any more, and will soon be out of the way.
         auto outcome = deliverToSocket(placeName(), verb.value_or(RemoteVerb::Ping));
-        const bool isOver = outcome || Clock::now() >= end;
+        const bool isLate = Clock::now() >= end;
+        if (outcome && outcome->reply.isEnding && !isLate)
+            outcome.reset();
+        const bool isOver = outcome || isLate;
         if (isOver && !verb)
             return RemoteOutcome{RemoteOutcome::Kind::Answered};
         if (outcome)

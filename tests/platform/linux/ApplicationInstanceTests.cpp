@@ -90,6 +90,21 @@ TEST_F(ApplicationInstanceTest, WhoWaitsForOneThatEndsInsteadTakesItsPlace)
     EXPECT_EQ(outcome.get().kind, Kind::First);
 }
 
+TEST_F(ApplicationInstanceTest, AStartDuringTheFarewellTakesThePlaceAfterwards)
+{
+    auto first = start();
+    ASSERT_EQ(first->claim(std::nullopt).kind, Kind::First);
+    serve(*first);
+    reply = {false, QStringLiteral("Velmo is ending."), true};
+    auto second = std::async(std::launch::async, [this] {
+        auto instance = start();
+        return instance->claim(RemoteVerb::Settings).kind;
+    });
+    ASSERT_TRUE(awaitCondition([this] { return asked.size() > 1; })) << "it asks again";
+    first.reset();
+    EXPECT_EQ(turnUntilReady(second), Kind::First);
+}
+
 TEST_F(ApplicationInstanceTest, ASocketThatAKilledOneLeftIsReplaced)
 {
     auto first = start();
