@@ -2,6 +2,7 @@
 #include "core/DebugLog.h"
 
 #include <csignal>
+#include <cstring>
 #include <fcntl.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
@@ -47,6 +48,23 @@ TEST_F(ProgramProcess, ToldToEndAmidAStrokeItEndsAndLeavesAWorkingDesktop)
     EXPECT_EQ(process_.exitStatus(), QProcess::NormalExit);
     EXPECT_EQ(process_.exitCode(), 0);
     input_.releaseButton(kMiddle);
+    expectDesktopWorks();
+}
+
+class ToldToEnd : public ProgramProcess, public testing::WithParamInterface<int> {};
+
+INSTANTIATE_TEST_SUITE_P(Signals, ToldToEnd, testing::Values(SIGTERM, SIGINT, SIGHUP),
+                         [](const auto& param) { return std::string(sigabbrev_np(param.param)); });
+
+TEST_P(ToldToEnd, BySignalItEndsInOrder)
+{
+    // Whoever runs the tests may have these ignored, and the program would leave it at that.
+    process_.setChildProcessModifier([] { std::signal(GetParam(), SIG_DFL); });
+    launchAndAwait();
+    kill(static_cast<pid_t>(process_.processId()), GetParam());
+    ASSERT_TRUE(process_.waitForFinished());
+    EXPECT_EQ(process_.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(process_.exitCode(), 0);
     expectDesktopWorks();
 }
 
