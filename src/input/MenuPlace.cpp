@@ -75,7 +75,8 @@ QPoint menuPlaceBeside(const QRect& item, QSize menu, const MenuRoom& room)
         corner.setX(item.left() - menu.width());
         break;
     }
-    return within(corner, menu, room.screen);
+    // Not the whole screen: over the bar, the menu would have its last items where the item is pressed.
+    return within(corner, menu, room.available);
 }
 
 QPoint menuPlaceWithoutItem(QPoint pointer, QSize menu, const MenuRoom& room)
@@ -85,14 +86,14 @@ QPoint menuPlaceWithoutItem(QPoint pointer, QSize menu, const MenuRoom& room)
         bar == Side::Left ? kDrawerReach : 0, bar == Side::Top ? kDrawerReach : 0,
         bar == Side::Right ? -kDrawerReach : 0, bar == Side::Bottom ? -kDrawerReach : 0);
     if (!bar || !far.contains(pointer))
-        return within(pointer, menu, room.screen);
+        return menuPlaceBeside(QRect(pointer, QSize(1, 1)), menu, room);
     // Status items are at the right end of a bar, or at its lower one.
     QPoint corner(room.available.right() + 1 - menu.width(), room.available.bottom() + 1 - menu.height());
     if (bar == Side::Top)
         corner.setY(room.available.top());
     else if (bar == Side::Left)
         corner.setX(room.available.left());
-    return within(corner, menu, room.screen);
+    return within(corner, menu, room.available);
 }
 
 } // namespace velmo

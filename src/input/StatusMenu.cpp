@@ -4,10 +4,12 @@
 #include "widgets/SystemFont.h"
 #include "widgets/WindowTheme.h"
 
-#include <QCoreApplication>
+#include <QApplication>
+#include <QCursor>
 #include <QEvent>
 #include <QMouseEvent>
 #include <QPainter>
+#include <QStyleHints>
 #include <QStyleOptionMenuItem>
 #include <utility>
 
@@ -135,6 +137,8 @@ void StatusMenu::openAt(const std::function<QPoint(QSize)>& place)
     const QPoint corner = place(size) - margin;
     if (!isVisible())
         popup(corner);
+    else
+        noteOpening();
     // The toolkit moves a window that leaves the screen, although only its shadow does.
     move(corner);
 }
@@ -142,6 +146,7 @@ void StatusMenu::openAt(const std::function<QPoint(QSize)>& place)
 void StatusMenu::showEvent(QShowEvent* event)
 {
     QMenu::showEvent(event);
+    noteOpening();
     cutCorners();
     windows_.setMenuOpen(true);
 }
@@ -152,8 +157,26 @@ void StatusMenu::hideEvent(QHideEvent* event)
     QMenu::hideEvent(event);
 }
 
+void StatusMenu::noteOpening()
+{
+    sinceOpening_.start();
+    pointerAtOpening_ = QCursor::pos();
+}
+
+/// The second press of a double click is for what the first one was for, whatever has come under the pointer
+/// in between.
+bool StatusMenu::isOfOpening(const QMouseEvent& press) const
+{
+    const QPoint way = press.globalPosition().toPoint() - pointerAtOpening_;
+    return !sinceOpening_.hasExpired(QApplication::doubleClickInterval()) &&
+           way.manhattanLength() < QGuiApplication::styleHints()->mouseDoubleClickDistance();
+}
+
 void StatusMenu::mousePressEvent(QMouseEvent* event)
 {
+    // Without its press, the release means nothing to the menu either.
+    if (isOfOpening(*event))
+        return;
     // On the shadow it is one beside the menu.
     if (frame().contains(event->position().toPoint()))
         QMenu::mousePressEvent(event);

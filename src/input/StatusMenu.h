@@ -2,6 +2,7 @@
 
 #include "platform/WindowSurfaces.h"
 
+#include <QElapsedTimer>
 #include <QMenu>
 #include <functional>
 
@@ -44,11 +45,15 @@ private:
     class Style;
 
     [[nodiscard]] QRect frame() const;
+    [[nodiscard]] bool isOfOpening(const QMouseEvent& press) const;
+    void noteOpening();
     void cutCorners();
     void addItem(const QString& title, const QKeySequence& key, std::function<void()> action);
 
     WindowSurfaces& windows_;
     Style* style_; ///< A child.
+    QElapsedTimer sinceOpening_;
+    QPoint pointerAtOpening_; ///< In the toolkit's global coordinates.
 };
 
 } // namespace velmo

@@ -4,9 +4,11 @@
 #include "support/widgets/Palettes.h"
 
 #include <QApplication>
+#include <QCursor>
 #include <QFontInfo>
 #include <QImage>
 #include <QMouseEvent>
+#include <QTest>
 #include <gmock/gmock.h>
 
 namespace velmo {
@@ -147,6 +149,66 @@ TEST_F(StatusMenuTest, APressOnTheShadowIsOneBesideTheMenu)
     EXPECT_TRUE(menu.isVisible());
     press(QPoint(20, 100));
     EXPECT_FALSE(menu.isVisible());
+}
+
+/// One that is opened with the pointer over its last item, as where nobody tells of a bar.
+class StatusMenuUnderThePointer : public StatusMenuTest {
+protected:
+    StatusMenuUnderThePointer()
+    {
+        windows.composited = false;
+        menu.openAt([](QSize) { return QPoint(100, 100); });
+        QCursor::setPos(menu.mapToGlobal(centreOf(last())));
+        menu.close();
+        menu.openAt([](QSize) { return QPoint(100, 100); });
+        // A window that appears under the pointer is told so.
+        const QPoint at = centreOf(last());
+        QEnterEvent enter(at, at, menu.mapToGlobal(at));
+        QCoreApplication::sendEvent(&menu, &enter);
+    }
+    ~StatusMenuUnderThePointer() override { QApplication::setDoubleClickInterval(kInterval); }
+
+    [[nodiscard]] QAction& last() const { return *menu.actions().constLast(); }
+    [[nodiscard]] QPoint centreOf(QAction& item) const { return menu.actionGeometry(&item).center(); }
+
+    /// By the way that the window system's events take.
+    void click(QPoint at)
+    {
+        QWindow& window = *menu.windowHandle();
+        QTest::mouseMove(&window, at);
+        QTest::mousePress(&window, Qt::LeftButton, Qt::NoModifier, at);
+        QTest::mouseRelease(&window, Qt::LeftButton, Qt::NoModifier, at);
+    }
+
+    const int kInterval = QApplication::doubleClickInterval();
+};
+
+TEST_F(StatusMenuUnderThePointer, IsNotClickedByTheRestOfADoubleClick)
+{
+    click(centreOf(last()));
+    EXPECT_THAT(done, testing::IsEmpty());
+    EXPECT_TRUE(menu.isVisible());
+    // Nor with an unsteady hand.
+    click(centreOf(last()) + QPoint(2, 1));
+    EXPECT_THAT(done, testing::IsEmpty());
+    EXPECT_TRUE(menu.isVisible());
+}
+
+TEST_F(StatusMenuUnderThePointer, IsClickedAtOnceWhereThePointerHasMovedTo)
+{
+    click(centreOf(*menu.actions().constFirst()));
+    EXPECT_THAT(done, ElementsAre("annotate"));
+}
+
+TEST_F(StatusMenuUnderThePointer, IsClickedThereLater)
+{
+    constexpr int kShort = 5;
+    QApplication::setDoubleClickInterval(kShort);
+    QElapsedTimer since;
+    since.start();
+    ASSERT_TRUE(turnUntil([&] { return since.hasExpired(kShort); }));
+    click(centreOf(last()));
+    EXPECT_THAT(done, ElementsAre("terminate"));
 }
 
 TEST_F(StatusMenuTest, TellsTheWindowSystemThatItHasTheKeyboard)
