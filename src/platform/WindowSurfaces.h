@@ -62,8 +62,9 @@ public:
     /// A menu of ours is open, which takes every key press, or is not any more.
     virtual void setMenuOpen(bool isOpen) = 0;
 
-    /// Asks the window manager to show a window that it handles above others and to give it the keyboard, as
-    /// if the user had just chosen it: a request with the time of an earlier press is taken for an old one.
+    /// Asks the window manager to show a window that it handles on the current desktop, above others, and to
+    /// give it the keyboard, as if the user had just chosen it: a request with the time of an earlier press
+    /// is taken for an old one.
     virtual void activateManaged(QWidget& widget) = 0;
     /// Keeps a window that a window manager will handle out of task bars and pagers. Each time before it is
     /// shown.

@@ -33,11 +33,11 @@ public:
     void bringForward()
     {
         surfaces_.activateManaged(window_);
-        if (window_.windowHandle()->isExposed()) {
-            // Right below it our floating windows would still be below whatever it is below at the moment.
-            isPlaced_ = false;
+        // Right below it our floating windows would still be below whatever it is below at the moment. On
+        // another desktop it may be hidden, and is placed when it is exposed on this one.
+        isPlaced_ = false;
+        if (window_.windowHandle()->isExposed())
             restackLater();
-        }
     }
 
 private:

@@ -62,6 +62,36 @@ protected:
         return {found.begin(), found.end()};
     }
 
+    [[nodiscard]] quint32 currentDesktop() const
+    {
+        return readNumber(eye_->get(), eye_->root(), eye_->atom("_NET_CURRENT_DESKTOP"));
+    }
+
+    /// As a pager does.
+    void switchTo(quint32 desktop)
+    {
+        xcb_client_message_event_t message{};
+        message.response_type = XCB_CLIENT_MESSAGE;
+        message.format = 32;
+        message.window = eye_->root();
+        message.type = eye_->atom("_NET_CURRENT_DESKTOP");
+        message.data.data32[0] = desktop;
+        message.data.data32[1] = eye_->serverTime();
+        xcb_send_event(eye_->get(), 0, eye_->root(),
+                       XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
+                       reinterpret_cast<const char*>(&message));
+        xcb_flush(eye_->get());
+        ASSERT_TRUE(awaitCondition([&] { return currentDesktop() == desktop; }));
+    }
+
+    [[nodiscard]] bool isViewable() const
+    {
+        const auto reply = eye_->await(
+            xcb_get_window_attributes_reply,
+            xcb_get_window_attributes(eye_->get(), static_cast<xcb_window_t>(window_.internalWinId())));
+        return reply && reply->map_state == XCB_MAP_STATE_VIEWABLE;
+    }
+
     std::unique_ptr<X11Connection> eye_ = X11Connection::open();
     X11WindowSurfaces surfaces_;
     InputDriver input_;
@@ -103,6 +133,28 @@ TEST_P(DialogWindowDesk, ComesBackInFrontOfAnotherApplication)
     DialogWindow::bringToFront(window_, surfaces_);
     EXPECT_TRUE(
         awaitCondition([&] { return hasKeyboard(window_) && level(window_) > level(other.window()); }));
+}
+
+TEST_P(DialogWindowDesk, ComesFromAnotherDesktop)
+{
+    DialogWindow::bringToFront(window_, surfaces_);
+    ASSERT_TRUE(awaitCondition([this] { return hasKeyboard(window_); }));
+    switchTo(1);
+    ASSERT_TRUE(awaitCondition([this] { return !isViewable() && !hasKeyboard(window_); }));
+    // The user works there with another application, and has a floating window of ours.
+    const PlainClient::Options options;
+    const PlainClient other(options);
+    Floating floating;
+    const auto kept = surfaces_.keepFocus(floating);
+    ASSERT_TRUE(awaitCondition([&] { return hasKeyboard(floating); }));
+    DialogWindow::bringToFront(window_, surfaces_);
+    EXPECT_TRUE(awaitCondition([&] {
+        return isViewable() && hasKeyboard(window_) && level(window_) > level(other.window()) &&
+               level(window_) > level(floating);
+    }));
+    EXPECT_EQ(currentDesktop(), 1U);
+    window_.close();
+    switchTo(0);
 }
 
 TEST_P(DialogWindowDesk, IsAskedForWithATimeOfNow)

@@ -7,6 +7,9 @@
 #include <QApplication>
 #include <QKeyEvent>
 #include <QWindow>
+#include <algorithm>
+#include <array>
+#include <iterator>
 #include <utility>
 #include <vector>
 
@@ -16,6 +19,35 @@ namespace {
 xcb_window_t windowOf(const QWidget& widget)
 {
     return static_cast<xcb_window_t>(widget.window()->winId());
+}
+
+constexpr uint32_t kSourcePager = 2; // Whose requests are the user's own.
+
+void askWindowManager(xcb_connection_t* toolkit, xcb_window_t window, xcb_atom_t type,
+                      std::array<uint32_t, 2> what)
+{
+    xcb_client_message_event_t message{};
+    message.response_type = XCB_CLIENT_MESSAGE;
+    message.format = 32;
+    message.window = window;
+    message.type = type;
+    std::ranges::copy(what, std::begin(message.data.data32));
+    xcb_send_event(toolkit, 0, toolkitScreen(toolkit).root,
+                   XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
+                   reinterpret_cast<const char*>(&message));
+}
+
+/// Only from one of the other desktops: a window that is on all of them stays there, and one that was never
+/// shown comes to this one by itself.
+void bringToCurrentDesktop(xcb_connection_t* toolkit, xcb_window_t window)
+{
+    constexpr uint32_t kEveryDesktop = 0xffffffff;
+    const xcb_atom_t property = existingAtom(toolkit, "_NET_WM_DESKTOP");
+    const auto current =
+        readNumbers(toolkit, toolkitScreen(toolkit).root, existingAtom(toolkit, "_NET_CURRENT_DESKTOP"));
+    const auto own = readNumbers(toolkit, window, property);
+    if (!current.empty() && !own.empty() && own.front() != current.front() && own.front() != kEveryDesktop)
+        askWindowManager(toolkit, window, property, {current.front(), kSourcePager});
 }
 
 } // namespace
@@ -154,21 +186,14 @@ void X11KeyboardFocus::activate(QWidget& widget)
     xcb_connection_t* toolkit = toolkitConnection();
     if (toolkit == nullptr || !connection_)
         return;
+    // A window on another desktop would only be said to want attention there.
+    bringToCurrentDesktop(toolkit, windowOf(widget));
     // Some window managers follow the request alone only now and then, and the focus alone brings nothing
     // forward. Both have the same time, so that neither looks older than the other.
     const xcb_timestamp_t time = connection_->serverTime();
     moveTo(widget, time);
-    constexpr uint32_t kSourcePager = 2; // Whose requests are the user's own.
-    xcb_client_message_event_t message{};
-    message.response_type = XCB_CLIENT_MESSAGE;
-    message.format = 32;
-    message.window = windowOf(widget);
-    message.type = connection_->atom("_NET_ACTIVE_WINDOW");
-    message.data.data32[0] = kSourcePager;
-    message.data.data32[1] = time;
-    xcb_send_event(toolkit, 0, toolkitScreen(toolkit).root,
-                   XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
-                   reinterpret_cast<const char*>(&message));
+    askWindowManager(toolkit, windowOf(widget), connection_->atom("_NET_ACTIVE_WINDOW"),
+                     {kSourcePager, time});
     xcb_flush(toolkit);
 }
 
