@@ -237,6 +237,7 @@ void X11WindowSurfaces::bringManagedToTop(QWidget& widget)
             active != nullptr && active->windowFlags().testFlag(Qt::BypassWindowManagerHint);
         managedTops_.push_back({&widget, keyboard_->holder(), isUnmanaged ? active : nullptr});
     }
+    restackings_.watch();
     keepManagedOnTop();
     focusWindow(widget);
 }
@@ -266,6 +267,7 @@ void X11WindowSurfaces::releaseTop(QWidget& widget)
         const uint32_t place = XCB_STACK_MODE_ABOVE;
         xcb_configure_window(connection, window, XCB_CONFIG_WINDOW_STACK_MODE, &place);
     }
+    restackings_.watch();
     keepManagedOnTop();
     xcb_flush(connection);
     if (!wasLatest) {

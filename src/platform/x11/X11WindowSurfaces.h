@@ -2,6 +2,7 @@
 
 #include "platform/WindowSurfaces.h"
 #include "platform/x11/X11KeyRepeats.h"
+#include "platform/x11/X11Restackings.h"
 
 #include <QPointer>
 #include <QWidget>
@@ -57,6 +58,7 @@ private:
     X11KeyRepeats repeats_;
     std::shared_ptr<X11KeyboardFocus> keyboard_;
     std::vector<ManagedTop> managedTops_; ///< The latest last.
+    X11Restackings restackings_{[this] { keepManagedOnTop(); }};
 };
 
 } // namespace velmo
