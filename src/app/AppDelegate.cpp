@@ -343,7 +343,7 @@ void AppDelegate::reportMonitorStart(const EventTap::StartReport& report)
     if (!std::exchange(monitorIsReady_, true))
         logPlatform(QStringLiteral("ready"));
     else if (report.problems.isEmpty())
-        logPlatform(QStringLiteral("With this keyboard nothing is held by other programs."));
+        logPlatform(QStringLiteral("Nothing is held by other programs any more."));
 }
 
 /// Told before the state changes, so the desktop is prepared before the first of our windows is there.

@@ -90,7 +90,7 @@ public:
     /// handler; the release that completes the click is then to be passed.
     virtual void replayPress(const TapEvent& press) = 0;
 
-    /// What the desktop gave and refused at the latest start or change of the keyboard. Any thread.
+    /// What the desktop gave and refused when it was last asked. Any thread.
     [[nodiscard]] virtual StartReport report() const = 0;
 };
 

@@ -265,6 +265,22 @@ TEST_F(LifecycleTest, TheSettingsSayThatTheHotkeyIsTaken)
     EXPECT_TRUE(turnUntil([&] { return !shownTexts().contains(said); }));
 }
 
+TEST_F(LifecycleTest, TheSettingsAndTheLogFollowWhenTheHotkeyBecomesFree)
+{
+    const QString problem = QStringLiteral("Ctrl+Alt+Space is held by another program.");
+    tap->nextReport = {true, {problem}, {problem}};
+    launch();
+    delegate->menuBarController()->openSettingsWindow();
+    const QString said = QStringLiteral("Ctrl+Alt+Space is taken by another program.");
+    ASSERT_TRUE(turnUntil([&] { return shownTexts().contains(said); }));
+
+    tap->tell({true, {}, {}});
+    EXPECT_TRUE(turnUntil([&] { return !shownTexts().contains(said); }));
+    EXPECT_EQ(log.text().count(problem), 1);
+    EXPECT_EQ(log.text().count(QStringLiteral("Nothing is held by other programs any more.")), 1);
+    EXPECT_EQ(tap->starts, 1) << "the tap goes on";
+}
+
 TEST_F(LifecycleTest, GesturesThatCouldNotBeSetUpAreTriedAgainAndExplained)
 {
     tap->nextReport = {false, {QStringLiteral("No X display can be reached.")}, {}};

@@ -7,9 +7,17 @@ namespace {
 
 constexpr quint32 kLeftButton = 1;
 constexpr quint32 kMiddleButtonOfServer = 2;
+const QString kChordButton = QStringLiteral("left button");
 
 /// Every state of the server's eight modifiers.
 constexpr std::size_t kModifierStates = 256;
+
+std::vector<quint32> everyModifierState()
+{
+    std::vector<quint32> sets(kModifierStates);
+    std::iota(sets.begin(), sets.end(), 0U);
+    return sets;
+}
 
 /// What a chord may consist of here; Fn is none that a server reports, and Shift is never compared.
 constexpr quint64 kChordFlags = ModifierFlag::Control | ModifierFlag::Option | ModifierFlag::Command;
@@ -49,19 +57,24 @@ void X11ButtonGrabs::installChord(const X11KeyboardLayout& layout)
     for (std::size_t i = 0; i < count; ++i)
         sets.push_back(sets[i] | XCB_MOD_MASK_SHIFT);
     sets = layout.withOthers(std::move(sets));
-    const QString button = QStringLiteral("left button");
     if (sets.empty()) {
         chord_.release();
         chordSets_.clear();
         chordProblems_ =
             QStringList{QStringLiteral("This keyboard layout lacks a modifier of the quick-draw gesture ") +
-                        combinationLabel(flags, button) + u'.'};
+                        combinationLabel(flags, kChordButton) + u'.'};
         return;
     }
     if (sets == chordSets_)
         return;
     chordSets_ = sets;
-    chordProblems_ = layout.describeRefusals(sets, chord_.take(kLeftButton, sets), button);
+    chord_.take(kLeftButton, sets);
+    describeChord(layout);
+}
+
+void X11ButtonGrabs::describeChord(const X11KeyboardLayout& layout)
+{
+    chordProblems_ = layout.describeRefusals(chordSets_, chord_.refused(), kChordButton);
 }
 
 void X11ButtonGrabs::installMiddle(const X11KeyboardLayout& layout)
@@ -70,12 +83,28 @@ void X11ButtonGrabs::installMiddle(const X11KeyboardLayout& layout)
     if (middle_.take(kMiddleButtonOfServer, {X11PassiveGrab::kAnyModifiers}).empty())
         return;
     // Somebody has the button under some modifiers. Those stay theirs, the others are ours.
-    std::vector<quint32> sets(kModifierStates);
-    std::iota(sets.begin(), sets.end(), 0U);
-    const auto refused = middle_.take(kMiddleButtonOfServer, sets);
-    middleProblems_ = refused.size() == sets.size()
-                          ? QStringList{QStringLiteral("Middle button") + kHeldByAnother}
-                          : layout.describeRefusals(sets, refused, QStringLiteral("middle button"));
+    middle_.take(kMiddleButtonOfServer, everyModifierState());
+    describeMiddle(layout);
+}
+
+void X11ButtonGrabs::describeMiddle(const X11KeyboardLayout& layout)
+{
+    const auto refused = middle_.refused();
+    middleProblems_ =
+        refused.size() == kModifierStates
+            ? QStringList{QStringLiteral("Middle button") + kHeldByAnother}
+            : layout.describeRefusals(everyModifierState(), refused, QStringLiteral("middle button"));
+}
+
+QStringList X11ButtonGrabs::retry(const X11KeyboardLayout& layout)
+{
+    const auto chordBefore = chord_.refused();
+    if (!chordBefore.empty() && chord_.takeRefused() != chordBefore)
+        describeChord(layout);
+    const auto middleBefore = middle_.refused();
+    if (!middleBefore.empty() && middle_.takeRefused() != middleBefore)
+        describeMiddle(layout);
+    return chordProblems_ + middleProblems_;
 }
 
 void X11ButtonGrabs::remove()

@@ -18,6 +18,10 @@ public:
     /// Takes what the layout asks for; what is the same as before is not touched. Returns readable sentences
     /// about what is not reserved.
     QStringList install(const X11KeyboardLayout& layout);
+    /// Asks again for what other programs have. Returns the sentences that are true then.
+    QStringList retry(const X11KeyboardLayout& layout);
+    /// Whether another program has any of it.
+    [[nodiscard]] bool isRefused() const { return chord_.isRefused() || middle_.isRefused(); }
     void remove();
 
     /// For the time between these two, middle clicks reach applications.
@@ -27,6 +31,8 @@ public:
 private:
     void installChord(const X11KeyboardLayout& layout);
     void installMiddle(const X11KeyboardLayout& layout);
+    void describeChord(const X11KeyboardLayout& layout);
+    void describeMiddle(const X11KeyboardLayout& layout);
 
     TapInterest interest_;
     X11PassiveGrab chord_;

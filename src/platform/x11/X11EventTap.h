@@ -16,9 +16,10 @@ namespace velmo {
 /// For keys the verdict counts for nothing: what was reserved never reaches an application, and everything
 /// else has reached it already. A hotkey that is held
 /// down repeats, as other keys do. A start while the tap runs replaces it.
-/// onStarted runs once per start, unless stop() comes first, and again when a change of the keyboard changes
-/// what is refused, or, as a failure, when the display goes away. The destructor waits for the tap's thread,
-/// which takes a few milliseconds.
+/// What is refused is asked for again every two seconds, so that it works soon after its holder has let go.
+/// onStarted runs once per start, unless stop() comes first, and again when what is refused changes, with the
+/// keyboard or with its holders, or, as a failure, when the display goes away. The destructor waits for the
+/// tap's thread, which takes a few milliseconds.
 class X11EventTap final : public EventTap {
 public:
     X11EventTap();

@@ -38,12 +38,26 @@ QStringList X11HotkeyGrab::take(const X11KeyboardLayout& layout)
                 QString::number(interest_.hotkeyKeyCode) + QStringLiteral(").")};
     if ((interest_.hotkeyModifiers & ~kHotkeyFlags) != 0)
         return {QStringLiteral("The hotkey's modifiers contain one that cannot be part of them.")};
-    const QString key = keyLabel(connection_, place_.key);
     if (place_.modifierSets.empty())
         return {QStringLiteral("This keyboard layout lacks a modifier of the hotkey ") +
-                combinationLabel(interest_.hotkeyModifiers, key) + QStringLiteral(".")};
+                combinationLabel(interest_.hotkeyModifiers, keyLabel(connection_, place_.key)) +
+                QStringLiteral(".")};
 
-    return layout.describeRefusals(place_.modifierSets, grab_.take(place_.key, place_.modifierSets), key);
+    grab_.take(place_.key, place_.modifierSets);
+    return describeRefusals(layout);
+}
+
+QStringList X11HotkeyGrab::retry(const X11KeyboardLayout& layout)
+{
+    const auto before = grab_.refused();
+    if (!before.empty() && grab_.takeRefused() != before)
+        problems_ = describeRefusals(layout);
+    return problems_;
+}
+
+QStringList X11HotkeyGrab::describeRefusals(const X11KeyboardLayout& layout) const
+{
+    return layout.describeRefusals(place_.modifierSets, grab_.refused(), keyLabel(connection_, place_.key));
 }
 
 void X11HotkeyGrab::remove()

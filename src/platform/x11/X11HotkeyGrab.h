@@ -19,6 +19,11 @@ public:
     /// Returns readable sentences about what is not reserved.
     QStringList install(const X11KeyboardLayout& layout);
 
+    /// Asks again for what another program has. Returns the sentences that are true then.
+    QStringList retry(const X11KeyboardLayout& layout);
+    /// Whether another program has any of it.
+    [[nodiscard]] bool isRefused() const { return grab_.isRefused(); }
+
     void remove();
 
     /// Whether a press of a hardware key with ModifierFlag bits held is the hotkey.
@@ -33,6 +38,7 @@ private:
     };
 
     [[nodiscard]] QStringList take(const X11KeyboardLayout& layout);
+    [[nodiscard]] QStringList describeRefusals(const X11KeyboardLayout& layout) const;
 
     X11Connection& connection_;
     TapInterest interest_;

@@ -1,5 +1,9 @@
 #include "platform/x11/X11PassiveGrab.h"
 
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
 namespace velmo {
 namespace {
 
@@ -8,6 +12,18 @@ uint16_t coreState(quint32 modifiers)
 {
     constexpr uint16_t kAny = XCB_MOD_MASK_ANY;
     return modifiers == X11PassiveGrab::kAnyModifiers ? kAny : static_cast<uint16_t>(modifiers);
+}
+
+std::vector<quint32> listOf(const std::set<quint32>& sets)
+{
+    return {sets.begin(), sets.end()};
+}
+
+std::vector<quint32> without(const std::vector<quint32>& sets, const std::set<quint32>& refused)
+{
+    std::vector<quint32> rest;
+    std::ranges::copy_if(sets, std::back_inserter(rest), [&](quint32 set) { return !refused.contains(set); });
+    return rest;
 }
 
 } // namespace
@@ -23,46 +39,81 @@ std::set<quint32> X11PassiveGrab::take(quint32 detail, const std::vector<quint32
     if (detail == 0)
         return {};
     detail_ = detail;
-    modifierSets_ = modifierSets;
-    std::set<quint32> refused = takeForCoreClients();
-    keepOnly(refused);
-    const std::set<quint32> alsoRefused = takeForExtensionClients();
+    takeCoreFirst(modifierSets);
+    return refused();
+}
+
+std::set<quint32> X11PassiveGrab::takeRefused()
+{
+    const auto core = std::exchange(refusedToCore_, {});
+    const auto extension = std::exchange(refusedToExtension_, {});
+    // The kind that was refused comes first: were it the other one, a holder that still has its states would
+    // lose them to us for a moment.
+    takeCoreFirst(listOf(core));
+    takeExtensionFirst(listOf(extension));
+    return refused();
+}
+
+std::set<quint32> X11PassiveGrab::refused() const
+{
+    std::set<quint32> all = refusedToCore_;
+    all.insert(refusedToExtension_.begin(), refusedToExtension_.end());
+    return all;
+}
+
+void X11PassiveGrab::takeCoreFirst(const ModifierSets& wanted)
+{
+    const auto refused = takeForCoreClients(wanted);
+    refusedToCore_.insert(refused.begin(), refused.end());
+    const ModifierSets rest = without(wanted, refused);
+    const auto alsoRefused = takeForExtensionClients(rest);
+    refusedToExtension_.insert(alsoRefused.begin(), alsoRefused.end());
     for (const quint32 set : alsoRefused)
         ungrabForCoreClients(set);
-    keepOnly(alsoRefused);
-    if (!staysHeldForCoreClients())
-        ungrabForCoreClients(kAnyModifiers);
-    refused.insert(alsoRefused.begin(), alsoRefused.end());
-    return refused;
+    keep(without(rest, alsoRefused));
 }
 
-void X11PassiveGrab::keepOnly(const std::set<quint32>& refused)
+void X11PassiveGrab::takeExtensionFirst(const ModifierSets& wanted)
 {
-    std::erase_if(modifierSets_, [&](quint32 set) { return refused.contains(set); });
+    const auto refused = takeForExtensionClients(wanted);
+    refusedToExtension_.insert(refused.begin(), refused.end());
+    const ModifierSets rest = without(wanted, refused);
+    const auto alsoRefused = takeForCoreClients(rest);
+    refusedToCore_.insert(alsoRefused.begin(), alsoRefused.end());
+    if (!alsoRefused.empty())
+        ungrabForExtensionClients(listOf(alsoRefused));
+    keep(without(rest, alsoRefused));
 }
 
-std::set<quint32> X11PassiveGrab::takeForCoreClients() const
+void X11PassiveGrab::keep(const ModifierSets& sets)
+{
+    modifierSets_.insert(modifierSets_.end(), sets.begin(), sets.end());
+    if (!sets.empty() && !staysHeldForCoreClients())
+        ungrabForCoreClients(kAnyModifiers);
+}
+
+std::set<quint32> X11PassiveGrab::takeForCoreClients(const ModifierSets& sets) const
 {
     std::vector<xcb_void_cookie_t> cookies;
-    cookies.reserve(modifierSets_.size());
-    for (const quint32 set : modifierSets_)
+    cookies.reserve(sets.size());
+    for (const quint32 set : sets)
         cookies.push_back(requestForCoreClients(set));
     std::set<quint32> refused;
     for (std::size_t i = 0; i < cookies.size(); ++i) {
         const XcbPointer<xcb_generic_error_t> error(xcb_request_check(connection_.get(), cookies[i]));
         if (error)
-            refused.insert(modifierSets_[i]);
+            refused.insert(sets[i]);
     }
     return refused;
 }
 
-std::set<quint32> X11PassiveGrab::takeForExtensionClients() const
+std::set<quint32> X11PassiveGrab::takeForExtensionClients(const ModifierSets& sets) const
 {
-    if (modifierSets_.empty())
+    if (sets.empty())
         return {};
-    const auto reply = connection_.await(xcb_input_xi_passive_grab_device_reply, request());
+    const auto reply = connection_.await(xcb_input_xi_passive_grab_device_reply, request(sets));
     if (!reply)
-        return {modifierSets_.begin(), modifierSets_.end()};
+        return {sets.begin(), sets.end()};
     // The reply lists the states that were refused, and only those.
     std::set<quint32> refused;
     const auto* entries = xcb_input_xi_passive_grab_device_modifiers(reply.get());
@@ -79,16 +130,16 @@ void X11PassiveGrab::release()
         suspend();
     detail_ = 0;
     modifierSets_.clear();
+    refusedToCore_.clear();
+    refusedToExtension_.clear();
 }
 
 void X11PassiveGrab::suspend() const
 {
     // Of all the states only our own are there to be given up.
-    const uint32_t any = kAnyModifiers;
-    xcb_input_xi_passive_ungrab_device(connection_.get(), connection_.root(), detail_,
-                                       XCB_INPUT_DEVICE_ALL_MASTER, 1, grabType(), &any);
+    ungrabForExtensionClients({kAnyModifiers});
     if (staysHeldForCoreClients())
-        ungrabForCoreClients(any);
+        ungrabForCoreClients(kAnyModifiers);
 }
 
 void X11PassiveGrab::resume() const
@@ -99,7 +150,7 @@ void X11PassiveGrab::resume() const
         for (const quint32 set : modifierSets_)
             xcb_discard_reply(connection_.get(), requestForCoreClients(set).sequence);
     }
-    xcb_discard_reply(connection_.get(), request().sequence);
+    xcb_discard_reply(connection_.get(), request(modifierSets_).sequence);
 }
 
 xcb_void_cookie_t X11PassiveGrab::requestForCoreClients(quint32 modifiers) const
@@ -124,7 +175,14 @@ void X11PassiveGrab::ungrabForCoreClients(quint32 modifiers) const
         xcb_ungrab_button(connection_.get(), detail, connection_.root(), state);
 }
 
-xcb_input_xi_passive_grab_device_cookie_t X11PassiveGrab::request() const
+void X11PassiveGrab::ungrabForExtensionClients(const ModifierSets& sets) const
+{
+    xcb_input_xi_passive_ungrab_device(connection_.get(), connection_.root(), detail_,
+                                       XCB_INPUT_DEVICE_ALL_MASTER, static_cast<uint16_t>(sets.size()),
+                                       grabType(), sets.data());
+}
+
+xcb_input_xi_passive_grab_device_cookie_t X11PassiveGrab::request(const ModifierSets& sets) const
 {
     const uint32_t mask = kind_ == Kind::Key
                               ? XCB_INPUT_XI_EVENT_MASK_KEY_PRESS | XCB_INPUT_XI_EVENT_MASK_KEY_RELEASE
@@ -134,8 +192,8 @@ xcb_input_xi_passive_grab_device_cookie_t X11PassiveGrab::request() const
         kind_ == Kind::FrozenButton ? XCB_INPUT_GRAB_MODE_22_SYNC : XCB_INPUT_GRAB_MODE_22_ASYNC;
     return xcb_input_xi_passive_grab_device(
         connection_.get(), XCB_CURRENT_TIME, connection_.root(), XCB_NONE, detail_,
-        XCB_INPUT_DEVICE_ALL_MASTER, static_cast<uint16_t>(modifierSets_.size()), 1, grabType(), mode,
-        XCB_INPUT_GRAB_MODE_22_ASYNC, XCB_INPUT_GRAB_OWNER_NO_OWNER, &mask, modifierSets_.data());
+        XCB_INPUT_DEVICE_ALL_MASTER, static_cast<uint16_t>(sets.size()), 1, grabType(), mode,
+        XCB_INPUT_GRAB_MODE_22_ASYNC, XCB_INPUT_GRAB_OWNER_NO_OWNER, &mask, sets.data());
 }
 
 uint8_t X11PassiveGrab::grabType() const

@@ -3,11 +3,20 @@
 #include "platform/x11/X11InputExtensions.h"
 #include "platform/x11/XcbXkb.h"
 
+#include <algorithm>
 #include <array>
 #include <poll.h>
+#include <utility>
 #include <xcb/xinput.h>
 
 namespace velmo {
+namespace {
+
+/// Soon enough for somebody who has just ended the other program, and seldom enough to cost nothing.
+constexpr std::chrono::milliseconds kRetryInterval{2000};
+
+} // namespace
+
 X11TapSession::X11TapSession(const TapInterest& interest, EventTap::Handler handler, Controls controls)
     : interest_(interest)
     , handler_(std::move(handler))
@@ -51,6 +60,7 @@ EventTap::StartReport X11TapSession::setUp()
         *connection_, interest_,
         X11TapPointer::Context{handler_, controls_.pointerSpace, clock_, controls_.replayRequested});
     report_ = installGrabs();
+    scheduleRetry();
     return report_;
 }
 
@@ -91,8 +101,6 @@ void X11TapSession::selectEvents() const
 
 bool X11TapSession::run()
 {
-    std::array<pollfd, 2> waits{
-        {{connection_->fileDescriptor(), POLLIN, 0}, {controls_.stopDescriptor, POLLIN, 0}}};
     for (;;) {
         // Replies carry events with them, so the queue must be empty before waiting on the descriptor.
         while (const auto event = connection_->nextEvent())
@@ -106,11 +114,25 @@ bool X11TapSession::run()
             updateLayout();
             continue;
         }
-        xcb_flush(connection_->get());
-        poll(waits.data(), waits.size(), -1);
-        if (waits[1].revents != 0)
-            return true;
+        if (nextRetry_ && Clock::now() >= *nextRetry_) {
+            retryRefused();
+            continue;
+        }
+        waitForInput();
     }
+}
+
+void X11TapSession::waitForInput() const
+{
+    std::array<pollfd, 2> waits{
+        {{connection_->fileDescriptor(), POLLIN, 0}, {controls_.stopDescriptor, POLLIN, 0}}};
+    int timeout = -1;
+    if (nextRetry_) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(*nextRetry_ - Clock::now());
+        timeout = static_cast<int>(std::clamp<int64_t>(left.count(), 0, kRetryInterval.count()));
+    }
+    xcb_flush(connection_->get());
+    poll(waits.data(), waits.size(), timeout);
 }
 
 bool X11TapSession::stopRequested() const
@@ -215,7 +237,27 @@ void X11TapSession::updateLayout()
     // The server also sends this whenever input moves from one keyboard to another, with the same map.
     layout_ = X11KeyboardLayout::read(*connection_);
     updateFlags();
-    EventTap::StartReport report = installGrabs();
+    tellIfNew(installGrabs());
+    scheduleRetry();
+}
+
+void X11TapSession::scheduleRetry()
+{
+    if (hotkey_->isRefused() || pointer_->isRefused())
+        nextRetry_ = Clock::now() + kRetryInterval;
+    else
+        nextRetry_.reset();
+}
+
+void X11TapSession::retryRefused()
+{
+    const QStringList hotkeyProblems = hotkey_->retry(layout_);
+    tellIfNew({true, hotkeyProblems + pointer_->retry(layout_), hotkeyProblems});
+    scheduleRetry();
+}
+
+void X11TapSession::tellIfNew(EventTap::StartReport report)
+{
     if (report == report_)
         return;
     report_ = std::move(report);

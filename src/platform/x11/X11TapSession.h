@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/Clock.h"
 #include "platform/EventTap.h"
 #include "platform/x11/X11Connection.h"
 #include "platform/x11/X11HotkeyGrab.h"
@@ -23,7 +24,7 @@ public:
         const std::atomic<bool>& ownKeyboardHeld; ///< A window of this program has grabbed the keyboard.
         const X11PointerSpace& pointerSpace;
         std::atomic<bool>& replayRequested; ///< See X11TapPointer.
-        /// What cannot be reserved has changed with the keyboard.
+        /// What cannot be reserved has changed, with the keyboard or with what other programs hold.
         std::function<void(const EventTap::StartReport&)> onReport;
     };
 
@@ -47,6 +48,10 @@ private:
     void updateFlags();
     [[nodiscard]] EventTap::StartReport installGrabs();
     void updateLayout();
+    void retryRefused();
+    void tellIfNew(EventTap::StartReport report);
+    void scheduleRetry();
+    void waitForInput() const;
     [[nodiscard]] bool stopRequested() const;
 
     TapInterest interest_;
@@ -63,6 +68,8 @@ private:
     quint32 modifiers_ = 0; ///< The server's, as the latest event says.
     quint64 flags_ = 0;     ///< The same in ModifierFlag bits.
     bool layoutChanged_ = false;
+    /// When to ask again for what is refused; nothing while all of it is ours.
+    std::optional<Clock::TimePoint> nextRetry_;
 };
 
 } // namespace velmo

@@ -27,6 +27,20 @@ protected:
         ASSERT_FALSE(error);
     }
 
+    void holdUnderAllLocks()
+    {
+        for (const int locks : {0, 2, 16, 18})
+            holdForCoreClients(static_cast<uint16_t>(kControlAlt | locks));
+    }
+
+    /// Whether the tap reports once more, and that nothing is refused.
+    [[nodiscard]] bool awaitFreedom()
+    {
+        return awaitCondition([this] { return tap_.reports().size() == 2; }) &&
+               tap_.reports().back() == EventTap::StartReport{true, {}, {}} &&
+               tap_.tap().report() == EventTap::StartReport{true, {}, {}};
+    }
+
     int holderPresses() { return holder_.count(PlainClient::Event::Type::KeyPress, input_.keyCode("space")); }
 
     InputDriver input_;
@@ -36,8 +50,7 @@ protected:
 
 TEST_F(X11EventTapFailureTest, NamesACombinationThatAnotherProgramHolds)
 {
-    for (const int locks : {0, 2, 16, 18})
-        holdForCoreClients(static_cast<uint16_t>(kControlAlt | locks));
+    holdUnderAllLocks();
     const auto report = tap_.start();
     EXPECT_TRUE(report.started);
     ASSERT_EQ(report.problems.size(), 1);
@@ -89,6 +102,92 @@ TEST_F(X11EventTapFailureTest, FindsAHolderThatUsesTheInputExtension)
     const auto report = tap_.start();
     EXPECT_TRUE(report.started);
     EXPECT_EQ(report.problems, QStringList{QStringLiteral("Ctrl+Alt+Space is held by another program.")});
+}
+
+TEST_F(X11EventTapFailureTest, TakesTheHotkeyWhenItsHolderLetsGo)
+{
+    holdUnderAllLocks();
+    ASSERT_EQ(tap_.start().hotkeyProblems.size(), 1);
+    auto& connection = holder_.connection();
+    xcb_ungrab_key(connection.get(), input_.keyCode("space"), connection.root(), XCB_MOD_MASK_ANY);
+    connection.sync();
+    ASSERT_TRUE(awaitFreedom());
+    input_.chord({"Control_L", "Alt_L", "space"});
+    EXPECT_TRUE(tap_.awaitKeyDowns(kSpace, 1));
+    EXPECT_EQ(holderPresses(), 0);
+
+    const XcbPointer<xcb_generic_error_t> error(
+        xcb_request_check(connection.get(), xcb_grab_key_checked(connection.get(), 0, connection.root(),
+                                                                 kControlAlt, input_.keyCode("space"),
+                                                                 XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC)));
+    EXPECT_TRUE(error) << "it is ours now";
+}
+
+TEST_F(X11EventTapFailureTest, TakesTheHotkeyWhenAHolderThatUsesTheInputExtensionEnds)
+{
+    auto theirs = X11Connection::open();
+    ASSERT_TRUE(X11InputExtensions::probe(*theirs).missing.isEmpty());
+    X11PassiveGrab grab(*theirs, X11PassiveGrab::Kind::Key);
+    ASSERT_TRUE(grab.take(input_.keyCode("space"), {X11PassiveGrab::kAnyModifiers}).empty());
+    ASSERT_EQ(tap_.start().hotkeyProblems.size(), 1);
+    theirs.reset();
+    ASSERT_TRUE(awaitFreedom());
+    input_.chord({"Control_L", "Alt_L", "space"});
+    EXPECT_TRUE(tap_.awaitKeyDowns(kSpace, 1));
+}
+
+TEST_F(X11EventTapFailureTest, TakesTheChordAndTheMiddleButtonWhenTheirHoldersLetGo)
+{
+    auto& connection = holder_.connection();
+    const auto hold = [&](uint8_t button, uint16_t modifiers) {
+        const XcbPointer<xcb_generic_error_t> error(xcb_request_check(
+            connection.get(),
+            xcb_grab_button_checked(connection.get(), 0, connection.root(), XCB_EVENT_MASK_BUTTON_PRESS,
+                                    XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC, XCB_NONE, XCB_NONE, button,
+                                    modifiers)));
+        return error == nullptr;
+    };
+    ASSERT_TRUE(hold(1, XCB_MOD_MASK_ANY));
+    ASSERT_TRUE(hold(2, XCB_MOD_MASK_CONTROL));
+    TapInterest interest;
+    interest.quickDrawModifiers = ModifierFlag::Control | ModifierFlag::Option;
+    interest.middleButton = true;
+    const auto report = tap_.start(interest);
+    ASSERT_GE(report.problems.size(), 2);
+    ASSERT_TRUE(report.hotkeyProblems.isEmpty());
+
+    xcb_ungrab_button(connection.get(), 1, connection.root(), XCB_MOD_MASK_ANY);
+    connection.sync();
+    ASSERT_TRUE(awaitCondition([this] { return tap_.reports().size() == 2; }));
+    const auto remaining = tap_.reports().back();
+    EXPECT_FALSE(remaining.problems.isEmpty());
+    for (const QString& problem : remaining.problems)
+        EXPECT_TRUE(problem.contains(QStringLiteral("middle button"))) << problem.toStdString();
+    xcb_ungrab_button(connection.get(), 2, connection.root(), XCB_MOD_MASK_ANY);
+    connection.sync();
+    ASSERT_TRUE(awaitCondition([this] { return tap_.reports().size() == 3; }));
+    EXPECT_EQ(tap_.reports().back(), (EventTap::StartReport{true, {}, {}}));
+
+    input_.press("Control_L");
+    input_.pressButton(2);
+    input_.releaseButton(2);
+    EXPECT_TRUE(tap_.await(TapEventType::OtherMouseUp, 1));
+    input_.press("Alt_L");
+    input_.pressButton(1);
+    input_.releaseButton(1);
+    input_.release("Alt_L");
+    input_.release("Control_L");
+    EXPECT_TRUE(tap_.await(TapEventType::LeftMouseUp, 1));
+}
+
+TEST_F(X11EventTapFailureTest, IsQuietAboutAHolderThatKeepsTheHotkey)
+{
+    constexpr std::chrono::milliseconds kSeveralAttempts{5000};
+    holdUnderAllLocks();
+    ASSERT_EQ(tap_.start().hotkeyProblems.size(), 1);
+    EXPECT_FALSE(awaitCondition([this] { return tap_.reports().size() > 1; }, kSeveralAttempts));
+    input_.chord({"Control_L", "Alt_L", "space"});
+    EXPECT_TRUE(awaitCondition([this] { return holderPresses() == 1; }));
 }
 
 TEST_F(X11EventTapFailureTest, SaysWhenTheKeyboardHasNoSuchKey)
