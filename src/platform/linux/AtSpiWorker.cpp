@@ -32,7 +32,7 @@ void AtSpiWorker::process()
     for (const auto& [number, lookup] : lookups_)
         lookup->proceed(tracker_.get());
     if (grab_)
-        grab_->proceed(tracker_ ? &tracker_->bus() : nullptr);
+        grab_->proceed(tracker_.get());
     if (grab_ && grab_->isOver())
         grab_.reset();
 }
@@ -45,7 +45,7 @@ std::vector<BusConnection::Wait> AtSpiWorker::nextWaits() const
             waits.push_back({-1, 0, lookup->deadline()});
     }
     if (grab_)
-        waits.push_back({-1, 0, grab_->deadline()});
+        waits.push_back({-1, 0, grab_->nextMoment()});
     return waits;
 }
 
@@ -56,6 +56,8 @@ void AtSpiWorker::onConnected(BusConnection& bus)
             if (lookup->processID() == processID)
                 lookup->onFocus(element);
         }
+        if (grab_)
+            grab_->onFocus(processID, element);
     });
 }
 

@@ -118,6 +118,15 @@ protected:
         });
     }
 
+    /// A lookup of what is not there takes all the time there is, and so ends after every request before it.
+    void awaitEndOfRequests() const
+    {
+        const auto nothing = focus_->focusedElement({kNobody, 0});
+        ASSERT_TRUE(nothing);
+        EXPECT_TRUE(
+            awaitCondition([&] { return AtSpiFocus::finding(*nothing->element) == FocusFinding::Nothing; }));
+    }
+
     /// Another application takes the keyboard. Window managers allow it as long as nobody has typed.
     [[nodiscard]] std::unique_ptr<PlainClient> distract() const
     {
@@ -145,6 +154,7 @@ protected:
     }
 
     static constexpr qint32 kOther = 4002;
+    static constexpr qint32 kNobody = 4003;
 
     PrivateBuses buses_;
     std::unique_ptr<X11WindowFocus> focus_;

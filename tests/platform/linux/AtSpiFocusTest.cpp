@@ -34,6 +34,28 @@ TEST_P(AtSpiFocusTest, ReturnsToTheFieldThatAnEventToldOf)
     EXPECT_EQ(program->text("one"), "");
 }
 
+/// Some fields select all of their text when they are asked to take the focus, and the next key replaces it.
+TEST_P(AtSpiFocusTest, AsksNothingOfAFieldThatHasTheFocusAgain)
+{
+    listen();
+    const auto program = start(GetParam());
+    FocusRestorationTarget target;
+    ASSERT_TRUE(captureTold(*program, "two", target));
+    expectTypingInto(*program, "two");
+    const auto other = distract();
+    target.restore(*focus_);
+    ASSERT_TRUE(awaitFrontmost(program->processID()));
+    ASSERT_TRUE(awaitCondition([&] { return !other->hasFocus(); }));
+    awaitEndOfRequests();
+    expectTypingInto(*program, "two");
+
+    // A session that makes sure of it is no different.
+    target.restore(*focus_);
+    awaitEndOfRequests();
+    expectTypingInto(*program, "two");
+    EXPECT_EQ(program->text("two"), "ababab");
+}
+
 TEST_P(AtSpiFocusTest, ReturnsToTheFieldThatHadTheFocusBeforeItListened)
 {
     const auto program = start(GetParam());
