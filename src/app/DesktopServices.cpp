@@ -1,6 +1,7 @@
 #include "app/DesktopServices.h"
 
 #include "platform/linux/AtSpiFocus.h"
+#include "platform/linux/BusColorScheme.h"
 #include "platform/linux/BusConnection.h"
 #include "platform/linux/BusTrayPresence.h"
 #include "platform/linux/LinuxPermissions.h"
@@ -54,6 +55,7 @@ DesktopServices DesktopServices::create()
             std::make_unique<PulseRecorders>(),
             std::move(x11.keyReader),
             std::move(trays),
+            std::make_unique<BusColorScheme>(BusConnection::sessionAddress()),
             [capture, notes = limitations()]() mutable {
                 return std::exchange(notes, {}) + capture->takeDiagnostics();
             }};

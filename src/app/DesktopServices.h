@@ -2,6 +2,7 @@
 
 #include "core/Result.h"
 #include "platform/AudioRecorder.h"
+#include "platform/ColorScheme.h"
 #include "platform/DisplayCapture.h"
 #include "platform/EventTap.h"
 #include "platform/KeyReader.h"
@@ -29,6 +30,7 @@ struct DesktopServices {
     std::unique_ptr<AudioRecorders> audioRecorders;
     std::unique_ptr<KeyReader> keyReader;
     std::vector<std::unique_ptr<TrayPresence>> trays; ///< Of every kind that the desktop may have.
+    std::unique_ptr<ColorScheme> colorScheme;
 
     /// What the backends could not do as they should, since the last call.
     std::function<QStringList()> takeDiagnostics;

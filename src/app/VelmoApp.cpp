@@ -1,6 +1,7 @@
 #include "app/VelmoApp.h"
 
 #include "app/AppDelegate.h"
+#include "app/ApplicationScheme.h"
 #include "app/DesktopServices.h"
 #include "app/ProgramStatus.h"
 #include "app/QuitSignals.h"
@@ -100,6 +101,7 @@ ExitCode runVelmoApp(int argc, char** argv, const StartArguments& start)
 
     Services services(Services::Waiting::Interface);
     DesktopServices desktop = DesktopServices::create();
+    const ApplicationScheme scheme(*desktop.colorScheme);
     AppDelegate delegate(SettingsManager::shared(), desktop,
                          [&services]() -> HttpClient& { return *services.http(); });
     const QuitSignals signals([&delegate] { delegate.terminate(); });

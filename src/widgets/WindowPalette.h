@@ -22,4 +22,19 @@ namespace velmo {
     return palette;
 }
 
+/// The colours of the whole application where the toolkit's own are of the other scheme: everything that they
+/// shade comes from these, too.
+[[nodiscard]] inline QPalette applicationPalette(const WindowTheme& theme)
+{
+    QPalette palette(theme.button, theme.window);
+    const QPalette window = windowPalette(theme);
+    for (const auto group : {QPalette::Active, QPalette::Inactive}) {
+        for (const auto role : {QPalette::Window, QPalette::WindowText, QPalette::Base, QPalette::Text,
+                                QPalette::Button, QPalette::ButtonText, QPalette::Highlight,
+                                QPalette::HighlightedText, QPalette::PlaceholderText, QPalette::Link})
+            palette.setColor(group, role, window.color(group, role));
+    }
+    return palette;
+}
+
 } // namespace velmo

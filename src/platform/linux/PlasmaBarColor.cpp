@@ -1,10 +1,10 @@
 #include "platform/linux/PlasmaBarColor.h"
 
 #include "core/CurrentDesktops.h"
+#include "platform/linux/PlasmaScheme.h"
 
 #include <QSettings>
 #include <QStandardPaths>
-#include <QStringList>
 
 namespace velmo {
 
@@ -26,14 +26,7 @@ std::optional<QColor> plasmaBarColor()
                                QStringLiteral("plasma/desktoptheme/") + theme + QStringLiteral("/colors"));
     if (colors.isEmpty())
         return std::nullopt;
-    const QStringList channels = QSettings(colors, QSettings::IniFormat)
-                                     .value(QStringLiteral("Colors:Window/ForegroundNormal"))
-                                     .toStringList();
-    if (channels.size() < 3)
-        return std::nullopt;
-    const QColor color(channels.at(0).trimmed().toInt(), channels.at(1).trimmed().toInt(),
-                       channels.at(2).trimmed().toInt());
-    return color.isValid() ? std::optional(color) : std::nullopt;
+    return readPlasmaColor(colors, QStringLiteral("Colors:Window/ForegroundNormal"));
 }
 
 } // namespace velmo
