@@ -3,7 +3,6 @@
 #include "core/CurrentDesktops.h"
 #include "core/DebugLog.h"
 #include "input/MenuPlace.h"
-#include "input/TrayIcon.h"
 
 #include <QCursor>
 #include <QGuiApplication>
@@ -59,7 +58,7 @@ StatusItem::~StatusItem()
 void StatusItem::followTrays()
 {
     if (icon_) {
-        icon_->setIcon(trayIcon(color()));
+        icon_->setIcon(trayIcon(colors()));
         explainOtherKind();
     } else {
         await();
@@ -95,7 +94,7 @@ void StatusItem::create(TrayPresence::Kind kind)
 {
     patience_.stop();
     kind_ = kind;
-    icon_ = std::make_unique<QSystemTrayIcon>(trayIcon(color()));
+    icon_ = std::make_unique<QSystemTrayIcon>(trayIcon(colors()));
     icon_->setToolTip(QStringLiteral("Velmo"));
     icon_->setContextMenu(&menu_);
     QObject::connect(icon_.get(), &QSystemTrayIcon::activated, icon_.get(),
@@ -125,14 +124,14 @@ bool StatusItem::isPresent(TrayPresence::Kind kind) const
     });
 }
 
-QColor StatusItem::color() const
+TrayColors StatusItem::colors() const
 {
     std::optional<QColor> told;
     for (const auto& tray : trays_) {
         if (tray->state() == TrayPresence::State::Present && !told)
             told = tray->symbolColor();
     }
-    return trayColor(told, currentDesktops(), QGuiApplication::palette());
+    return trayColors(told, currentDesktops(), QGuiApplication::palette());
 }
 
 void StatusItem::openMenu()

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "input/StatusMenu.h"
+#include "input/TrayIcon.h"
 #include "platform/TrayPresence.h"
 
 #include <QSystemTrayIcon>
@@ -39,7 +40,7 @@ private:
     void create(TrayPresence::Kind kind);
     void explainOtherKind();
     [[nodiscard]] bool isPresent(TrayPresence::Kind kind) const;
-    [[nodiscard]] QColor color() const;
+    [[nodiscard]] TrayColors colors() const;
     void openMenu();
 
     StatusMenu& menu_;

@@ -6,6 +6,7 @@
 #include <QPainter>
 #include <QPixmapCache>
 #include <QSvgRenderer>
+#include <algorithm>
 #include <cmath>
 
 /// A static library's resources are not registered by themselves. The macro works outside namespaces only.
@@ -21,7 +22,7 @@ namespace {
 /// From here on, in points, lines are finer than in a small symbol.
 constexpr double kLarge = 40;
 
-QByteArray drawing(const QString& name, bool isLarge)
+QByteArray drawing(const QString& name, bool isLarge = false)
 {
     registerIcons();
     QFile file(QStringLiteral(":/velmo/icons/") + name + QStringLiteral(".svg"));
@@ -31,6 +32,19 @@ QByteArray drawing(const QString& name, bool isLarge)
     if (isLarge)
         shape.replace("stroke-width=\"1.75\"", "stroke-width=\"1.5\"");
     return shape;
+}
+
+/// The drawing with lines that stand out on both sides of its own, by a pixel or, in larger ones, by more.
+QByteArray widened(QByteArray shape, int pixels)
+{
+    constexpr double kEdge = 1.0 / 24;
+    const double side = QSvgRenderer(shape).viewBoxF().width();
+    const double edge = std::max(kEdge * side, side / pixels);
+    const QByteArray attribute = "stroke-width=\"";
+    const qsizetype from = shape.indexOf(attribute) + attribute.size();
+    const qsizetype length = shape.indexOf('"', from) - from;
+    const double width = shape.mid(from, length).toDouble() + 2 * edge;
+    return shape.replace(from, length, QByteArray::number(width));
 }
 
 // Kept for a while, since a control paints its own again and again.
@@ -71,6 +85,26 @@ QIcon symbolIcon(const QString& name, const QColor& color, int size)
         icon.addPixmap(pixmap, QIcon::Disabled);
     }
     return icon;
+}
+
+QPixmap outlinedSymbolPixmap(const QString& name, const QColor& color, const QColor& outline, int pixels)
+{
+    const QString key = name + u'/' + color.name(QColor::HexArgb) + u'/' + outline.name(QColor::HexArgb) +
+                        u'/' + QString::number(pixels);
+    QPixmap kept;
+    if (QPixmapCache::find(key, &kept))
+        return kept;
+    QPixmap pixmap(pixels, pixels);
+    pixmap.fill(Qt::transparent);
+    QPainter painter(&pixmap);
+    QSvgRenderer(widened(drawing(name), pixels)).render(&painter);
+    painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
+    painter.fillRect(pixmap.rect(), outline);
+    painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
+    painter.drawPixmap(0, 0, symbolPixmap(name, color, pixels));
+    painter.end();
+    QPixmapCache::insert(key, pixmap);
+    return pixmap;
 }
 
 void drawSymbol(QPainter& painter, const QString& name, const QColor& color, const QRectF& square)

@@ -16,8 +16,12 @@ namespace velmo {
 /// The symbol alone, in a square of that many pixels.
 [[nodiscard]] QPixmap symbolPixmap(const QString& name, const QColor& color, int pixels);
 
-/// The same, drawn into a square of the painter's coordinates, sharp at every scale. Large ones have finer
-/// lines.
+/// The same with an edge around its lines, for grounds of a brightness that nobody knows.
+[[nodiscard]] QPixmap outlinedSymbolPixmap(const QString& name, const QColor& color, const QColor& outline,
+                                           int pixels);
+
+/// The symbol alone, drawn into a square of the painter's coordinates, sharp at every scale. Large ones have
+/// finer lines.
 void drawSymbol(QPainter& painter, const QString& name, const QColor& color, const QRectF& square);
 
 } // namespace velmo

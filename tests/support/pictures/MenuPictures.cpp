@@ -11,11 +11,13 @@
 #include "support/core/EventLoop.h"
 #include "support/widgets/Palettes.h"
 #include "updates/UpdateWindow.h"
+#include "widgets/WindowTheme.h"
 
 #include <QGuiApplication>
 #include <QKeyEvent>
 #include <QPainter>
 #include <QWindow>
+#include <vector>
 
 namespace velmo {
 namespace {
@@ -97,22 +99,36 @@ QPixmap updatePicture()
     return picture;
 }
 
-/// At each size that bars have, on a light one and on a dark one.
+/// At each size that bars have, on a light and on a dark one that told their colours, and on some that did
+/// not.
 QPixmap symbolPicture()
 {
     constexpr std::array kSizes{16, 22, 24, 32};
     constexpr QSize kBar(80, 48);
-    QPixmap picture = ground(QSize(kBar.width() * static_cast<int>(kSizes.size()), 2 * kBar.height()));
+    const QColor light(0xf4f4f6);
+    const QColor grey(0x808080);
+    const QColor dark(0x18181c);
+    struct Row {
+        QColor bar;
+        TrayColors colors;
+    };
+    std::vector<Row> rows{{light, {WindowTheme::light().text}}, {dark, {WindowTheme::dark().text}}};
+    for (const QPalette& palette : {lightPalette(), darkPalette()}) {
+        for (const QColor& bar : {light, grey, dark})
+            rows.push_back({bar, trayColors(std::nullopt, {}, palette)});
+    }
+    QPixmap picture = ground(
+        QSize(kBar.width() * static_cast<int>(kSizes.size()), static_cast<int>(rows.size()) * kBar.height()));
     QPainter painter(&picture);
-    for (int row = 0; row < 2; ++row) {
-        const QRect bar(0, row * kBar.height(), picture.width(), kBar.height());
-        painter.fillRect(bar, row == 0 ? QColor(0xf4f4f6) : QColor(0x18181c));
-        const QColor color = trayColor(std::nullopt, {}, row == 0 ? lightPalette() : darkPalette());
+    QRect bar(0, 0, kBar.width() * static_cast<int>(kSizes.size()), kBar.height());
+    for (const Row& row : rows) {
+        painter.fillRect(bar, row.bar);
         for (int i = 0; i < static_cast<int>(kSizes.size()); ++i) {
             QRect place(0, 0, kSizes.at(static_cast<std::size_t>(i)), kSizes.at(static_cast<std::size_t>(i)));
             place.moveCenter({i * kBar.width() + kBar.width() / 2, bar.center().y()});
-            trayIcon(color).paint(&painter, place);
+            trayIcon(row.colors).paint(&painter, place);
         }
+        bar.translate(0, kBar.height());
     }
     return picture;
 }
