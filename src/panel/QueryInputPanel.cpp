@@ -9,7 +9,9 @@
 #include <QLabel>
 #include <QMouseEvent>
 #include <QScreen>
+#include <QtMath>
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <utility>
 
@@ -24,6 +26,8 @@ constexpr int kEntranceMilliseconds = 260;
 constexpr int kResizeMilliseconds = 320;
 constexpr int kExitMilliseconds = 150;
 constexpr double kIgnoredHeightChange = 1;
+/// Without its compositor, the panel stands on black for so long at most.
+constexpr std::chrono::milliseconds kCompositorInterval{500};
 /// What stays on a screen of a panel that is dragged away, each way.
 constexpr int kGraspable = 40;
 
@@ -39,6 +43,7 @@ QueryInputPanel::QueryInputPanel(QPoint cardBottomLeft, WindowSurfaces& windows)
     setGeometry(cardBottomLeft.x(), cardBottomLeft.y() - CardMetrics::kMaximumHeight, CardMetrics::kWidth,
                 kWindowHeight);
     windows_.omitShadow(*this);
+    compositorWatch_.callOnTimeout([this] { followCompositor(); });
     buildAnimations();
     watchScreens();
 }
@@ -71,15 +76,35 @@ void QueryInputPanel::buildAnimations()
     connect(&exit_, &QVariantAnimation::finished, this, [this] { orderOut(); });
 }
 
-/// A screen that is unplugged, or becomes smaller, must not take the panel with it.
+/// The toolkit tells of a change in many small ones, so it is looked at on a later turn.
 void QueryInputPanel::watchScreens()
 {
-    const LaterRefresh refresh(this, [this] { move(reachable(pos())); });
+    const LaterRefresh refresh(this, [this] {
+        if (onScreensChanged)
+            onScreensChanged();
+    });
     const auto changed = [refresh] { refresh.request(); };
+    const auto watch = [this, changed](const QScreen* screen) {
+        connect(screen, &QScreen::geometryChanged, this, changed);
+        // Bars move after their screen has changed.
+        connect(screen, &QScreen::availableGeometryChanged, this, changed);
+    };
+    connect(qApp, &QGuiApplication::screenAdded, this, watch);
     connect(qApp, &QGuiApplication::screenRemoved, this, changed);
+    connect(qApp, &QGuiApplication::primaryScreenChanged, this, changed);
     const auto screens = QGuiApplication::screens();
     for (const QScreen* screen : screens)
-        connect(screen, &QScreen::geometryChanged, this, changed);
+        watch(screen);
+}
+
+QPoint QueryInputPanel::cardBottomLeft() const
+{
+    return pos() + QPoint(0, CardMetrics::kMaximumHeight);
+}
+
+void QueryInputPanel::moveCard(QPoint bottomLeft)
+{
+    move(bottomLeft - QPoint(0, CardMetrics::kMaximumHeight));
 }
 
 void QueryInputPanel::setCard(QWidget* card)
@@ -101,13 +126,25 @@ void QueryInputPanel::enter(std::function<void()> onShown)
 /// Raised only here: later a panel on top would bury the candidates of an input method.
 void QueryInputPanel::order()
 {
-    isComposited_ = windows_.isComposited();
+    followCompositor();
     layOutCard();
+    compositorWatch_.start(kCompositorInterval);
     // The first picture takes longer than a frame, so it is made before anything is seen.
     if (!isVisible())
         static_cast<void>(grab());
     show();
     raise();
+}
+
+void QueryInputPanel::followCompositor()
+{
+    if (std::exchange(isComposited_, windows_.isComposited()) == isComposited_)
+        return;
+    if (isComposited_) {
+        const QSizeF whole = QSizeF(size()) * devicePixelRatioF();
+        windows_.setShape(*this, QRect(0, 0, qCeil(whole.width()), qCeil(whole.height())));
+    }
+    layOutCard();
 }
 
 void QueryInputPanel::takeKeyboard()
@@ -124,6 +161,7 @@ void QueryInputPanel::stepAside()
 {
     if (const auto focus = std::exchange(focus_, nullptr))
         focus->giveBack();
+    compositorWatch_.stop();
     hide();
 }
 
@@ -139,6 +177,7 @@ void QueryInputPanel::leaveAndDelete()
     entrance_.stop();
     resize_.stop();
     dragHold_.reset();
+    compositorWatch_.stop();
     onEscape = {};
     // Keys that are still under way mean nothing any more to what the card shows.
     if (QWidget* field = focusWidget())
@@ -204,14 +243,22 @@ void QueryInputPanel::layOutCard()
     if (!card_)
         return;
     card_->setGeometry(cardFrame());
-    const double scale = devicePixelRatioF();
-    const QRect pixels = coveredPixels(cardFrame(), scale);
-    // Transparent corners need a compositor.
-    windows_.setShape(*this, isComposited_ ? QRegion(pixels)
-                                           : roundedRegion(pixels, CardMetrics::kCornerRadius * scale));
+    cutOut();
     // What the shape has just uncovered is painted before anybody sees it.
     if (isVisible())
         repaint();
+}
+
+/// Where there is a compositor, the shape does not follow the card: there are some (marco) that go on showing
+/// the former one until the window itself is moved.
+void QueryInputPanel::cutOut()
+{
+    const double scale = devicePixelRatioF();
+    const QRect pixels = coveredPixels(cardFrame(), scale);
+    windows_.setMouseShape(*this, QRegion(pixels));
+    // Transparent corners need a compositor, too.
+    if (!isComposited_)
+        windows_.setShape(*this, roundedRegion(pixels, CardMetrics::kCornerRadius * scale));
 }
 
 bool QueryInputPanel::event(QEvent* event)

@@ -6,6 +6,9 @@
 #include "panel/QueryPanelContentView.h"
 #include "widgets/ToolkitSpace.h"
 
+#include <QRegion>
+#include <algorithm>
+
 namespace velmo {
 
 namespace {
@@ -32,6 +35,14 @@ std::optional<Screen> chooseScreen(const std::optional<Screen>& given, const Scr
     return all.empty() ? std::nullopt : std::optional(all.front());
 }
 
+bool isCovered(const QRect& area, const std::vector<Screen>& screens)
+{
+    QRegion outside(area);
+    for (const Screen& screen : screens)
+        outside -= toolkitSpace().toQt(screen.frame).toRect();
+    return outside.isEmpty();
+}
+
 /// Nothing for users without a key for it.
 std::shared_ptr<ReplicateWhisperService> makeTranscriptionService(const AnnotationSession& session,
                                                                   const PanelDesktop& desktop)
@@ -50,19 +61,9 @@ QueryPanelController::QueryPanelController(AnnotationSession& session, const std
                                            const PanelDesktop& desktop)
     : desktop_(desktop)
 {
-    const Screen chosen = chooseScreen(screen, desktop.screens).value_or(Screen{});
-    const ScreenRect visible = chosen.visibleFrame;
-    log(QStringLiteral("screen=") + describe(chosen.frame) + QStringLiteral(" visibleFrame=") +
-        describe(visible));
-    const ScreenPoint origin{visible.midX() - CardMetrics::kWidth / 2.0, visible.minY() + kDockClearance};
-    log(QStringLiteral("panel origin=(") + whole(origin.x) + QStringLiteral(", ") + whole(origin.y) +
-        QStringLiteral(") size=") + QString::number(CardMetrics::kWidth) + u'x' +
-        QString::number(CardMetrics::kMinimumHeight));
-    log(QStringLiteral("dock clearance: panelBottom=") + whole(origin.y) + QStringLiteral(" dockTop=") +
-        whole(visible.minY()) + QStringLiteral(" gap=") + whole(origin.y - visible.minY()) +
-        QStringLiteral("pt"));
-
-    auto* panel = new QueryInputPanel(toolkitSpace().toQt(origin).toPoint(), desktop.windows);
+    auto* panel =
+        new QueryInputPanel(place(chooseScreen(screen, desktop.screens).value_or(Screen{})), desktop.windows);
+    panel->onScreensChanged = [this] { followScreens(); };
     panel->onEscape = [&session] { session.cancel(); };
     transcriptionService_ = makeTranscriptionService(session, desktop);
     // The content lives inside the panel, so it never calls one that is gone.
@@ -76,6 +77,43 @@ QueryPanelController::QueryPanelController(AnnotationSession& session, const std
 QueryPanelController::~QueryPanelController()
 {
     close();
+}
+
+QPoint QueryPanelController::place(const Screen& screen)
+{
+    screen_ = screen;
+    const ScreenRect visible = screen.visibleFrame;
+    log(QStringLiteral("screen=") + describe(screen.frame) + QStringLiteral(" visibleFrame=") +
+        describe(visible));
+    const ScreenPoint origin{visible.midX() - CardMetrics::kWidth / 2.0, visible.minY() + kDockClearance};
+    log(QStringLiteral("panel origin=(") + whole(origin.x) + QStringLiteral(", ") + whole(origin.y) +
+        QStringLiteral(") size=") + QString::number(CardMetrics::kWidth) + u'x' +
+        QString::number(CardMetrics::kMinimumHeight));
+    log(QStringLiteral("dock clearance: panelBottom=") + whole(origin.y) + QStringLiteral(" dockTop=") +
+        whole(visible.minY()) + QStringLiteral(" gap=") + whole(origin.y - visible.minY()) +
+        QStringLiteral("pt"));
+    placed_ = toolkitSpace().toQt(origin).toPoint();
+    return placed_;
+}
+
+/// A screen that is unplugged, or becomes smaller, must not take the panel with it. Where the user has
+/// dragged it to, it stays as long as it can be seen there and its screen is the same.
+void QueryPanelController::followScreens()
+{
+    QueryInputPanel* panel = panel_.data();
+    const auto all = desktop_.screens.all();
+    if (!panel || all.empty())
+        return;
+    const auto same = std::ranges::find(all, screen_.name, &Screen::name);
+    const bool isSame = same != all.end() && same->frame == screen_.frame;
+    const bool wasDragged = panel->cardBottomLeft() != placed_;
+    // Where it rests: while it comes in, it is lower.
+    const QSize size = panel->cardFrame().size();
+    const QRect card(panel->cardBottomLeft() - QPoint(0, size.height()), size);
+    if (isSame && (wasDragged || same->visibleFrame == screen_.visibleFrame) && isCovered(card, all))
+        return;
+    const auto next = same != all.end() ? std::optional(*same) : chooseScreen({}, desktop_.screens);
+    panel->moveCard(place(next.value_or(screen_)));
 }
 
 void QueryPanelController::showWindow()
@@ -99,8 +137,10 @@ void QueryPanelController::close()
 {
     if (QueryPanelContentView* view = contentViewBridge_.data())
         view->detach();
-    if (QueryInputPanel* panel = panel_.data())
+    if (QueryInputPanel* panel = panel_.data()) {
+        panel->onScreensChanged = {};
         panel->leaveAndDelete();
+    }
     panel_ = nullptr;
 }
 

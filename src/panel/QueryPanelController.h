@@ -10,8 +10,8 @@ namespace velmo {
 class QueryInputPanel;
 class QueryPanelContentView;
 
-/// Runs the window of question and answer: places it, shows it, and gives it the keyboard. The window lives
-/// on for the moment in which it fades away. Main thread.
+/// Runs the window of question and answer: places it, anew when the screens change, shows it, and gives it
+/// the keyboard. The window lives on for the moment in which it fades away. Main thread.
 class QueryPanelController final : public QuestionPanel {
 public:
     /// Without a screen the main one is used, else the first. The session outlives it.
@@ -33,7 +33,12 @@ public:
     }
 
 private:
+    [[nodiscard]] QPoint place(const Screen& screen);
+    void followScreens();
+
     PanelDesktop desktop_;
+    Screen screen_; ///< That the panel was placed on, as it was then.
+    QPoint placed_; ///< The lower left corner of the card there, in the toolkit's coordinates.
     std::shared_ptr<ReplicateWhisperService> transcriptionService_;
     QPointer<QueryInputPanel> panel_;
     QPointer<QueryPanelContentView> contentViewBridge_;

@@ -6,6 +6,7 @@
 #include "support/core/SessionTest.h"
 #include "support/panel/PanelVoice.h"
 #include "support/widgets/ShownWidgets.h"
+#include "widgets/ToolkitSpace.h"
 
 #include <QApplication>
 #include <QKeyEvent>
@@ -91,6 +92,99 @@ TEST_F(QueryPanel, OpensOnTheGivenScreenElseTheMainOneElseTheFirst)
     screens.mainScreen.reset();
     screens.screens = {leftScreen, mainScreen};
     EXPECT_TRUE(screenLine(std::nullopt).startsWith(QStringLiteral("[QueryPanel] screen=(-1280, -200,")));
+}
+
+/// A panel on one of two screens, which then change.
+class QueryPanelOnScreens : public QueryPanel {
+protected:
+    void open(const std::optional<Screen>& screen)
+    {
+        placed_ = std::make_unique<QueryPanelController>(*session, screen, desktop);
+        placed_->showWindow();
+    }
+    ~QueryPanelOnScreens() override { placed_.reset(); }
+
+    void changeScreens(const std::vector<Screen>& changed)
+    {
+        screens.screens = changed;
+        screens.mainScreen = changed.empty() ? std::nullopt : std::optional(changed.front());
+        log.take();
+        // As the toolkit tells of it, several times over.
+        Q_EMIT qGuiApp->screenRemoved(QGuiApplication::primaryScreen());
+        Q_EMIT qGuiApp->primaryScreenChanged(QGuiApplication::primaryScreen());
+        settle();
+    }
+
+    /// Where the card rests, in screen coordinates.
+    [[nodiscard]] static ScreenPoint card()
+    {
+        return toolkitSpace().fromQt(QPointF(window()->cardBottomLeft()));
+    }
+
+    [[nodiscard]] static Screen smaller(Screen screen)
+    {
+        screen.frame.width /= 2;
+        screen.frame.height /= 2;
+        screen.visibleFrame = screen.frame;
+        return screen;
+    }
+
+private:
+    std::unique_ptr<QueryPanelController> placed_;
+};
+
+TEST_F(QueryPanelOnScreens, GoesToWhereItWouldOpenWhenItsScreenHasGone)
+{
+    open(leftScreen);
+    EXPECT_EQ(card(), (ScreenPoint{-1280 + 640 - 310, -200 + 16}));
+    window()->animateHeight(400);
+    changeScreens({mainScreen});
+    EXPECT_EQ(card(), (ScreenPoint{960 - 310, 16}));
+    EXPECT_EQ(log.take().filter(QStringLiteral("[QueryPanel]")).size(), 3) << "once for all changes";
+    EXPECT_TRUE(turnUntil([] { return window()->cardFrame().height() == 400; }));
+    EXPECT_EQ(windows.kept->keeper, window());
+}
+
+TEST_F(QueryPanelOnScreens, StaysInTheMiddleOfAScreenThatBecomesSmaller)
+{
+    open(mainScreen);
+    changeScreens({smaller(mainScreen), leftScreen});
+    EXPECT_EQ(card(), (ScreenPoint{480 - 310, 16}));
+    // A bar that comes later.
+    Screen docked = smaller(mainScreen);
+    docked.visibleFrame = {0, 40, 960, 500};
+    changeScreens({docked, leftScreen});
+    EXPECT_EQ(card(), (ScreenPoint{480 - 310, 40 + 16}));
+}
+
+TEST_F(QueryPanelOnScreens, StaysWhereItIsWhenOtherScreensChange)
+{
+    open(mainScreen);
+    changeScreens({mainScreen});
+    EXPECT_TRUE(log.take().filter(QStringLiteral("[QueryPanel]")).isEmpty());
+    EXPECT_EQ(card(), (ScreenPoint{960 - 310, 16}));
+}
+
+TEST_F(QueryPanelOnScreens, StaysWhereItWasDraggedToAsLongAsItIsSeenThere)
+{
+    open(mainScreen);
+    const QPoint away = toolkitSpace().toQt(ScreenPoint{-1000, 100}).toPoint();
+    window()->moveCard(away);
+    Screen docked = mainScreen;
+    docked.visibleFrame = {0, 40, 1920, 1040};
+    changeScreens({docked, leftScreen});
+    EXPECT_EQ(window()->cardBottomLeft(), away);
+    changeScreens({docked});
+    EXPECT_EQ(card(), (ScreenPoint{960 - 310, 40 + 16}));
+}
+
+TEST_F(QueryPanelOnScreens, WaitsForAScreenWhereThereIsNone)
+{
+    open(mainScreen);
+    changeScreens({});
+    EXPECT_EQ(card(), (ScreenPoint{960 - 310, 16}));
+    changeScreens({leftScreen});
+    EXPECT_EQ(card(), (ScreenPoint{-1280 + 640 - 310, -200 + 16}));
 }
 
 TEST_F(QueryPanel, TakesTheKeyboardForItsFieldAndAgainWhenItHasComeIn)
