@@ -1,5 +1,7 @@
 #include "widgets/DialogWindow.h"
 
+#include "widgets/ApplicationIcon.h"
+
 #include <QEvent>
 #include <QGuiApplication>
 #include <QScreen>
@@ -97,6 +99,8 @@ void prepare(QWidget& window, const QString& title, QSize contentSize)
                           Qt::WindowCloseButtonHint);
     window.setAttribute(Qt::WA_DeleteOnClose, false);
     window.setWindowTitle(title);
+    // Not the application's own one, which the toolkit would give to the overlay and the panel, too.
+    window.setWindowIcon(applicationIcon());
     window.setFixedSize(contentSize);
     if (const QScreen* screen = QGuiApplication::primaryScreen(); screen != nullptr) {
         QRect frame({}, contentSize);

@@ -11,6 +11,7 @@
 #include <QVBoxLayout>
 #include <algorithm>
 #include <gtest/gtest.h>
+#include <span>
 
 namespace velmo::test {
 namespace {
@@ -244,6 +245,31 @@ TEST_P(DialogWindowDesk, IsInNoListOfWindows)
     DialogWindow::bringToFront(window_, surfaces_);
     ASSERT_TRUE(awaitCondition([this] { return hasKeyboard(window_); }));
     EXPECT_TRUE(awaitCondition(isUnlisted));
+}
+
+TEST_P(DialogWindowDesk, HasTheProgramsIcon)
+{
+    DialogWindow::bringToFront(window_, surfaces_);
+    constexpr uint32_t kLength = 1U << 20U;
+    const auto reply =
+        eye_->await(xcb_get_property_reply,
+                    xcb_get_property(eye_->get(), 0, static_cast<xcb_window_t>(window_.internalWinId()),
+                                     eye_->atom("_NET_WM_ICON"), XCB_ATOM_CARDINAL, 0, kLength));
+    ASSERT_TRUE(reply);
+    const std::span icons(static_cast<const quint32*>(xcb_get_property_value(reply.get())),
+                          static_cast<std::size_t>(xcb_get_property_value_length(reply.get())) / 4);
+    // Each has its width and height before its pixels.
+    std::vector<quint32> sizes;
+    for (std::size_t at = 0; at + 1 < icons.size(); at += 2 + std::size_t{icons[at]} * icons[at + 1]) {
+        sizes.push_back(icons[at]);
+        ASSERT_EQ(icons[at], icons[at + 1]);
+        // In its middle it is opaque.
+        const std::size_t middle = at + 2 + std::size_t{icons[at]} * (icons[at] / 2) + icons[at] / 2;
+        ASSERT_LT(middle, icons.size());
+        EXPECT_EQ(icons[middle] >> 24, 255U) << icons[at];
+    }
+    std::ranges::sort(sizes);
+    EXPECT_EQ(sizes, (std::vector<quint32>{16, 24, 32, 48, 64, 128}));
 }
 
 INSTANTIATE_TEST_SUITE_P(WindowManagers, DialogWindowDesk,
