@@ -1,6 +1,7 @@
 #include "e2e/PanelDesk.h"
 
 #include "panel/AttachmentThumbnailButton.h"
+#include "support/x11/SplitMonitors.h"
 
 #include <QBuffer>
 #include <QImage>
@@ -53,6 +54,25 @@ TEST_P(PanelDesk, EscapeAfterAnAnswerIsThePanelsOwn)
     EXPECT_EQ(state(), SessionState::Idle);
     EXPECT_EQ(escapesLogged(), 0);
     EXPECT_TRUE(focusSettlesIn(*application_));
+}
+
+TEST_P(PanelDesk, GoesWithItsFieldToTheScreenThatIsLeft)
+{
+    startDesktop(FocusPolicy::Click);
+    auto monitors = std::make_unique<SplitMonitors>();
+    ASSERT_TRUE(monitors->awaitToolkit());
+    openPanel(SplitMonitors::kEast.center());
+    const auto card = [] { return panel()->cardFrame().translated(panel()->pos()); };
+    ASSERT_TRUE(SplitMonitors::kEast.contains(card()));
+    monitors.reset();
+    const QRect whole(0, 0, 1920, 1080);
+    EXPECT_TRUE(awaitCondition([&] {
+        return whole.contains(card()) && card().center().x() == whole.center().x() &&
+               card().bottom() > SplitMonitors::kEast.bottom();
+    })) << card().x()
+        << ' ' << card().y();
+    EXPECT_TRUE(focusSettlesInPanel());
+    expectNextKeyInPanel("a");
 }
 
 TEST_P(PanelDesk, EscapeInThePreviewOfTheFirstPictureCancelsTheSession)
