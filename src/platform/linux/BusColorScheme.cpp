@@ -1,5 +1,6 @@
 #include "platform/linux/BusColorScheme.h"
 
+#include "core/CurrentDesktops.h"
 #include "platform/linux/PlasmaScheme.h"
 
 #include <utility>
@@ -49,7 +50,9 @@ BusColorScheme::BusColorScheme(const std::string& sessionAddress, std::chrono::m
     // Who sends it does not matter, since it only leads to a question.
     portalChanges_ = bus_->listen(kPortalRule, [this](BusMessage&) { ask(BusActivation::Never); });
     plasmaChanges_ = bus_->listen(kPlasmaRule, [this](BusMessage&) { become(portal_, plasmaPreference()); });
-    ask(BusActivation::IfNeeded);
+    // Without a desktop it would bring a number of services with it that such sessions do without, and not
+    // know whom to ask.
+    ask(currentDesktops().isEmpty() ? BusActivation::Never : BusActivation::IfNeeded);
     notifier_ = std::make_unique<BusNotifier>(*bus_, [this] { forgetBus(); });
 }
 

@@ -8,9 +8,9 @@
 namespace velmo {
 
 /// The preference that the desktop's portal tells on the session bus, or that Plasma tells, which changes its
-/// colours without a word in some portals. Nothing waits for either. The portal is started by the first
-/// question where the bus knows how, as it is by any other program; one that comes later, or comes back, is
-/// asked then. What was said last stays when it goes.
+/// colours without a word in some portals. Nothing waits for either. On a desktop the first question
+/// starts the portal where the bus knows how, as that of any other program does; elsewhere nothing is
+/// started. One that comes later, or comes back, is asked then. What was said last stays when it goes.
 class BusColorScheme final : public ColorScheme {
 public:
     /// The address of the session bus; empty for none. A portal that has not answered in this time has not

@@ -93,6 +93,28 @@ TEST_F(BusColorSchemeTest, AnUnknownNumberIsNoPreference)
     EXPECT_TRUE(awaitPreference(Preference::None));
 }
 
+TEST_F(BusColorSchemeTest, ADesktopsPortalIsStarted)
+{
+    const QTemporaryDir folder;
+    const QString trace = folder.filePath(QStringLiteral("started"));
+    ASSERT_TRUE(buses.offer("org.freedesktop.portal.Desktop", "/usr/bin/touch " + trace.toUtf8()));
+    startScheme();
+    EXPECT_TRUE(awaitCondition([&] { return QFile::exists(trace); }));
+}
+
+TEST_F(BusColorSchemeTest, WithoutADesktopNothingIsStarted)
+{
+    desktop.assign(std::nullopt);
+    const QTemporaryDir folder;
+    const QString trace = folder.filePath(QStringLiteral("started"));
+    ASSERT_TRUE(buses.offer("org.freedesktop.portal.Desktop", "/usr/bin/touch " + trace.toUtf8()));
+    startScheme();
+    ASSERT_TRUE(askBus(address(), requestToBus("GetId"), [](BusMessage&) {}));
+    startPortal(kDark);
+    ASSERT_TRUE(awaitPreference(Preference::Dark));
+    EXPECT_FALSE(QFile::exists(trace));
+}
+
 TEST_F(BusColorSchemeTest, APortalThatComesLateIsAsked)
 {
     startScheme();
