@@ -39,6 +39,10 @@ private:
     State state_ = State::Unknown;
     std::function<void()> handler_;
     std::unique_ptr<BusNotifier> notifier_;
+    PlasmaBarWatch plasmaBar_{[this] {
+        if (handler_)
+            handler_();
+    }};
 };
 
 } // namespace velmo
