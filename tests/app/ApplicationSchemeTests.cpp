@@ -8,11 +8,11 @@
 #include "support/portal/ScriptedPortal.h"
 #include "support/widgets/Palettes.h"
 #include "support/x11/Await.h"
+#include "updates/UpdateWindow.h"
 #include "widgets/WindowPalette.h"
 
 #include <QApplication>
 #include <QEvent>
-#include <QMenu>
 #include <QSet>
 
 namespace velmo {
@@ -114,6 +114,7 @@ protected:
         const QImage picture = window.grab().toImage();
         EXPECT_EQ(picture.pixelColor(4, picture.height() - 5), theme.window);
     }
+    /// Of all windows with a title bar, and of the menu.
     void expectNewLooks(uint32_t number)
     {
         const PaintWatch watch;
@@ -121,8 +122,18 @@ protected:
         ASSERT_TRUE(test::awaitCondition([&] { return isDark() == (number == kDark); }));
         settle();
         const WindowTheme theme = number == kDark ? WindowTheme::dark() : WindowTheme::light();
-        expectNewLook(*settingsWindow(), watch, theme);
-        expectNewLook(*onboarding()->contentView()->window(), watch, theme);
+        QStringList titles;
+        for (QWidget* window : QApplication::topLevelWidgets()) {
+            if (window->isVisible() && !window->windowTitle().isEmpty()) {
+                titles.append(window->windowTitle());
+                expectNewLook(*window, watch, theme);
+            }
+        }
+        EXPECT_EQ(titles.size(), 4) << titles.join(u',').toStdString();
+        StatusMenu& menu = delegate->menuBarController()->menu();
+        EXPECT_TRUE(watch.painted.contains(&menu));
+        const QRect first = menu.actionGeometry(menu.actions().constFirst());
+        EXPECT_EQ(menu.grab().toImage().pixelColor(first.left() + 2, first.center().y()), theme.menu);
     }
 
     EnvironmentVariable desktopName{"XDG_CURRENT_DESKTOP", "XFCE"};
@@ -138,9 +149,12 @@ TEST_F(SchemeOfOpenWindowsTest, TheyFollowTheDesktopWhileTheyAreOpen)
     launch();
     delegate->showOnboarding();
     delegate->menuBarController()->openSettingsWindow();
+    delegate->menuBarController()->presentHotkeySheet();
+    UpdateWindow update;
+    update.showChecking();
+    update.show();
+    delegate->menuBarController()->menu().popup({600, 10});
     settle();
-    ASSERT_NE(settingsWindow(), nullptr);
-    ASSERT_NE(onboarding(), nullptr);
     expectNewLooks(kLight);
     expectNewLooks(kDark);
     portal.change(0);
