@@ -9,9 +9,7 @@
 #include <QLabel>
 #include <QMouseEvent>
 #include <QScreen>
-#include <QtMath>
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <utility>
 
@@ -26,8 +24,6 @@ constexpr int kEntranceMilliseconds = 260;
 constexpr int kResizeMilliseconds = 320;
 constexpr int kExitMilliseconds = 150;
 constexpr double kIgnoredHeightChange = 1;
-/// Without its compositor, the panel stands on black for so long at most.
-constexpr std::chrono::milliseconds kCompositorInterval{500};
 /// What stays on a screen of a panel that is dragged away, each way.
 constexpr int kGraspable = 40;
 
@@ -43,7 +39,6 @@ QueryInputPanel::QueryInputPanel(QPoint cardBottomLeft, WindowSurfaces& windows)
     setGeometry(cardBottomLeft.x(), cardBottomLeft.y() - CardMetrics::kMaximumHeight, CardMetrics::kWidth,
                 kWindowHeight);
     windows_.omitShadow(*this);
-    compositorWatch_.callOnTimeout([this] { followCompositor(); });
     buildAnimations();
     watchScreens();
 }
@@ -126,25 +121,13 @@ void QueryInputPanel::enter(std::function<void()> onShown)
 /// Raised only here: later a panel on top would bury the candidates of an input method.
 void QueryInputPanel::order()
 {
-    followCompositor();
+    isComposited_ = windows_.isComposited();
     layOutCard();
-    compositorWatch_.start(kCompositorInterval);
     // The first picture takes longer than a frame, so it is made before anything is seen.
     if (!isVisible())
         static_cast<void>(grab());
     show();
     raise();
-}
-
-void QueryInputPanel::followCompositor()
-{
-    if (std::exchange(isComposited_, windows_.isComposited()) == isComposited_)
-        return;
-    if (isComposited_) {
-        const QSizeF whole = QSizeF(size()) * devicePixelRatioF();
-        windows_.setShape(*this, QRect(0, 0, qCeil(whole.width()), qCeil(whole.height())));
-    }
-    layOutCard();
 }
 
 void QueryInputPanel::takeKeyboard()
@@ -161,7 +144,6 @@ void QueryInputPanel::stepAside()
 {
     if (const auto focus = std::exchange(focus_, nullptr))
         focus->giveBack();
-    compositorWatch_.stop();
     hide();
 }
 
@@ -177,7 +159,6 @@ void QueryInputPanel::leaveAndDelete()
     entrance_.stop();
     resize_.stop();
     dragHold_.reset();
-    compositorWatch_.stop();
     onEscape = {};
     // Keys that are still under way mean nothing any more to what the card shows.
     if (QWidget* field = focusWidget())
@@ -243,22 +224,14 @@ void QueryInputPanel::layOutCard()
     if (!card_)
         return;
     card_->setGeometry(cardFrame());
-    cutOut();
+    const double scale = devicePixelRatioF();
+    const QRect pixels = coveredPixels(cardFrame(), scale);
+    // Transparent corners need a compositor.
+    windows_.setShape(*this, isComposited_ ? QRegion(pixels)
+                                           : roundedRegion(pixels, CardMetrics::kCornerRadius * scale));
     // What the shape has just uncovered is painted before anybody sees it.
     if (isVisible())
         repaint();
-}
-
-/// Where there is a compositor, the shape does not follow the card: there are some (marco) that go on showing
-/// the former one until the window itself is moved.
-void QueryInputPanel::cutOut()
-{
-    const double scale = devicePixelRatioF();
-    const QRect pixels = coveredPixels(cardFrame(), scale);
-    windows_.setMouseShape(*this, QRegion(pixels));
-    // Transparent corners need a compositor, too.
-    if (!isComposited_)
-        windows_.setShape(*this, roundedRegion(pixels, CardMetrics::kCornerRadius * scale));
 }
 
 bool QueryInputPanel::event(QEvent* event)

@@ -3,7 +3,6 @@
 #include "panel/CardMetrics.h"
 #include "platform/WindowSurfaces.h"
 
-#include <QTimer>
 #include <QVariantAnimation>
 #include <QWidget>
 #include <functional>
@@ -13,8 +12,7 @@
 namespace velmo {
 
 /// The panel's window. It keeps one size, and the card inside it moves and grows: resizing a window leaves
-/// its contents behind for a frame. What the card does not cover is transparent, or no part of the window
-/// where nothing is translucent, and lets the mouse through.
+/// its contents behind for a frame. What the card does not cover is no part of the window.
 ///
 /// Main thread; positions are in the toolkit's global coordinates. It belongs to its maker until
 /// leaveAndDelete().
@@ -63,10 +61,8 @@ private:
     void watchScreens();
     void freezeCard();
     void order();
-    void followCompositor();
     void orderOut();
     void layOutCard();
-    void cutOut();
     [[nodiscard]] QPoint reachable(QPoint position) const;
 
     WindowSurfaces& windows_;
@@ -75,9 +71,8 @@ private:
     double cardHeight_ = CardMetrics::kMinimumHeight;
     double entranceOffset_ = 0;
     bool isLeaving_ = false;         ///< The window system may be gone by now.
-    bool isComposited_ = true;       ///< Looked at while it is shown.
+    bool isComposited_ = true;       ///< When it was last shown.
     std::optional<QPoint> dragHold_; ///< Where the window is held, from its top left corner.
-    QTimer compositorWatch_;
     // Children with names, so that they can be watched.
     QVariantAnimation entrance_{this};
     QVariantAnimation resize_{this};

@@ -55,11 +55,9 @@ public:
     /// fractional scale its rounding leaves a window a pixel too large or too small.
     virtual void setNativeGeometry(QWidget& widget, const PixelRect& geometry) = 0;
 
-    /// Only this part of the window is shown, in its native pixels. The toolkit's mask is in whole points,
-    /// too, and may be a pixel off.
+    /// Only this part of the window is shown and takes the mouse, in its native pixels. The toolkit's mask is
+    /// in whole points, too, and may be a pixel off.
     virtual void setShape(QWidget& widget, const QRegion& pixels) = 0;
-    /// Only this part takes the mouse; what is not in the shape does not take it in any case.
-    virtual void setMouseShape(QWidget& widget, const QRegion& pixels) = 0;
 
     /// A menu of ours is open, which takes every key press, or is not any more.
     virtual void setMenuOpen(bool isOpen) = 0;

@@ -6,7 +6,6 @@
 #include <QRegion>
 #include <QWidget>
 #include <memory>
-#include <optional>
 
 namespace velmo {
 
@@ -64,7 +63,6 @@ public:
         return std::make_unique<FakeKeptFocus>(kept, widget);
     }
     void setShape(QWidget& /*widget*/, const QRegion& pixels) override { shape = pixels; }
-    void setMouseShape(QWidget& /*widget*/, const QRegion& pixels) override { mouseShape = pixels; }
     void setNativeGeometry(QWidget& /*widget*/, const PixelRect& geometry) override
     {
         nativeGeometries.append(geometry);
@@ -92,9 +90,8 @@ public:
     const QWidget* keyboardHolder = nullptr;
     const QWidget* onTop = nullptr; ///< The managed window above our unmanaged ones.
     QList<PixelRect> nativeGeometries;
-    int restacks = 0;             ///< How often our windows made room for the managed one again.
-    std::optional<QRegion> shape; ///< The latest; none before the first.
-    QRegion mouseShape;           ///< The latest.
+    int restacks = 0; ///< How often our windows made room for the managed one again.
+    QRegion shape;    ///< The latest.
     QList<const QWidget*> focused;
     std::shared_ptr<FakeFocusRecord> kept = std::make_shared<FakeFocusRecord>();
     QList<const QWidget*> withoutShadow;

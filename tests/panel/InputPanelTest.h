@@ -63,18 +63,6 @@ protected:
         })) << height();
     }
 
-    void expectCutCorners() const
-    {
-        const QRect frame = panel->cardFrame();
-        const QRegion shape = windows.shape.value_or(QRegion());
-        EXPECT_EQ(shape.boundingRect(), frame);
-        for (const QPoint& corner :
-             {frame.topLeft(), frame.topRight(), frame.bottomLeft(), frame.bottomRight()})
-            EXPECT_FALSE(shape.contains(corner));
-        EXPECT_TRUE(shape.contains(frame.topLeft() + QPoint(18, 0)));
-        EXPECT_TRUE(shape.contains(frame.topLeft() + QPoint(0, 18)));
-    }
-
     [[nodiscard]] bool press(int key, bool isRepeat = false) const
     {
         QKeyEvent event(QEvent::KeyPress, key, Qt::NoModifier, QString(), isRepeat);

@@ -223,7 +223,7 @@ TEST_F(PanelAnimations, AHeightThatIsAskedForWhileItLeavesTouchesNothing)
     panel->leaveAndDelete();
     EXPECT_EQ(resize().state(), QAbstractAnimation::Stopped);
     const QRect frame = panel->cardFrame();
-    windows.mouseShape = QRegion();
+    windows.shape = QRegion();
     for (const int height : {130, 400, 600}) {
         panel->animateHeight(height);
         EXPECT_EQ(resize().state(), QAbstractAnimation::Stopped) << height;
@@ -234,7 +234,7 @@ TEST_F(PanelAnimations, AHeightThatIsAskedForWhileItLeavesTouchesNothing)
     // Hidden, a height would be taken at once.
     panel->animateHeight(600);
     EXPECT_EQ(panel->cardFrame(), frame);
-    EXPECT_TRUE(windows.mouseShape.isEmpty());
+    EXPECT_TRUE(windows.shape.isEmpty());
 }
 
 } // namespace

@@ -8,44 +8,25 @@
 namespace velmo {
 namespace {
 
-TEST_F(InputPanel, OnlyTheCardTakesTheMouse)
+TEST_F(InputPanel, OnlyTheCardIsTheWindow)
 {
-    for (const bool isComposited : {true, false}) {
-        windows.composited = isComposited;
-        panel->stepAside();
-        show();
-        EXPECT_EQ(windows.mouseShape, QRegion(panel->cardFrame()));
-        const int target = isComposited ? 300 : 400;
-        panel->animateHeight(target);
-        expectGrowthTo(target);
-        EXPECT_EQ(windows.mouseShape, QRegion(0, 720 - target, 620, target));
-    }
-}
-
-TEST_F(InputPanel, IsShownWholeByACompositorHoweverTheCardGrows)
-{
-    // Compositors are told of no shape, which some do not follow as it grows.
     show();
+    EXPECT_EQ(windows.shape, QRegion(panel->cardFrame()));
     panel->animateHeight(300);
     expectGrowthTo(300);
-    EXPECT_EQ(windows.shape, std::nullopt);
+    EXPECT_EQ(windows.shape, QRegion(0, 420, 620, 300));
 }
 
 TEST_F(InputPanel, CutsTheCornersOffWithoutACompositor)
 {
     windows.composited = false;
     show();
-    expectCutCorners();
-}
-
-TEST_F(InputPanel, FollowsACompositorThatEndsAndStarts)
-{
-    show();
-    windows.composited = false;
-    EXPECT_TRUE(turnUntil([&] { return windows.shape.has_value(); }));
-    expectCutCorners();
-    windows.composited = true;
-    EXPECT_TRUE(turnUntil([&] { return windows.shape == QRegion(panel->rect()); }));
+    const QRect frame = panel->cardFrame();
+    EXPECT_EQ(windows.shape.boundingRect(), frame);
+    for (const QPoint& corner : {frame.topLeft(), frame.topRight(), frame.bottomLeft(), frame.bottomRight()})
+        EXPECT_FALSE(windows.shape.contains(corner));
+    EXPECT_TRUE(windows.shape.contains(frame.topLeft() + QPoint(18, 0)));
+    EXPECT_TRUE(windows.shape.contains(frame.topLeft() + QPoint(0, 18)));
 }
 
 TEST_F(InputPanel, EscapeIsCalledOncePerPress)
@@ -146,11 +127,11 @@ TEST_F(InputPanel, LeavesTheWindowSystemAloneOnceItLeaves)
     show();
     panel->animateHeight(400);
     panel->leaveAndDelete();
-    windows.mouseShape = QRegion();
+    windows.shape = QRegion();
     QEvent screenChange(QEvent::ScreenChangeInternal);
     QApplication::sendEvent(panel, &screenChange);
     EXPECT_TRUE(turnUntil([this] { return !windows.kept->returned.isEmpty(); }));
-    EXPECT_TRUE(windows.mouseShape.isEmpty());
+    EXPECT_TRUE(windows.shape.isEmpty());
 }
 
 TEST_F(InputPanel, FadesAsAPictureOfItsCard)

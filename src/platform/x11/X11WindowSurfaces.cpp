@@ -96,20 +96,6 @@ void addStates(const QWidget& widget, std::initializer_list<const char*> names)
                         static_cast<uint32_t>(states.size()), states.data());
 }
 
-void shape(const QWidget& widget, xcb_shape_sk_t kind, const QRegion& pixels)
-{
-    xcb_connection_t* connection = toolkitConnection();
-    if (connection == nullptr)
-        return;
-    std::vector<xcb_rectangle_t> parts;
-    for (const QRect& part : pixels)
-        parts.push_back({static_cast<int16_t>(part.x()), static_cast<int16_t>(part.y()),
-                         static_cast<uint16_t>(part.width()), static_cast<uint16_t>(part.height())});
-    xcb_shape_rectangles(connection, XCB_SHAPE_SO_SET, kind, XCB_CLIP_ORDERING_YX_BANDED, windowOf(widget), 0,
-                         0, static_cast<uint32_t>(parts.size()), parts.data());
-    xcb_flush(connection);
-}
-
 /// Puts those of our unmanaged windows that are above that one and meet it right below it, in their order.
 void putBelow(xcb_connection_t* connection, xcb_window_t above)
 {
@@ -190,12 +176,16 @@ void X11WindowSurfaces::setNativeGeometry(QWidget& widget, const PixelRect& geom
 
 void X11WindowSurfaces::setShape(QWidget& widget, const QRegion& pixels)
 {
-    shape(widget, XCB_SHAPE_SK_BOUNDING, pixels);
-}
-
-void X11WindowSurfaces::setMouseShape(QWidget& widget, const QRegion& pixels)
-{
-    shape(widget, XCB_SHAPE_SK_INPUT, pixels);
+    xcb_connection_t* connection = toolkitConnection();
+    if (connection == nullptr)
+        return;
+    std::vector<xcb_rectangle_t> parts;
+    for (const QRect& part : pixels)
+        parts.push_back({static_cast<int16_t>(part.x()), static_cast<int16_t>(part.y()),
+                         static_cast<uint16_t>(part.width()), static_cast<uint16_t>(part.height())});
+    xcb_shape_rectangles(connection, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING, XCB_CLIP_ORDERING_YX_BANDED,
+                         windowOf(widget), 0, 0, static_cast<uint32_t>(parts.size()), parts.data());
+    xcb_flush(connection);
 }
 
 void X11WindowSurfaces::setMenuOpen(bool isOpen)

@@ -36,7 +36,6 @@ public:
     [[nodiscard]] std::unique_ptr<KeptFocus> keepFocus(QWidget& widget) override;
     void setNativeGeometry(QWidget& widget, const PixelRect& geometry) override;
     void setShape(QWidget& widget, const QRegion& pixels) override;
-    void setMouseShape(QWidget& widget, const QRegion& pixels) override;
     void setMenuOpen(bool isOpen) override;
     void activateManaged(QWidget& widget) override;
     void leaveOutOfLists(QWidget& widget) override;
