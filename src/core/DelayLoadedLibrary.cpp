@@ -17,7 +17,9 @@ bool DelayLoadedLibrary::load()
 
 void DelayLoadedLibrary::resolve()
 {
-    QLibrary library(QString::fromLatin1(name_), version_);
+    // By its whole name: of one that is split into name and version the toolkit would give the other version
+    // that is loaded already.
+    QLibrary library(file());
     library.setLoadHints(QLibrary::PreventUnloadHint);
     if (!library.load())
         return;
@@ -31,15 +33,19 @@ void DelayLoadedLibrary::resolve()
     isLoaded_ = true;
 }
 
+QString DelayLoadedLibrary::file() const
+{
+    return QStringLiteral("lib") + QString::fromLatin1(name_) + QStringLiteral(".so.") +
+           QString::number(version_);
+}
+
 QString DelayLoadedLibrary::absence() const
 {
-    const QString file = QStringLiteral("lib") + QString::fromLatin1(name_) + QStringLiteral(".so.") +
-                         QString::number(version_);
     if (missing_ != nullptr)
-        return QStringLiteral("The library ") + file +
+        return QStringLiteral("The library ") + file() +
                QStringLiteral(" is not the one that Velmo needs: it has no ") +
                QString::fromLatin1(missing_) + u'.';
-    return QStringLiteral("The library ") + file +
+    return QStringLiteral("The library ") + file() +
            QStringLiteral(" is missing: install it, and start Velmo again.");
 }
 

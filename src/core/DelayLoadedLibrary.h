@@ -31,6 +31,7 @@ private:
     friend class DelayLoadedSymbol;
 
     void resolve();
+    [[nodiscard]] QString file() const;
 
     const char* const name_;
     const int version_;

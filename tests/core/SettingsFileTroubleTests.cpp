@@ -1,10 +1,12 @@
 // Settings files that can be neither read nor written.
 
+#include "platform/linux/FileLock.h"
 #include "platform/linux/JsonFileDefaults.h"
 #include "support/core/EventLoop.h"
 #include "support/core/Printing.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QJsonDocument>
 #include <QTemporaryDir>
@@ -15,6 +17,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <optional>
 
 namespace velmo {
 namespace {
@@ -23,8 +26,39 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
+/// The administrator may read and write everything, so for as long as this lives the administrator is nobody,
+/// whom the folders belong to.
+class OrdinaryUser {
+public:
+    explicit OrdinaryUser(const QStringList& folders)
+        : before_(geteuid())
+    {
+        constexpr uid_t kNobody = 65534;
+        if (before_ != 0)
+            return;
+        for (const QString& folder : folders)
+            isOrdinary_ &= chown(QFile::encodeName(folder).constData(), kNobody, gid_t(-1)) == 0;
+        isOrdinary_ &= seteuid(kNobody) == 0;
+    }
+    OrdinaryUser(const OrdinaryUser&) = delete;
+    OrdinaryUser& operator=(const OrdinaryUser&) = delete;
+    ~OrdinaryUser()
+    {
+        if (geteuid() != before_ && seteuid(before_) != 0)
+            ADD_FAILURE() << "the administrator is gone";
+    }
+
+    /// False: this place has no other users.
+    [[nodiscard]] bool isOrdinary() const { return isOrdinary_; }
+
+private:
+    uid_t before_;
+    bool isOrdinary_ = true;
+};
+
 class SettingsFileTroubleTest : public testing::Test {
 protected:
+    [[nodiscard]] QString folder() const { return root_.path(); }
     [[nodiscard]] QString path() const { return root_.filePath(QStringLiteral("settings.json")); }
     [[nodiscard]] QByteArray encodedPath() const { return QFile::encodeName(path()); }
     [[nodiscard]] QString aside() const { return path() + QStringLiteral(".bad"); }
@@ -71,13 +105,14 @@ TEST_F(SettingsFileTroubleTest, ADirectoryInItsPlaceIsKeptAside)
 
 TEST_F(SettingsFileTroubleTest, AFileThatMayNotBeReadIsKeptAside)
 {
-    if (geteuid() == 0)
-        GTEST_SKIP() << "the administrator may read everything";
     QFile file(path());
     ASSERT_TRUE(file.open(QIODevice::WriteOnly));
     file.write("{}");
     file.close();
     ASSERT_EQ(chmod(encodedPath().constData(), 0), 0);
+    const OrdinaryUser user({folder()});
+    if (!user.isOrdinary())
+        GTEST_SKIP() << "the administrator may read everything";
     JsonFileDefaults defaults(path());
 
     EXPECT_THAT(defaults.takeProblems(), SizeIs(1));
@@ -117,6 +152,76 @@ TEST_F(SettingsFileTroubleTest, AFileInTheFoldersPlaceIsToldForReadingAndForWrit
     ASSERT_TRUE(turnUntil([&told] { return !told.isEmpty(); }));
     EXPECT_THAT(told, ElementsAre(QStringLiteral("Settings could not be saved: ") + path() +
                                   QStringLiteral(" cannot be created")));
+}
+
+TEST_F(SettingsFileTroubleTest, AFolderThatMayNotBeWrittenIsToldAtOnce)
+{
+    const QString below = path() + QStringLiteral("/settings.json");
+    ASSERT_TRUE(QDir().mkpath(path()));
+    ASSERT_EQ(chmod(encodedPath().constData(), 0500), 0);
+    const OrdinaryUser user({folder(), path()});
+    if (!user.isOrdinary())
+        GTEST_SKIP() << "the administrator may write everywhere";
+    QStringList told;
+    QElapsedTimer time;
+    time.start();
+    {
+        JsonFileDefaults defaults(below);
+        defaults.setProblemHandler([&told](const QString& problem) { told.append(problem); });
+        defaults.setObject(kKey, 1);
+        ASSERT_TRUE(turnUntil([&told] { return !told.isEmpty(); }));
+    }
+    // A lock that somebody has is waited for as long as this takes, and once more at the end.
+    EXPECT_LT(time.elapsed(), 1'800);
+    EXPECT_THAT(told, ElementsAre(QStringLiteral("Settings could not be saved: ") + below +
+                                  QStringLiteral(" cannot be locked (Permission denied)")));
+}
+
+TEST_F(SettingsFileTroubleTest, ALinkInTheLocksPlaceIsToldAtOnce)
+{
+    const QByteArray link = encodedPath() + ".lock";
+    ASSERT_EQ(symlink("elsewhere", link.constData()), 0);
+    QStringList told;
+    QElapsedTimer time;
+    time.start();
+    {
+        JsonFileDefaults defaults(path());
+        defaults.setProblemHandler([&told](const QString& problem) { told.append(problem); });
+        defaults.setObject(kKey, 1);
+        ASSERT_TRUE(turnUntil([&told] { return !told.isEmpty(); }));
+    }
+    EXPECT_LT(time.elapsed(), 1'800);
+    EXPECT_THAT(told, ElementsAre(QStringLiteral("Settings could not be saved: ") + path() +
+                                  QStringLiteral(" cannot be locked (Too many levels of symbolic links)")));
+}
+
+TEST_F(SettingsFileTroubleTest, ALockThatSomebodyKeepsIsWaitedForOnceWithEveryChange)
+{
+    std::optional<FileLock> lock(path() + QStringLiteral(".lock"));
+    ASSERT_EQ(lock->tryLock({}), 0);
+    QStringList told;
+    {
+        JsonFileDefaults defaults(path());
+        defaults.setProblemHandler([&told](const QString& problem) { told.append(problem); });
+        QElapsedTimer time;
+        time.start();
+        defaults.setObject(kKey, 1);
+        ASSERT_TRUE(turnUntil([&told] { return !told.isEmpty(); }));
+        EXPECT_GE(time.elapsed(), 2'000);
+        EXPECT_THAT(told, ElementsAre(QStringLiteral("Settings could not be saved: ") + path() +
+                                      QStringLiteral(" cannot be locked (another program has the lock)")));
+        time.start();
+        defaults.flush();
+        EXPECT_LT(time.elapsed(), 1'800);
+        // Something new is worth the whole patience again.
+        told.clear();
+        time.start();
+        defaults.setObject(QStringLiteral("new"), 2);
+        ASSERT_TRUE(turnUntil([&told] { return !told.isEmpty(); }));
+        EXPECT_GE(time.elapsed(), 2'000);
+        lock.reset();
+    }
+    EXPECT_EQ(stored().value(kKey), QJsonValue(1)) << "it was given back at last";
 }
 
 TEST_F(SettingsFileTroubleTest, WhatCouldNotBeSavedGoesWithTheNextWrite)

@@ -3,7 +3,7 @@
 #include "core/Clock.h"
 
 #include <QFile>
-#include <algorithm>
+#include <cerrno>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -31,33 +31,34 @@ FileLock::~FileLock()
         unlink(path_.constData());
 }
 
-bool FileLock::tryLock(std::chrono::milliseconds patience)
+int FileLock::tryLock(std::chrono::milliseconds patience)
 {
     const auto deadline = Clock::now() + patience;
-    while (!tryOnce()) {
-        if (Clock::now() >= deadline)
-            return false;
+    while (true) {
+        const int error = tryOnce();
+        const bool mayChange = error == EWOULDBLOCK || error == EINTR;
+        if (!mayChange || Clock::now() >= deadline)
+            return error;
         std::this_thread::sleep_for(kPause);
     }
-    return true;
 }
 
-bool FileLock::tryOnce()
+int FileLock::tryOnce()
 {
     // Never through a link, and never waiting for somebody at the other end of a pipe.
     FileDescriptor file(
         open(path_.constData(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, kOwnerOnly));
-    if (!file.isValid())
-        return false;
     struct stat held {};
+    if (!file.isValid() || flock(file.get(), LOCK_EX | LOCK_NB) != 0 || fstat(file.get(), &held) != 0)
+        return errno;
     struct stat named {};
     // Who held it before has removed the file; then this lock is on one that nobody else will find.
-    const bool isHeld = flock(file.get(), LOCK_EX | LOCK_NB) == 0 && fstat(file.get(), &held) == 0 &&
-                        stat(path_.constData(), &named) == 0 && held.st_ino == named.st_ino &&
-                        held.st_dev == named.st_dev;
-    if (isHeld)
-        file_ = std::move(file);
-    return isHeld;
+    if (stat(path_.constData(), &named) != 0)
+        return errno == ENOENT ? EWOULDBLOCK : errno;
+    if (held.st_ino != named.st_ino || held.st_dev != named.st_dev)
+        return EWOULDBLOCK;
+    file_ = std::move(file);
+    return 0;
 }
 
 } // namespace velmo

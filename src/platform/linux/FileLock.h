@@ -17,11 +17,12 @@ public:
     /// Gives it back.
     ~FileLock();
 
-    /// Waits so long at most. False: somebody else has it, or there can be no such file.
-    [[nodiscard]] bool tryLock(std::chrono::milliseconds patience);
+    /// Waits so long at most while somebody else has it; that is EWOULDBLOCK then. 0: it is held. The number
+    /// of any other error of the system's comes at once.
+    [[nodiscard]] int tryLock(std::chrono::milliseconds patience);
 
 private:
-    [[nodiscard]] bool tryOnce();
+    [[nodiscard]] int tryOnce();
 
     const QByteArray path_;
     FileDescriptor file_; ///< Invalid while it is not held.

@@ -20,12 +20,17 @@ namespace velmo {
 namespace {
 
 constexpr std::chrono::milliseconds kLockPatience{2000};
-/// Nobody waits long for a start.
-constexpr std::chrono::milliseconds kStartPatience{100};
+/// Nobody waits long for a start, nor for a program that has had the lock for too long already.
+constexpr std::chrono::milliseconds kShortPatience{100};
 /// Far beyond any real settings; a file larger than this is not ours.
 constexpr qint64 kMaximumBytes = qint64(16) * 1024 * 1024;
 
 using ReadOutcome = JsonFileDefaults::Content;
+
+QString systemText(int error)
+{
+    return QString::fromLocal8Bit(std::strerror(error));
+}
 
 ReadOutcome readFile(const QString& path)
 {
@@ -33,7 +38,7 @@ ReadOutcome readFile(const QString& path)
     if (stat(QFile::encodeName(path).constData(), &status) != 0) {
         if (errno == ENOENT)
             return {};
-        return {{}, QString::fromLocal8Bit(std::strerror(errno))};
+        return {{}, systemText(errno)};
     }
     // Opening a pipe would wait for somebody to write to it.
     if (!S_ISREG(status.st_mode))
@@ -99,20 +104,27 @@ void removeUnfinished(const QString& path)
 struct JsonFileDefaults::Writer {
     QString path;
     QJsonObject pending; ///< Also what an earlier write could not bring to the disk.
+    /// By another program, for as long as anybody waits: with nothing new it is not waited for so long again.
+    bool wasLocked = false;
 
     /// The problem in a sentence, or nothing.
     QString write(const QJsonObject& changes)
     {
         for (auto change = changes.begin(); change != changes.end(); ++change)
             pending.insert(change.key(), change.value());
+        if (!changes.isEmpty())
+            wasLocked = false;
         const QString folder = QFileInfo(path).path();
         if (!QDir().mkpath(folder))
             return QStringLiteral("Settings could not be saved: ") + folder +
                    QStringLiteral(" cannot be created");
         FileLock lock(lockName(path));
-        if (!lock.tryLock(kLockPatience))
+        const int error = lock.tryLock(wasLocked ? kShortPatience : kLockPatience);
+        wasLocked = error == EWOULDBLOCK;
+        if (error != 0)
             return QStringLiteral("Settings could not be saved: ") + path +
-                   QStringLiteral(" cannot be locked");
+                   QStringLiteral(" cannot be locked (") +
+                   (wasLocked ? QStringLiteral("another program has the lock") : systemText(error)) + u')';
 
         ReadOutcome existing = readFile(path);
         QString problem = existing.problem.isEmpty() ? QString() : moveAside(path, existing.problem);
@@ -149,7 +161,7 @@ JsonFileDefaults::Content JsonFileDefaults::look(const QString& path)
 }
 
 JsonFileDefaults::JsonFileDefaults(const QString& path)
-    : writer_(std::make_shared<Writer>(Writer{path, {}}))
+    : writer_(std::make_shared<Writer>(Writer{path, {}, false}))
     , self_(std::make_shared<JsonFileDefaults*>(this))
     , queue_(std::string(kApplicationIdentifier) + ".settings")
 {
@@ -158,7 +170,7 @@ JsonFileDefaults::JsonFileDefaults(const QString& path)
         // Another instance may have mended the file in this very moment, so only what is bad under the lock
         // goes.
         FileLock lock(lockName(path));
-        static_cast<void>(lock.tryLock(kStartPatience));
+        static_cast<void>(lock.tryLock(kShortPatience));
         outcome = readFile(path);
         if (!outcome.problem.isEmpty())
             problems_.append(moveAside(path, outcome.problem));
