@@ -42,8 +42,9 @@ struct HttpRequest {
     QUrl url;
     std::vector<HttpHeader> headers; ///< Sent as they are; besides them only what HTTP itself demands.
     QByteArray body;
-    std::chrono::milliseconds idleTimeout{180'000};  ///< Longest time without a byte in either direction.
-    std::chrono::milliseconds totalTimeout{600'000}; ///< Longest time for the whole exchange.
+    std::chrono::milliseconds idleTimeout{180'000}; ///< Longest time without a byte in either direction.
+    /// Longest time for the whole exchange, the wait for a network included.
+    std::chrono::milliseconds totalTimeout{600'000};
 };
 
 struct HttpHead {

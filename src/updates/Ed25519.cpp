@@ -8,7 +8,6 @@ namespace velmo {
 
 namespace {
 
-constexpr qsizetype kKeyLength = 32;
 constexpr qsizetype kSignatureLength = 64;
 
 struct Free {
@@ -28,18 +27,23 @@ size_t lengthOf(const QByteArray& data)
 
 } // namespace
 
-bool verifyEd25519(const QByteArray& publicKey, const QByteArray& message, const QByteArray& signature)
+Result<SignatureVerdict, QString> verifyEd25519(const QByteArray& publicKey, const QByteArray& message,
+                                                const QByteArray& signature)
 {
-    if (publicKey.size() != kKeyLength || signature.size() != kSignatureLength || !cryptoLibrary.load())
-        return false;
+    if (!cryptoLibrary.load())
+        return Failure{cryptoLibrary.absence()};
+    if (publicKey.size() != kEd25519KeyLength || signature.size() != kSignatureLength)
+        return SignatureVerdict::Wrong;
     const std::unique_ptr<EVP_PKEY, Free> key(
         EVP_PKEY_new_raw_public_key(EVP_PKEY_ED25519, nullptr, bytesOf(publicKey), lengthOf(publicKey)));
     const std::unique_ptr<EVP_MD_CTX, Free> context(EVP_MD_CTX_new());
-    if (!key || !context)
-        return false;
-    return EVP_DigestVerifyInit(context.get(), nullptr, nullptr, nullptr, key.get()) == 1 &&
-           EVP_DigestVerify(context.get(), bytesOf(signature), lengthOf(signature), bytesOf(message),
-                            lengthOf(message)) == 1;
+    // Where the system allows but some kinds of signatures, this one may not be among them.
+    if (!key || !context || EVP_DigestVerifyInit(context.get(), nullptr, nullptr, nullptr, key.get()) != 1)
+        return Failure{
+            QStringLiteral("This computer's OpenSSL does not check signatures of the kind Ed25519.")};
+    const bool isRight = EVP_DigestVerify(context.get(), bytesOf(signature), lengthOf(signature),
+                                          bytesOf(message), lengthOf(message)) == 1;
+    return isRight ? SignatureVerdict::Right : SignatureVerdict::Wrong;
 }
 
 } // namespace velmo

@@ -13,14 +13,15 @@ using Kind = UpdateOutcome::Kind;
 using std::chrono::milliseconds;
 
 constexpr milliseconds kTimeLimit{3000};
-constexpr qsizetype kSizeLimit = 64 * 1024;
+constexpr qsizetype kSizeLimit = qsizetype(64) * 1024;
 constexpr int kStatusOK = 200;
 constexpr int kStatusNotFound = 404;
 
-UpdateOutcome outcome(Kind kind)
+UpdateOutcome outcome(Kind kind, const QString& description = {})
 {
     UpdateOutcome result;
     result.kind = kind;
+    result.description = description;
     return result;
 }
 
@@ -33,13 +34,18 @@ UpdateOutcome refused(int status)
 
 UpdateOutcome networkOutcome(const HttpError& error)
 {
-    UpdateOutcome result = outcome(Kind::Unreachable);
-    if (error.kind == HttpErrorKind::TimedOut)
-        result.kind = Kind::TimedOut;
-    else if (error.kind == HttpErrorKind::Tls)
-        result.kind = Kind::UntrustedServer;
-    result.description = error.description;
-    return result;
+    switch (error.kind) {
+    case HttpErrorKind::TimedOut:
+        return outcome(Kind::TimedOut);
+    case HttpErrorKind::Tls:
+        return outcome(Kind::UntrustedServer, error.description);
+    case HttpErrorKind::NotConnectedToInternet:
+        return outcome(Kind::Offline, error.description);
+    case HttpErrorKind::Unsupported:
+        return outcome(Kind::Unable, error.description);
+    default:
+        return outcome(Kind::Unreachable, error.description);
+    }
 }
 
 HttpRequest requestFor(const QUrl& url, Clock::TimePoint deadline)
@@ -60,12 +66,14 @@ UpdateOutcome judgeUpdate(const UpdateSource& source, const QVersionNumber& curr
 {
     const auto read = readUpdateFeed(feed, signature, source.publicKey);
     if (!read) {
-        switch (read.error()) {
-        case UpdateFeedError::Unsigned:
+        switch (read.error().kind) {
+        case UpdateFeedError::Kind::Unsigned:
             return outcome(Kind::Unsigned);
-        case UpdateFeedError::Tampered:
+        case UpdateFeedError::Kind::Unverified:
+            return outcome(Kind::Unable, read.error().description);
+        case UpdateFeedError::Kind::Tampered:
             return outcome(Kind::Tampered);
-        case UpdateFeedError::Malformed:
+        case UpdateFeedError::Kind::Malformed:
             return outcome(Kind::Malformed);
         }
     }

@@ -21,6 +21,8 @@ struct UpdateOutcome {
         TooLarge,
         TimedOut,
         UntrustedServer, ///< Its certificate is not what it should be.
+        Offline,
+        Unable, ///< What this takes is not installed here, or refuses to do it.
         Unreachable,
     };
 
@@ -28,7 +30,7 @@ struct UpdateOutcome {
     QVersionNumber latest; ///< With Newer, UpToDate and Ahead.
     QUrl page;             ///< With the same.
     int status = 0;        ///< With Refused.
-    QString description;   ///< With Unreachable and UntrustedServer: what the network says.
+    QString description;   ///< With the last four: what the network or the library says, in a sentence.
 };
 
 /// Asks the feed about releases newer than that one. Three seconds and 64 KiB at most; nothing that the

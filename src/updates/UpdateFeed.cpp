@@ -10,10 +10,15 @@ namespace velmo {
 
 namespace {
 
-constexpr Failure kMalformed{UpdateFeedError::Malformed};
+using ErrorKind = UpdateFeedError::Kind;
+
+Failure<UpdateFeedError> failure(ErrorKind kind, const QString& description = {})
+{
+    return Failure{UpdateFeedError{kind, description}};
+}
 
 /// Nothing that would lead somewhere else than it seems to, or over an unprotected connection.
-bool isPage(const QUrl& url)
+bool isSafeAddress(const QUrl& url)
 {
     return url.isValid() && url.scheme() == QStringLiteral("https") && !url.host().isEmpty() &&
            url.userInfo().isEmpty();
@@ -33,11 +38,21 @@ std::optional<QVersionNumber> versionFrom(const QString& text)
 
 UpdateSource UpdateSource::builtIn()
 {
-    const QUrl feed(QStringLiteral(VELMO_UPDATE_FEED), QUrl::StrictMode);
+    return fromText(QStringLiteral(VELMO_UPDATE_FEED), VELMO_UPDATE_KEY);
+}
+
+UpdateSource UpdateSource::fromText(const QString& feed, const QByteArray& key)
+{
+    const UpdateSource source{
+        QUrl(feed, QUrl::StrictMode),
+        QByteArray::fromBase64Encoding(key, QByteArray::AbortOnBase64DecodingErrors).decoded};
     // Over an open connection somebody could hold announcements back until they expire.
-    if (feed.scheme() != QStringLiteral("https"))
-        return {};
-    return {feed, QByteArray::fromBase64(VELMO_UPDATE_KEY)};
+    return isSafeAddress(source.feed) && source.isConfigured() ? source : UpdateSource();
+}
+
+bool UpdateSource::isConfigured() const
+{
+    return !feed.isEmpty() && publicKey.size() == kEd25519KeyLength;
 }
 
 QUrl UpdateSource::signature() const
@@ -53,20 +68,23 @@ Result<UpdateFeed, UpdateFeedError> readUpdateFeed(const QByteArray& feed, const
     const auto decoded =
         QByteArray::fromBase64Encoding(signature.trimmed(), QByteArray::AbortOnBase64DecodingErrors);
     if (!decoded || decoded.decoded.isEmpty())
-        return Failure{UpdateFeedError::Unsigned};
-    if (!verifyEd25519(publicKey, feed, decoded.decoded))
-        return Failure{UpdateFeedError::Tampered};
+        return failure(ErrorKind::Unsigned);
+    const auto verdict = verifyEd25519(publicKey, feed, decoded.decoded);
+    if (!verdict)
+        return failure(ErrorKind::Unverified, verdict.error());
+    if (verdict.value() != SignatureVerdict::Right)
+        return failure(ErrorKind::Tampered);
 
     const QJsonDocument document = QJsonDocument::fromJson(feed);
     if (!document.isObject())
-        return kMalformed;
+        return failure(ErrorKind::Malformed);
     const QJsonObject object = document.object();
     const auto version = versionFrom(object.value(QStringLiteral("version")).toString());
     const QUrl page(object.value(QStringLiteral("page")).toString(), QUrl::StrictMode);
     const QDateTime expires =
         QDateTime::fromString(object.value(QStringLiteral("expires")).toString(), Qt::ISODate);
-    if (!version || !isPage(page) || !expires.isValid() || expires.timeSpec() == Qt::LocalTime)
-        return kMalformed;
+    if (!version || !isSafeAddress(page) || !expires.isValid() || expires.timeSpec() == Qt::LocalTime)
+        return failure(ErrorKind::Malformed);
     return UpdateFeed{*version, page, expires};
 }
 

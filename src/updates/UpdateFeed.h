@@ -16,8 +16,12 @@ struct UpdateSource {
 
     /// What this build was made with.
     [[nodiscard]] static UpdateSource builtIn();
+    /// The key in base 64. Nothing is taken where either cannot be what it should be, or the address is not
+    /// one over HTTPS.
+    [[nodiscard]] static UpdateSource fromText(const QString& feed, const QByteArray& key);
 
-    [[nodiscard]] bool isConfigured() const { return !feed.isEmpty() && !publicKey.isEmpty(); }
+    /// Whether there is an address, and a key that can be one.
+    [[nodiscard]] bool isConfigured() const;
     /// The signature lies beside the feed: its address with ".sig" at the end of the path.
     [[nodiscard]] QUrl signature() const;
 };
@@ -30,10 +34,15 @@ struct UpdateFeed {
         expires; ///< From then on the feed is too old to be believed: somebody may hold newer ones back.
 };
 
-enum class UpdateFeedError {
-    Unsigned, ///< The signature is no signature at all.
-    Tampered, ///< The signature is not that of this feed by the right key.
-    Malformed,
+struct UpdateFeedError {
+    enum class Kind {
+        Unsigned,   ///< The signature is no signature at all.
+        Unverified, ///< This machine cannot check signatures; the description says why.
+        Tampered,   ///< The signature is not that of this feed by the right key.
+        Malformed,
+    };
+    Kind kind = Kind::Malformed;
+    QString description; ///< With Unverified: a sentence for the user.
 };
 
 /// Reads a feed: JSON with "version", "page" and "expires" (ISO 8601 with an offset), other keys being of no

@@ -39,6 +39,9 @@ QString reason(const UpdateOutcome& outcome, const QString& host)
         return host + QStringLiteral(" did not answer in time.");
     case Kind::UntrustedServer:
         return host + QStringLiteral(" could not prove who it is: ") + outcome.description;
+    case Kind::Offline:
+    case Kind::Unable:
+        return outcome.description;
     case Kind::Unreachable:
         return host + QStringLiteral(" could not be reached: ") + outcome.description;
     case Kind::NotConfigured:

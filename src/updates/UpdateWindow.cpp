@@ -10,12 +10,13 @@
 #include <QKeyEvent>
 #include <QLabel>
 #include <QVBoxLayout>
+#include <algorithm>
 
 namespace velmo {
 
 namespace {
 
-constexpr QSize kSize{420, 168};
+constexpr QSize kSmallest{420, 168};
 constexpr int kInset = 20;
 constexpr int kGap = 6;
 constexpr int kButtonGap = 8;
@@ -29,7 +30,7 @@ UpdateWindow::UpdateWindow()
     , open_(new PushButton(PushButton::Kind::Primary, QStringLiteral("Open Release Page"), this))
     , close_(new PushButton(PushButton::Kind::Normal, QStringLiteral("Close"), this))
 {
-    DialogWindow::prepare(*this, QStringLiteral("Software Update"), kSize);
+    DialogWindow::prepare(*this, QStringLiteral("Software Update"), kSmallest);
     title_->setFont(systemFont(kTextSize, QFont::DemiBold));
     text_->setFont(systemFont(kTextSize));
     text_->setWordWrap(true);
@@ -83,6 +84,9 @@ void UpdateWindow::write(const QString& title, const QString& text)
     title_->setText(title);
     text_->setText(text);
     setAccessibleDescription(title + u' ' + text);
+    // Some reasons need more lines than others, and other fonts than ours are wider.
+    const int height = layout()->totalHeightForWidth(kSmallest.width());
+    setFixedSize(kSmallest.width(), std::max(height, kSmallest.height()));
 }
 
 bool UpdateWindow::event(QEvent* event)

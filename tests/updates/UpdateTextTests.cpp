@@ -1,3 +1,4 @@
+#include "support/updates/Outcomes.h"
 #include "updates/UpdateText.h"
 
 #include <gtest/gtest.h>
@@ -11,41 +12,35 @@ using Kind = UpdateOutcome::Kind;
 const UpdateSource kSource{QUrl(QStringLiteral("https://example.org/feed.json")), "key"};
 const QVersionNumber kCurrent(0, 1, 0);
 
-UpdateMessage messageFor(UpdateOutcome outcome, const QString& packageManager = {})
+UpdateMessage messageFor(const UpdateOutcome& outcome, const QString& packageManager = {})
 {
-    outcome.latest = QVersionNumber(0, 2);
-    outcome.description = QStringLiteral("no way.");
     return describe(outcome, kSource, kCurrent, packageManager);
-}
-
-UpdateMessage messageFor(Kind kind)
-{
-    UpdateOutcome outcome;
-    outcome.kind = kind;
-    return messageFor(outcome);
 }
 
 TEST(UpdateText, OffersThePageOfANewerVersionAlone)
 {
-    const UpdateMessage message = messageFor(Kind::Newer);
+    UpdateOutcome newer;
+    newer.kind = Kind::Newer;
+    newer.latest = QVersionNumber(0, 2);
+    const UpdateMessage message = messageFor(newer);
     EXPECT_EQ(message.title, QStringLiteral("Velmo 0.2 Is Available"));
     EXPECT_EQ(message.text, QStringLiteral("You have Velmo 0.1.0."));
     EXPECT_TRUE(message.offersPage);
-    for (int kind = 0; kind <= static_cast<int>(Kind::Unreachable); ++kind) {
-        if (static_cast<Kind>(kind) != Kind::Newer) {
-            EXPECT_FALSE(messageFor(static_cast<Kind>(kind)).offersPage) << kind;
-        }
-    }
+    for (const UpdateOutcome& outcome : test::everyOutcome(kSource.feed.host()))
+        EXPECT_EQ(messageFor(outcome).offersPage, outcome.kind == Kind::Newer);
 }
 
 TEST(UpdateText, SaysEveryOutcomeInItsOwnWords)
 {
     QStringList texts;
-    for (int kind = 0; kind <= static_cast<int>(Kind::Unreachable); ++kind) {
-        const UpdateMessage message = messageFor(static_cast<Kind>(kind));
+    for (const UpdateOutcome& outcome : test::everyOutcome(kSource.feed.host())) {
+        const UpdateMessage message = messageFor(outcome);
         EXPECT_FALSE(message.title.isEmpty());
-        EXPECT_TRUE(message.text.contains(QStringLiteral("You have Velmo 0.1.0")))
-            << message.text.toStdString();
+        const qsizetype current = message.text.indexOf(QStringLiteral("You have Velmo 0.1.0"));
+        ASSERT_GE(current, 0) << message.text.toStdString();
+        const QString reason = message.text.first(current);
+        EXPECT_TRUE(reason.isEmpty() || reason.endsWith(QStringLiteral(". "))) << reason.toStdString();
+        EXPECT_TRUE(message.text.endsWith(u'.')) << message.text.toStdString();
         texts.append(message.title + message.text);
     }
     EXPECT_EQ(texts.removeDuplicates(), 0);
@@ -67,6 +62,7 @@ TEST(UpdateText, SaysThatUpdatesComeFromThePackageManager)
 {
     UpdateOutcome outcome;
     outcome.kind = Kind::Newer;
+    outcome.latest = QVersionNumber(0, 2);
     const UpdateMessage message = messageFor(outcome, QStringLiteral("APT"));
     EXPECT_EQ(message.text, QStringLiteral("You have Velmo 0.1.0. It was installed by APT, and updates come "
                                            "from there."));

@@ -59,6 +59,12 @@ HttpErrorKind kindOf(CURLcode code, int systemError, const QString& detail)
     }
 }
 
+/// The library's words have no full stop, and what follows them is another sentence.
+QString ended(const QString& detail)
+{
+    return detail.endsWith(u'.') ? detail : detail + u'.';
+}
+
 QString sentence(HttpErrorKind kind, const QString& detail, const QString& host)
 {
     switch (kind) {
@@ -77,12 +83,12 @@ QString sentence(HttpErrorKind kind, const QString& detail, const QString& host)
     case HttpErrorKind::Cancelled:
         return QStringLiteral("The request was cancelled.");
     case HttpErrorKind::Tls:
-        return QStringLiteral("No secure connection to ") + host + QStringLiteral(": ") + detail;
+        return QStringLiteral("No secure connection to ") + host + QStringLiteral(": ") + ended(detail);
     case HttpErrorKind::Unsupported:
     case HttpErrorKind::Other:
         break;
     }
-    return QStringLiteral("The request failed: ") + detail;
+    return QStringLiteral("The request failed: ") + ended(detail);
 }
 
 } // namespace
@@ -96,6 +102,11 @@ HttpError httpErrorFromCurl(CURLcode code, int systemError, const QString& detai
 HttpError timeOutError()
 {
     return {HttpErrorKind::TimedOut, sentence(HttpErrorKind::TimedOut, {}, {})};
+}
+
+HttpError noNetworkError()
+{
+    return {HttpErrorKind::NotConnectedToInternet, sentence(HttpErrorKind::NotConnectedToInternet, {}, {})};
 }
 
 HttpError nameResolutionError(const QString& host)

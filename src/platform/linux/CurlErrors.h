@@ -14,6 +14,9 @@ namespace velmo {
 /// The error of a limit of our own.
 [[nodiscard]] HttpError timeOutError();
 
+/// The error of the same limit where the whole time went by without a network.
+[[nodiscard]] HttpError noNetworkError();
+
 /// Why a name has no address: asks the resolver again, so it may block for seconds. Any thread but those that
 /// others wait for.
 [[nodiscard]] HttpError nameResolutionError(const QString& host);

@@ -235,19 +235,19 @@ void CurlHttpClient::Core::resolveFailure(const TransferPtr& transfer)
 void CurlHttpClient::Core::enforceLimits()
 {
     const auto now = Clock::now();
-    const auto end = [&](std::vector<TransferPtr>& transfers, bool waiting) {
+    const auto end = [&](std::vector<TransferPtr>& transfers, bool waiting, const HttpError& error) {
         const auto copy = transfers;
         for (const TransferPtr& transfer : copy) {
             if (transfer->deadline(waiting) > now)
                 continue;
             remove(transfer);
             std::erase(transfers, transfer);
-            transfer->finish(timeOutError());
+            transfer->finish(error);
         }
     };
-    end(active_, false);
-    end(waitingForNetwork_, true);
-    end(waitingForReason_, true);
+    end(active_, false, timeOutError());
+    end(waitingForNetwork_, true, noNetworkError());
+    end(waitingForReason_, true, timeOutError());
 }
 
 int CurlHttpClient::Core::pollTimeout() const
