@@ -208,8 +208,8 @@ void checkShellLimits()
     limits.checkRatio("resident memory at idle / flameshot's", "rss/velmo", "rss/peer", 1);
     Limits::report("proportional memory at idle, MiB", limits.value("pss/velmo") / 1024);
     limits.checkRatio("proportional memory at idle / flameshot's", "pss/velmo", "pss/peer", 1);
-    // One of them is the look at the permissions, whose question to the display has an answer to wait for.
-    limits.check("wake-ups a second at idle", limits.value("wake-ups"), 3);
+    // One of them is the look at the permissions.
+    limits.check("wake-ups a second at idle", limits.value("wake-ups"), 2);
     Limits::report("processor time in an idle minute, ms", limits.value("processor"));
 }
 

@@ -16,7 +16,7 @@ public:
     /// Input can be watched from the whole desktop.
     [[nodiscard]] virtual bool accessibilityGranted() = 0;
 
-    /// The screen can be read.
+    /// The screen can be read. It may be the answer to the question before this one.
     [[nodiscard]] virtual bool screenRecordingGranted() = 0;
 
     /// Asks the system for the screen, where the system can be asked. The answer shows in

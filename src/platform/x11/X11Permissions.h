@@ -3,13 +3,15 @@
 #include "platform/Permissions.h"
 
 #include <memory>
+#include <optional>
+#include <xcb/xproto.h>
 
 namespace velmo {
 
 class X11Connection;
 
-/// What an X server offers to this program. Keeps a connection open, so that each question costs one short
-/// round trip; a lost connection is opened again at the next question.
+/// What an X server offers to this program. Keeps a connection open, and waits for an answer only when that
+/// is new; a lost connection is opened again at the next question.
 class X11Permissions final : public DisplayPermissions {
 public:
     X11Permissions();
@@ -18,7 +20,8 @@ public:
     /// The server has XI 2.2, XKB and XTEST. Probed once per connection.
     [[nodiscard]] bool accessibilityGranted() override;
 
-    /// A pixel of the root can be read, and shows something.
+    /// A pixel of the root can be read, and shows something: as the server said to the question before this
+    /// one. Waiting for the answer would wake the program twice a second instead of once.
     [[nodiscard]] bool screenRecordingGranted() override;
 
     /// An X server knows no such request.
@@ -26,10 +29,13 @@ public:
 
 private:
     [[nodiscard]] bool connect();
+    void readAnswer();
 
     std::unique_ptr<X11Connection> connection_;
     bool inputIsWatchable_ = false;
     bool screenIsShown_ = false;
+    bool screenIsReadable_ = false;
+    std::optional<xcb_get_image_cookie_t> question_; ///< The one that is to be answered.
 };
 
 } // namespace velmo

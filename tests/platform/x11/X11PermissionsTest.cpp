@@ -1,11 +1,14 @@
 #include "platform/x11/X11Permissions.h"
 
+#include "platform/x11/X11Connection.h"
 #include "support/x11/VirtualDisplay.h"
 #include "support/x11/WaylandMonitor.h"
 
 #include <chrono>
+#include <future>
 #include <gtest/gtest.h>
 #include <optional>
+#include <thread>
 
 namespace velmo::test {
 namespace {
@@ -28,6 +31,30 @@ TEST(X11PermissionsTest, AnswersFastEnoughToBeAskedEverySecond)
     const auto each = (std::chrono::steady_clock::now() - begin) / (2 * kRounds);
     RecordProperty("microseconds", static_cast<int>(each / std::chrono::microseconds(1)));
     EXPECT_LT(each, std::chrono::milliseconds(1));
+}
+
+TEST(X11PermissionsTest, DoesNotWaitForAServerThatIsOccupied)
+{
+    X11Permissions permissions;
+    ASSERT_TRUE(permissions.screenRecordingGranted());
+    const auto other = X11Connection::open();
+    xcb_grab_server(other->get());
+    other->sync();
+    // Nothing that waits returns before the grab is over, which would be never.
+    std::promise<void> answered;
+    std::jthread guard([&other, answer = answered.get_future()] {
+        answer.wait_for(std::chrono::seconds(10));
+        xcb_ungrab_server(other->get());
+        other->sync();
+    });
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_TRUE(permissions.accessibilityGranted());
+    EXPECT_TRUE(permissions.screenRecordingGranted());
+    EXPECT_TRUE(permissions.screenRecordingGranted());
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(9));
+    answered.set_value();
+    guard.join();
+    EXPECT_TRUE(permissions.screenRecordingGranted());
 }
 
 TEST(X11PermissionsTest, DeniesInputWithoutXtest)
