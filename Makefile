@@ -8,7 +8,7 @@ help:
 	@echo "make test              install, build, and run every test"
 	@echo "make build             build/release/velmo"
 	@echo "make bench             run the benchmarks"
-	@echo "make wm-matrix         try the panel on six window managers"
+	@echo "make wm-matrix         try the panel on seven window managers"
 	@echo "make pictures          make the pictures of docs/images anew"
 	@echo "make lint | format     check, or mend, the style of the code"
 	@echo "make clean             remove build/"

@@ -6,6 +6,7 @@
 #include "platform/x11/X11ReadablePixmap.h"
 #include "support/core/SessionTest.h"
 #include "support/widgets/ShownWidgets.h"
+#include "support/x11/ActiveWindow.h"
 #include "support/x11/Await.h"
 #include "support/x11/InputDriver.h"
 #include "support/x11/VirtualDisplay.h"
@@ -95,10 +96,7 @@ protected:
         return -1;
     }
 
-    [[nodiscard]] quint32 activeWindow() const
-    {
-        return readNumber(eye_->get(), eye_->root(), eye_->atom("_NET_ACTIVE_WINDOW"));
-    }
+    [[nodiscard]] quint32 activeWindow() const { return test::activeWindow(*eye_); }
 
     /// The whole desktop in native pixels.
     [[nodiscard]] QImage screenNow() const

@@ -4,6 +4,7 @@
 #include "panel/QueryInputPanel.h"
 #include "panel/QueryInputTextView.h"
 #include "panel/QueryPanelController.h"
+#include "support/x11/DesktopSwitch.h"
 #include "support/x11/PlainClient.h"
 
 #include <QElapsedTimer>
@@ -253,17 +254,7 @@ protected:
             // It switches to desktops that are there already, and this one is not.
             switcher_ = ChildProcess({"i3-msg", "workspace", QByteArray::number(desktop + 1)});
         } else {
-            xcb_client_message_event_t message{};
-            message.response_type = XCB_CLIENT_MESSAGE;
-            message.format = 32;
-            message.window = eye_->root();
-            message.type = eye_->atom("_NET_CURRENT_DESKTOP");
-            message.data.data32[0] = desktop;
-            message.data.data32[1] = eye_->serverTime();
-            xcb_send_event(eye_->get(), 0, eye_->root(),
-                           XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
-                           reinterpret_cast<const char*>(&message));
-            eye_->sync();
+            askForDesktop(*eye_, desktop);
         }
         EXPECT_TRUE(awaitCondition([&] {
             return readNumber(eye_->get(), eye_->root(), eye_->atom("_NET_CURRENT_DESKTOP")) == desktop;

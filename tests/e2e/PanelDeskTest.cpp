@@ -1,6 +1,7 @@
 #include "e2e/PanelDesk.h"
 
 #include "panel/AttachmentThumbnailButton.h"
+#include "support/x11/Painting.h"
 #include "support/x11/SplitMonitors.h"
 
 #include <QBuffer>
@@ -220,6 +221,8 @@ TEST_P(PanelDesk, TheKeyboardIsThePanelsAsSoonAsAnotherWindowOfOursCloses)
     window.show();
     window.activateWindow();
     ASSERT_TRUE(awaitCondition([&] { return inputFocus() == idOf(&window) && window.isActiveWindow(); }));
+    // A window manager may give it the keyboard twice: for appearing, and for asking.
+    ASSERT_TRUE(awaitPainting(*eye_));
     window.close();
     // At once, and not after whoever the window manager chooses. Some choose for a window that had not got
     // the keyboard any more, too.

@@ -40,6 +40,7 @@ protected:
         panel_->deleteLater();
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         display().stopCompositor();
+        display().stopWindowManager();
     }
 
     void show()
@@ -131,6 +132,18 @@ TEST_F(ScaledPanel, HasSharpEdgesWithACompositor)
     // The card is what rounds them there.
     const QImage image = screenNow();
     EXPECT_EQ(image.pixel(expectedCard(440).topLeft()) & 0xffffffU, kCardColor & 0xffffffU);
+}
+
+TEST_F(ScaledPanel, IsNeverCutByACompositorThatWatchesNoShapes)
+{
+    ASSERT_TRUE(display().startWindowManager(QStringLiteral("marco"), FocusPolicy::Click));
+    ASSERT_TRUE(awaitCondition([&] { return platform_.windowSurfaces->isComposited(); }));
+    show();
+    for (const int height : kHeights)
+        expectCard(height);
+    // What it leaves is shown at once, too.
+    for (const int height : {301, 132})
+        expectCard(height);
 }
 
 TEST_F(ScaledPanel, FollowsTheHandThatDragsIt)

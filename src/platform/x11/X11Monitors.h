@@ -21,13 +21,12 @@ struct X11Monitor {
     const auto* extension = xcb_get_extension_data(connection, &xcb_randr_id);
     if (extension == nullptr || extension->present == 0)
         return {};
-    const auto version =
-        awaitReply(connection, xcb_randr_query_version_reply, xcb_randr_query_version(connection, 1, 5));
-    if (!version || (version->major_version == 1 && version->minor_version < 5))
-        return {};
-    const auto reply =
-        awaitReply(connection, xcb_randr_get_monitors_reply, xcb_randr_get_monitors(connection, root, 1));
-    if (!reply)
+    // Both at once; an older server refuses the second.
+    const auto pendingVersion = xcb_randr_query_version(connection, 1, 5);
+    const auto pendingMonitors = xcb_randr_get_monitors(connection, root, 1);
+    const auto version = awaitReply(connection, xcb_randr_query_version_reply, pendingVersion);
+    const auto reply = awaitReply(connection, xcb_randr_get_monitors_reply, pendingMonitors);
+    if (!version || (version->major_version == 1 && version->minor_version < 5) || !reply)
         return {};
     std::vector<X11Monitor> monitors;
     for (auto monitor = xcb_randr_get_monitors_monitors_iterator(reply.get()); monitor.rem > 0;

@@ -2,11 +2,12 @@
 
 #include "core/CoordinateSpace.h"
 #include "platform/x11/X11Monitors.h"
+#include "platform/x11/X11ReservedEdges.h"
 #include "platform/x11/X11Toolkit.h"
 
 #include <QScreen>
 #include <algorithm>
-#include <array>
+#include <map>
 
 namespace velmo {
 namespace {
@@ -19,69 +20,36 @@ QRect nativeArea(const QScreen& screen)
     return {geometry.topLeft(), QSize(qRound(geometry.width() * ratio), qRound(geometry.height() * ratio))};
 }
 
-/// The stripes along the desktop's edges that panels have reserved, in native pixels.
-std::vector<QRect> reservedStripes(xcb_connection_t* connection)
+/// What a stripe leaves of a screen, which it cuts off along its edge. A panel between two screens claims the
+/// whole of the outer one on its way from the desktop's edge, and is not on it.
+QRect without(const QRect& area, const X11ReservedEdges::Stripe& stripe)
 {
-    const auto& screen = toolkitScreen(connection);
-    const auto root =
-        awaitReply(connection, xcb_get_geometry_reply, xcb_get_geometry(connection, screen.root));
-    if (!root)
-        return {};
-    const int width = root->width;
-    const int height = root->height;
-    const xcb_atom_t partial = existingAtom(connection, "_NET_WM_STRUT_PARTIAL");
-    std::vector<xcb_get_property_cookie_t> cookies;
-    for (const xcb_window_t window :
-         readNumbers(connection, screen.root, existingAtom(connection, "_NET_CLIENT_LIST")))
-        cookies.push_back(requestProperty(connection, window, partial));
-    std::vector<QRect> stripes;
-    for (const auto cookie : cookies) {
-        const auto numbers = awaitNumbers(connection, cookie);
-        if (numbers.size() < 12)
-            continue;
-        std::array<int, 12> strut{};
-        std::ranges::transform(numbers.begin(), numbers.begin() + 12, strut.begin(),
-                               [](quint32 number) { return static_cast<int>(number); });
-        const auto [left, right, top, bottom, leftFrom, leftTo, rightFrom, rightTo, topFrom, topTo,
-                    bottomFrom, bottomTo] = strut;
-        stripes.emplace_back(QPoint(0, leftFrom), QPoint(left - 1, leftTo));
-        stripes.emplace_back(QPoint(width - right, rightFrom), QPoint(width - 1, rightTo));
-        stripes.emplace_back(QPoint(topFrom, 0), QPoint(topTo, top - 1));
-        stripes.emplace_back(QPoint(bottomFrom, height - bottom), QPoint(bottomTo, height - 1));
-    }
-    std::erase_if(stripes, [](const QRect& stripe) { return stripe.isEmpty(); });
-    return stripes;
-}
-
-/// What a stripe leaves of a screen: it is cut off at the edge that the stripe runs along.
-QRect without(const QRect& area, const QRect& stripe)
-{
-    const QRect covered = area & stripe;
+    const QRect covered = area & stripe.area;
     if (covered.isEmpty())
         return area;
     QRect left = area;
-    const bool isRow = covered.width() * area.height() >= covered.height() * area.width();
-    if (isRow && covered.top() == area.top())
-        left.setTop(covered.bottom() + 1);
-    else if (isRow)
-        left.setBottom(covered.top() - 1);
-    else if (covered.left() == area.left())
+    if (stripe.edge == Qt::LeftEdge)
         left.setLeft(covered.right() + 1);
-    else
+    else if (stripe.edge == Qt::RightEdge)
         left.setRight(covered.left() - 1);
-    return left;
+    else if (stripe.edge == Qt::TopEdge)
+        left.setTop(covered.bottom() + 1);
+    else
+        left.setBottom(covered.top() - 1);
+    return left.isEmpty() ? area : left;
 }
 
-QRectF availableGeometry(const QScreen& screen, const std::vector<QRect>& stripes)
+QRectF availableGeometry(const QScreen& screen, const X11ReservedEdges::Answer& reserved)
 {
     const QRect native = nativeArea(screen);
     QRect available = native;
-    for (const QRect& stripe : stripes)
+    for (const auto& stripe : reserved.stripes)
         available = without(available, stripe);
     const double ratio = screen.devicePixelRatio();
     const QPointF offset = QPointF(available.topLeft() - native.topLeft()) / ratio;
     const QRectF reduced(QPointF(screen.geometry().topLeft()) + offset, QSizeF(available.size()) / ratio);
-    return reduced & QRectF(screen.availableGeometry());
+    // The toolkit believes an area that nobody keeps up to date, too.
+    return reserved.isAreaPublished ? reduced & QRectF(screen.availableGeometry()) : reduced;
 }
 
 } // namespace
@@ -114,7 +82,29 @@ private:
     std::function<void()> handler_;
 };
 
-X11Screens::X11Screens() = default;
+/// Atoms never go away, so those that are known need not be asked for again.
+class X11Screens::Names {
+public:
+    [[nodiscard]] xcb_atom_t of(xcb_connection_t* connection, const QString& name)
+    {
+        const auto known = atoms_.find(name);
+        if (known != atoms_.end())
+            return known->second;
+        const xcb_atom_t atom = existingAtom(connection, name.toUtf8());
+        if (atom != XCB_NONE)
+            atoms_.emplace(name, atom);
+        return atom;
+    }
+
+private:
+    std::map<QString, xcb_atom_t> atoms_;
+};
+
+X11Screens::X11Screens()
+    : reserved_(std::make_unique<X11ReservedEdges>())
+    , names_(std::make_unique<Names>())
+{}
+
 X11Screens::~X11Screens() = default;
 
 void X11Screens::setChangeHandler(std::function<void()> handler)
@@ -131,24 +121,22 @@ std::vector<Screen> X11Screens::all() const
     const CoordinateSpace space{QRectF(primary->geometry())};
     xcb_connection_t* connection = toolkitConnection();
     std::vector<X11Monitor> monitors;
-    std::vector<QRect> stripes;
+    // With one screen the toolkit knows the area that is published.
+    X11ReservedEdges::Answer reserved{true, {}};
     if (connection != nullptr) {
         monitors = readMonitors(connection, toolkitScreen(connection).root);
-        // With one screen the toolkit knows its work area. With several, the work area that window managers
-        // publish is one rectangle for all of them and says nothing about each; the panels' own claims do.
-        if (screens.size() > 1)
-            stripes = reservedStripes(connection);
+        reserved = reserved_->read(connection, screens.size() > 1);
     }
     std::vector<Screen> result;
     for (const auto* screen : screens) {
         Screen entry;
         entry.name = screen->name();
         entry.frame = space.fromQt(QRectF(screen->geometry()));
-        entry.visibleFrame = space.fromQt(availableGeometry(*screen, stripes));
+        entry.visibleFrame = space.fromQt(availableGeometry(*screen, reserved));
         QRect native = nativeArea(*screen);
         entry.scale = screen->devicePixelRatio();
         const xcb_atom_t atom =
-            connection == nullptr ? xcb_atom_t{XCB_NONE} : existingAtom(connection, screen->name().toUtf8());
+            connection == nullptr ? xcb_atom_t{XCB_NONE} : names_->of(connection, screen->name());
         const auto monitor = std::ranges::find(monitors, atom, &X11Monitor::id);
         if (monitor != monitors.end()) {
             entry.displayID = atom;

@@ -6,6 +6,8 @@
 
 namespace velmo {
 
+class X11ReservedEdges;
+
 /// The toolkit's screens with the numbers of the X server. Needs a QGuiApplication on the xcb platform.
 class X11Screens final : public Screens {
 public:
@@ -16,7 +18,10 @@ public:
     void setChangeHandler(std::function<void()> handler) override;
 
 private:
+    class Names;
     class Watcher;
+    std::unique_ptr<X11ReservedEdges> reserved_;
+    std::unique_ptr<Names> names_;
     std::unique_ptr<Watcher> watcher_;
 };
 

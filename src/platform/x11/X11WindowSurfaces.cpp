@@ -6,6 +6,7 @@
 #include "platform/x11/X11Toolkit.h"
 
 #include <QApplication>
+#include <QScreen>
 #include <QWidget>
 #include <QWindow>
 #include <algorithm>
@@ -51,6 +52,18 @@ QRect areaOf(xcb_connection_t* connection, xcb_window_t window)
     const auto geometry =
         awaitReply(connection, xcb_get_geometry_reply, xcb_get_geometry(connection, window));
     return geometry ? QRect(geometry->x, geometry->y, geometry->width, geometry->height) : QRect();
+}
+
+/// On the root, as far as the toolkit knows: in whole points, and the server may not have got that far.
+QRect nativeFrame(const QWidget& widget)
+{
+    const QRect points = widget.geometry();
+    const double scale = widget.devicePixelRatioF();
+    // The toolkit scales what is on a screen, never where the screen is.
+    const QScreen* screen = widget.screen();
+    const QPoint origin = screen != nullptr ? screen->geometry().topLeft() : QPoint();
+    const QPointF place = QPointF(points.topLeft() - origin) * scale + origin;
+    return QRectF(place, QSizeF(points.size()) * scale).toAlignedRect();
 }
 
 /// Those that no window manager handles, bottom-most first; only what is above that window, if one is given.
@@ -185,6 +198,7 @@ void X11WindowSurfaces::setShape(QWidget& widget, const QRegion& pixels)
                          static_cast<uint16_t>(part.width()), static_cast<uint16_t>(part.height())});
     xcb_shape_rectangles(connection, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING, XCB_CLIP_ORDERING_YX_BANDED,
                          windowOf(widget), 0, 0, static_cast<uint32_t>(parts.size()), parts.data());
+    shapes_.remind(connection, nativeFrame(widget));
     xcb_flush(connection);
 }
 

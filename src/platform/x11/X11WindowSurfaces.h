@@ -3,6 +3,7 @@
 #include "platform/WindowSurfaces.h"
 #include "platform/x11/X11KeyRepeats.h"
 #include "platform/x11/X11Restackings.h"
+#include "platform/x11/X11ShapeReminder.h"
 
 #include <QPointer>
 #include <QWidget>
@@ -59,6 +60,7 @@ private:
     std::shared_ptr<X11KeyboardFocus> keyboard_;
     std::vector<ManagedTop> managedTops_; ///< The latest last.
     X11Restackings restackings_{[this] { keepManagedOnTop(); }};
+    X11ShapeReminder shapes_;
 };
 
 } // namespace velmo

@@ -43,4 +43,13 @@ quint32 readNumber(xcb_connection_t* connection, xcb_window_t window, xcb_atom_t
     return numbers.empty() ? 0 : numbers.front();
 }
 
+std::vector<xcb_window_t> awaitChildren(xcb_connection_t* connection, xcb_query_tree_cookie_t cookie)
+{
+    const auto tree = awaitReply(connection, xcb_query_tree_reply, cookie);
+    if (!tree)
+        return {};
+    const xcb_window_t* first = xcb_query_tree_children(tree.get());
+    return {first, first + xcb_query_tree_children_length(tree.get())};
+}
+
 } // namespace velmo

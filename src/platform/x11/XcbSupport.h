@@ -44,6 +44,10 @@ awaitReply(xcb_connection_t* connection, Reply* (*function)(xcb_connection_t*, C
 /// The first number of a property; 0, which no window and no process has, when there is none.
 [[nodiscard]] quint32 readNumber(xcb_connection_t* connection, xcb_window_t window, xcb_atom_t property);
 
+/// The windows inside another one, bottom-most first; none when it is gone.
+[[nodiscard]] std::vector<xcb_window_t> awaitChildren(xcb_connection_t* connection,
+                                                      xcb_query_tree_cookie_t cookie);
+
 /// The input extension's 16.16 fixed-point coordinate, without its fraction.
 [[nodiscard]] constexpr int wholePixels(qint32 fixed)
 {

@@ -45,10 +45,12 @@ WindowManagerStart xfwm4(bool followsMouse)
 /// Their settings are in a file instead of behind a bus.
 QList<QByteArray> withGnomeSettings(bool followsMouse, const QList<QByteArray>& command)
 {
+    const QByteArray general =
+        QByteArray("num-workspaces=2\nfocus-mode='") + (followsMouse ? "sloppy" : "click") + "'\n";
     writeConfiguration(QStringLiteral("glib-2.0/settings/keyfile"),
-                       QByteArray("[org/gnome/desktop/wm/preferences]\nnum-workspaces=2\nfocus-mode='") +
-                           (followsMouse ? "sloppy" : "click") +
-                           "'\n[org/gnome/mutter]\ndynamic-workspaces=false\n");
+                       "[org/gnome/desktop/wm/preferences]\n" + general +
+                           "[org/gnome/mutter]\ndynamic-workspaces=false\n[org/mate/marco/general]\n" +
+                           general);
     return QList<QByteArray>{"env", "GSETTINGS_BACKEND=keyfile", "LIBGL_ALWAYS_SOFTWARE=1"} + command;
 }
 
@@ -76,7 +78,8 @@ WindowManagerStart i3(bool followsMouse)
 QStringList knownWindowManagers()
 {
     return {QStringLiteral("openbox"), QStringLiteral("xfwm4"),  QStringLiteral("metacity"),
-            QStringLiteral("kwin"),    QStringLiteral("mutter"), QStringLiteral("i3")};
+            QStringLiteral("kwin"),    QStringLiteral("mutter"), QStringLiteral("i3"),
+            QStringLiteral("marco")};
 }
 
 QStringList windowManagersToTest(const QStringList& usual)
@@ -96,6 +99,8 @@ WindowManagerStart prepareWindowManager(const QString& name, FocusPolicy policy)
         return {withGnomeSettings(followsMouse, {"metacity", "--sm-disable"}), true};
     if (name == QStringLiteral("mutter"))
         return {withGnomeSettings(followsMouse, {"mutter", "--x11", "--sm-disable"}), true};
+    if (name == QStringLiteral("marco"))
+        return {withGnomeSettings(followsMouse, {"marco", "--sm-disable", "--composite"}), true};
     if (name == QStringLiteral("kwin"))
         return kwin(followsMouse);
     if (name == QStringLiteral("i3"))

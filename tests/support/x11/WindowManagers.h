@@ -16,7 +16,8 @@ struct WindowManagerStart {
     bool needsBus = false; ///< It keeps its settings behind a session bus, or refuses to run without one.
 };
 
-/// The names that are known: openbox, xfwm4, metacity, kwin, mutter, i3.
+/// The names that are known: openbox, xfwm4, metacity, kwin, mutter, i3, marco. The last one composites as
+/// well.
 [[nodiscard]] QStringList knownWindowManagers();
 
 /// Those that the environment variable VELMO_TEST_WINDOW_MANAGERS names, separated by commas; else the given
