@@ -36,6 +36,13 @@ StatusItem::StatusItem(StatusMenu& menu, const Trays& trays, std::chrono::millis
     missing_.setSingleShot(true);
     if (onMissing)
         missing_.callOnTimeout(std::move(onMissing));
+    answer_.setSingleShot(true);
+    answer_.setInterval(patience);
+    answer_.callOnTimeout([this] {
+        explainMissing(
+            QStringLiteral("This desktop does not say whether it has a tray; the menu appears as soon "
+                           "as it does."));
+    });
     patience_.setSingleShot(true);
     patience_.setInterval(patience);
     patience_.callOnTimeout([this] {
@@ -70,24 +77,33 @@ void StatusItem::followTrays()
 /// yet come.
 void StatusItem::await()
 {
-    if (isAny(trays_, TrayPresence::State::Unknown))
+    if (isAny(trays_, TrayPresence::State::Unknown)) {
+        if (!answer_.isActive())
+            answer_.start();
         return;
+    }
+    answer_.stop();
     if (isPresent(TrayPresence::Kind::Bus)) {
         create(TrayPresence::Kind::Bus);
-    } else if (isPresent(TrayPresence::Kind::Embedding)) {
-        if (hasWaited_)
-            create(TrayPresence::Kind::Embedding);
-        else if (!patience_.isActive())
-            patience_.start();
-    } else {
+    } else if (!isPresent(TrayPresence::Kind::Embedding)) {
         patience_.stop();
-        if (std::exchange(hasExplained_, true))
-            return;
-        DebugLog::log(
-            QStringLiteral("Platform"),
+        explainMissing(
             QStringLiteral("This desktop has no tray yet; the menu appears as soon as there is one."));
-        missing_.start(std::chrono::milliseconds(0));
+    } else if (hasWaited_ || !mayCome(TrayPresence::Kind::Bus)) {
+        create(TrayPresence::Kind::Embedding);
+    } else if (!patience_.isActive()) {
+        patience_.start();
     }
+}
+
+void StatusItem::explainMissing(const QString& reason)
+{
+    if (explained_.contains(reason))
+        return;
+    DebugLog::log(QStringLiteral("Platform"), reason);
+    if (explained_.isEmpty())
+        missing_.start(std::chrono::milliseconds(0));
+    explained_.append(reason);
 }
 
 void StatusItem::create(TrayPresence::Kind kind)
@@ -122,6 +138,12 @@ bool StatusItem::isPresent(TrayPresence::Kind kind) const
     return std::ranges::any_of(trays_, [kind](const auto& tray) {
         return tray->kind() == kind && tray->state() == TrayPresence::State::Present;
     });
+}
+
+bool StatusItem::mayCome(TrayPresence::Kind kind) const
+{
+    return std::ranges::any_of(trays_,
+                               [kind](const auto& tray) { return tray->kind() == kind && tray->mayCome(); });
 }
 
 TrayColors StatusItem::colors() const

@@ -24,7 +24,7 @@ public:
     [[nodiscard]] static std::chrono::milliseconds patienceFor(const QStringList& desktops);
 
     /// The menu and the trays outlive it; the handlers of both are its own. onMissing tells, once and on a
-    /// later turn, that the desktop has no tray at the moment.
+    /// later turn, that the desktop has no tray at the moment, or does not say whether it has one.
     StatusItem(StatusMenu& menu, const Trays& trays, std::chrono::milliseconds patience,
                std::function<void()> onMissing = {});
     StatusItem(const StatusItem&) = delete;
@@ -38,8 +38,10 @@ private:
     void followTrays();
     void await();
     void create(TrayPresence::Kind kind);
+    void explainMissing(const QString& reason);
     void explainOtherKind();
     [[nodiscard]] bool isPresent(TrayPresence::Kind kind) const;
+    [[nodiscard]] bool mayCome(TrayPresence::Kind kind) const;
     [[nodiscard]] TrayColors colors() const;
     void openMenu();
 
@@ -49,9 +51,10 @@ private:
     TrayPresence::Kind kind_ =
         TrayPresence::Kind::Bus; ///< Of the tray that the item is made for, once it is.
     QTimer missing_;
+    QTimer answer_;   ///< Runs while somebody owes an answer.
     QTimer patience_; ///< Runs while only an embedding tray is there.
     bool hasWaited_ = false;
-    bool hasExplained_ = false;
+    QStringList explained_; ///< Why there is no item, each reason once.
     bool hasExplainedKind_ = false;
 };
 

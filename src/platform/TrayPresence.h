@@ -25,6 +25,9 @@ public:
     [[nodiscard]] virtual Kind kind() const = 0;
     [[nodiscard]] virtual State state() const = 0;
 
+    /// Whether one may yet come while it is absent.
+    [[nodiscard]] virtual bool mayCome() const { return true; }
+
     /// The colour that stands out there, where the desktop tells it.
     [[nodiscard]] virtual std::optional<QColor> symbolColor() const { return std::nullopt; }
 

@@ -16,6 +16,7 @@ public:
 
     [[nodiscard]] Kind kind() const override { return kind_; }
     [[nodiscard]] State state() const override { return state_; }
+    [[nodiscard]] bool mayCome() const override { return mayYetCome; }
     [[nodiscard]] std::optional<QColor> symbolColor() const override { return color_; }
     void setChangeHandler(std::function<void()> handler) override { handler_ = std::move(handler); }
 
@@ -27,6 +28,8 @@ public:
             handler_();
     }
     [[nodiscard]] bool isWatched() const { return handler_ != nullptr; }
+
+    bool mayYetCome = true;
 
 private:
     Kind kind_;

@@ -218,6 +218,8 @@ TEST_F(BusTrayTest, AFrozenBusHoldsNothingUp)
     buildOnDesktop();
     QCoreApplication::processEvents();
     EXPECT_LT(timer.elapsed(), 2000);
+    EXPECT_TRUE(awaitCondition(
+        [this] { return log.text().contains(QStringLiteral("does not say whether it has a tray")); }));
     EXPECT_FALSE(exists());
     halted.goOn();
     EXPECT_TRUE(awaitItem());

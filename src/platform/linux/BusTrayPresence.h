@@ -21,6 +21,7 @@ public:
 
     [[nodiscard]] Kind kind() const override { return Kind::Bus; }
     [[nodiscard]] State state() const override { return state_; }
+    [[nodiscard]] bool mayCome() const override { return bus_ != nullptr; }
     [[nodiscard]] std::optional<QColor> symbolColor() const override { return plasmaBarColor(); }
     void setChangeHandler(std::function<void()> handler) override { handler_ = std::move(handler); }
 

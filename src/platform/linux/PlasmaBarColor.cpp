@@ -1,6 +1,5 @@
 #include "platform/linux/PlasmaBarColor.h"
 
-#include "core/CurrentDesktops.h"
 #include "platform/linux/PlasmaScheme.h"
 
 #include <QFile>
@@ -12,11 +11,6 @@
 namespace velmo {
 
 namespace {
-
-bool isPlasma()
-{
-    return currentDesktops().contains(QStringLiteral("KDE"));
-}
 
 /// Where Plasma writes what the user has chosen.
 QString ownSettings()

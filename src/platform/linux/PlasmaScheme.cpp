@@ -8,6 +8,11 @@
 
 namespace velmo {
 
+bool isPlasma()
+{
+    return currentDesktops().contains(QStringLiteral("KDE"));
+}
+
 std::optional<QColor> readPlasmaColor(const QString& file, const QString& key)
 {
     const QStringList channels = QSettings(file, QSettings::IniFormat).value(key).toStringList();
@@ -20,7 +25,7 @@ std::optional<QColor> readPlasmaColor(const QString& file, const QString& key)
 
 ColorScheme::Preference plasmaPreference()
 {
-    if (!currentDesktops().contains(QStringLiteral("KDE")))
+    if (!isPlasma())
         return ColorScheme::Preference::None;
     const QString settings =
         QStandardPaths::locate(QStandardPaths::GenericConfigLocation, QStringLiteral("kdeglobals"));

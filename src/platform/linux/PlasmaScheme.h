@@ -8,6 +8,9 @@
 
 namespace velmo {
 
+/// Whether the session's desktop is Plasma.
+[[nodiscard]] bool isPlasma();
+
 /// A colour as files of Plasma's give them; nothing if there is none. Reads a small file.
 [[nodiscard]] std::optional<QColor> readPlasmaColor(const QString& file, const QString& key);
 
