@@ -25,10 +25,9 @@ void logPlatform(const QString& message)
 }
 
 /// The log says who has the combination, the settings that the user cannot have it.
-QString problemInWords(const QStringList& hotkeyProblems)
+QString inWords(const QStringList& problems)
 {
-    return hotkeyProblems.join(u'\n').replace(kHeldByAnother,
-                                              QStringLiteral(" is taken by another program."));
+    return problems.join(u'\n').replace(kHeldByAnother, QStringLiteral(" is taken by another program."));
 }
 
 } // namespace
@@ -83,6 +82,12 @@ void AppDelegate::applicationDidFinishLaunching(JsonFileDefaults& defaults, cons
         if (session_.state().value() == SessionState::Idle)
             desktop_.displayCapture->release();
     });
+    onboardingReveal_.setSingleShot(true);
+    onboardingReveal_.callOnTimeout([this] { revealOnboarding(); });
+    microphoneSubscription_ = desktop_.permissions->observeMicrophone([this] {
+        if (onboardingReveal_.isActive())
+            revealOnboarding();
+    });
     permissionMonitor_.setTimerType(Qt::PreciseTimer);
     permissionMonitor_.callOnTimeout([this] { handlePermissionState(false); });
     permissionMonitor_.start(kPermissionInterval);
@@ -101,6 +106,7 @@ bool AppDelegate::applicationShouldHandleReopen()
 void AppDelegate::applicationWillTerminate()
 {
     permissionMonitor_.stop();
+    onboardingReveal_.stop();
     stopHotkeyMonitor();
 }
 
@@ -205,7 +211,7 @@ bool AppDelegate::handlePermissionState(bool forcePresentation)
     const bool isOnboarding = !settings_->hasCompletedOnboarding.value();
     if (!missing.isEmpty()) {
         stopHotkeyMonitor();
-        hotkeyProblem_.set({});
+        gestureProblems_.set({});
         session_.cancel();
         if (isOnboarding) {
             presentOnboarding(missing, forcePresentation);
@@ -236,50 +242,6 @@ void AppDelegate::logMissing(const QList<MissingPermission>& missing)
         names.append(rawValue(permission));
     if (!missing.isEmpty())
         logPlatform(QStringLiteral("This desktop does not allow: ") + names.join(QStringLiteral(", ")));
-}
-
-/// Somebody who starts the program and sees nothing of it would start it again and again.
-void AppDelegate::explainMissingTray()
-{
-    if (!options_.opensSettingsWithoutTray)
-        return;
-    if (onboardingController_)
-        owesSettings_ = true;
-    else
-        menuBarController_->openSettingsWindow();
-}
-
-void AppDelegate::showOnboarding()
-{
-    isOnboardingRequested_ = true;
-    presentOnboarding(PermissionChecker::checkRequired(*desktop_.permissions), true);
-}
-
-void AppDelegate::presentOnboarding(const QList<MissingPermission>& required, bool forcePresentation)
-{
-    // Who has closed it is left in peace, and so is the sound server: asking it keeps the connection to it.
-    const QWidget* window = onboardingController_ ? onboardingController_->window() : nullptr;
-    if (window != nullptr && !window->isVisible() && !forcePresentation)
-        return;
-    const QList<MissingPermission> missing =
-        PermissionChecker::withMicrophone(*desktop_.permissions, required);
-    const bool isNew = !onboardingController_;
-    if (isNew)
-        onboardingController_ = makeOnboarding(missing);
-    else
-        onboardingController_->updatePermissions(missing);
-    if (isNew || forcePresentation)
-        onboardingController_->showWindow();
-}
-
-void AppDelegate::completeOnboarding()
-{
-    settings_->hasCompletedOnboarding.set(true);
-    isOnboardingRequested_ = false;
-    onboardingController_.reset();
-    // What has gone missing meanwhile is shown.
-    if (handlePermissionState(true) && std::exchange(owesSettings_, false))
-        menuBarController_->openSettingsWindow();
 }
 
 void AppDelegate::startHotkeyMonitor()
@@ -337,7 +299,9 @@ void AppDelegate::reportMonitorStart(const EventTap::StartReport& report)
         for (const QString& problem : report.problems)
             logPlatform(problem);
     }
-    hotkeyProblem_.set(problemInWords(report.started ? report.hotkeyProblems : report.problems));
+    gestureProblems_.set({.hotkey = inWords(report.started ? report.hotkeyProblems : report.problems),
+                          .chord = inWords(report.chordProblems),
+                          .middleButton = inWords(report.middleButtonProblems)});
     if (!report.started)
         return;
     if (!std::exchange(monitorIsReady_, true))
@@ -351,6 +315,9 @@ void AppDelegate::followSessionState(SessionState next)
 {
     const SessionState current = session_.state().value();
     if (current == SessionState::Idle && next == SessionState::Drawing) {
+        // Afterwards it would cover the drawing.
+        if (onboardingReveal_.isActive())
+            revealOnboarding();
         captureRelease_.stop();
         desktop_.displayCapture->prepare();
     } else if (next == SessionState::Idle) {

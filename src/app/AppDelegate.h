@@ -13,6 +13,7 @@
 #include "permissions/PermissionChecker.h"
 #include "platform/HttpClient.h"
 #include "platform/linux/JsonFileDefaults.h"
+#include "settings/SettingsCollaborators.h"
 #include "updates/UpdateController.h"
 
 #include <QTimer>
@@ -52,6 +53,8 @@ public:
     /// Null before the launch has finished.
     [[nodiscard]] MenuBarController* menuBarController() { return menuBarController_.get(); }
 
+    /// Looks at the permissions every second, for as long as the program runs.
+    [[nodiscard]] const QTimer& permissionMonitor() const { return permissionMonitor_; }
     /// Null but during a first start, and when it is looked at again.
     [[nodiscard]] OnboardingWindowController* onboardingController() { return onboardingController_.get(); }
 
@@ -80,8 +83,10 @@ private:
     [[nodiscard]] std::unique_ptr<OnboardingWindowController>
     makeOnboarding(const QList<MissingPermission>& missing);
     void presentOnboarding(const QList<MissingPermission>& required, bool forcePresentation);
+    void revealOnboarding();
     void completeOnboarding();
     void explainMissingTray();
+    void openOwedSettings();
     void logMissing(const QList<MissingPermission>& missing);
     void followSessionState(SessionState next);
     void logDesktopDiagnostics();
@@ -98,19 +103,21 @@ private:
     AnnotationSession session_;
     Subscription stateSubscription_;
     Subscription captureSubscription_;
+    Subscription microphoneSubscription_;
     UpdateController updateController_;
     std::unique_ptr<MenuBarController> menuBarController_;
     std::shared_ptr<HotkeyMonitor> hotkeyMonitor_;
     std::unique_ptr<HintCapsuleController> hintCapsuleController_;     ///< From the monitor's first start on.
     std::unique_ptr<OnboardingWindowController> onboardingController_; ///< Until the first start is over.
-    Published<QString> hotkeyProblem_; ///< Why the hotkey does not work, for the settings.
+    Published<GestureProblems> gestureProblems_;                       ///< For the settings.
     LaunchOptions options_;
     bool isTerminating_ = false;
     bool isOnboardingRequested_ = false;
-    bool owesSettings_ = false; ///< The first run came before them.
+    bool owesSettings_ = false; ///< There is no tray, and the first run came before them.
     bool monitorIsReady_ = false;
     QTimer permissionMonitor_;
     QTimer captureRelease_;
+    QTimer onboardingReveal_; ///< Runs while its window waits for the microphone's first answer.
     QMetaObject::Connection aboutToQuit_;
     QList<MissingPermission> reportedMissing_;
     QStringList reportedProblems_;

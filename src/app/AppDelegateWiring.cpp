@@ -87,7 +87,7 @@ std::unique_ptr<QWidget> AppDelegate::makeSettingsWindow()
                        .restartHotkeyMonitor = [this] { restartHotkeyMonitor(); },
                        .makePermissionsView =
                            [this] { return std::make_unique<PermissionsView>(*desktop_.permissions); },
-                       .hotkeyProblem = &hotkeyProblem_,
+                       .gestureProblems = &gestureProblems_,
                    });
 }
 
@@ -105,6 +105,10 @@ AppDelegate::makeOnboarding(const QList<MissingPermission>& missing)
                                          settings_->hotkeyKeyCode.value());
                 },
             .onComplete = [this] { completeOnboarding(); },
+            // On a later turn: at the end of the desktop's session every window is closed, and none is to
+            // come anew.
+            .onClosed =
+                [this] { QTimer::singleShot(0, &permissionMonitor_, [this] { openOwedSettings(); }); },
         });
 }
 

@@ -233,8 +233,12 @@ KeySource SettingsManager::keySource(const Keychain::ReadResult& stored, const Q
 {
     if (usableKey(textOf(stored)))
         return KeySource::Keychain;
-    return environmentValue(environmentNames(account).key).isEmpty() ? KeySource::None
-                                                                     : KeySource::Environment;
+    return environmentHasKey(account) ? KeySource::Environment : KeySource::None;
+}
+
+bool SettingsManager::environmentHasKey(const QString& account)
+{
+    return !environmentValue(environmentNames(account).key).isEmpty();
 }
 
 QString SettingsManager::environmentKeyName(const QString& account)

@@ -94,6 +94,8 @@ public:
     [[nodiscard]] KeySource keySource(const QString& account) const;
     /// The same where the key store has been asked already.
     [[nodiscard]] static KeySource keySource(const Keychain::ReadResult& stored, const QString& account);
+    /// Whether the environment supplies a key, whatever is stored. An empty variable supplies none.
+    [[nodiscard]] static bool environmentHasKey(const QString& account);
     /// The variable that holds the account's key in the environment.
     [[nodiscard]] static QString environmentKeyName(const QString& account);
 

@@ -10,6 +10,8 @@ namespace velmo {
 namespace {
 
 constexpr QSize kSettingsSize{520, 580};
+/// All of the tab that does not scroll can be seen.
+constexpr int kLeastSettingsHeight = 400;
 
 } // namespace
 
@@ -75,6 +77,7 @@ void MenuBarController::openSettingsWindow()
         // Without any focus in it, a window would give it to its first field when it becomes the active one.
         settingsWindow_->setFocus();
     }
+    DialogWindow::fitToScreen(*settingsWindow_, kSettingsSize, kLeastSettingsHeight);
     DialogWindow::bringToFront(*settingsWindow_, desktop_.windows);
 }
 

@@ -67,7 +67,7 @@ void OnboardingWindowController::showWindow()
         return;
     if (!window_) {
         window_.reset(new Window);
-        window_->onClose = [this] { pollTimer_->stop(); };
+        window_->onClose = [this] { handleClose(); };
         DialogWindow::prepare(*window_, QStringLiteral("Velmo"), OnboardingStepContentView::kSize);
         contentView_ = new OnboardingStepContentView(collaborators_.permissions, window_.get());
         // The view lives on for a turn after the controller.
@@ -89,9 +89,18 @@ void OnboardingWindowController::showWindow()
 
 void OnboardingWindowController::close()
 {
-    pollTimer_->stop();
+    isClosing_ = true;
     if (window_)
         window_->close();
+    isClosing_ = false;
+    pollTimer_->stop();
+}
+
+void OnboardingWindowController::handleClose()
+{
+    pollTimer_->stop();
+    if (!isClosing_ && collaborators_.onClosed)
+        collaborators_.onClosed();
 }
 
 void OnboardingWindowController::showCurrentStep()

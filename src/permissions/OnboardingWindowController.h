@@ -26,6 +26,8 @@ public:
         std::function<QString()> hotkey;
         /// Called once the last page is left, after the window has closed. It may destroy the controller.
         std::function<void()> onComplete;
+        /// Called when the user has closed the window before that.
+        std::function<void()> onClosed{};
     };
 
     /// There is at least one step.
@@ -63,11 +65,13 @@ private:
     void openSettings(MissingPermission permission);
     void leave(MissingPermission permission);
     void advance();
+    void handleClose();
     void finish();
 
     QList<OnboardingStep> steps_;
     int currentIndex_ = 0;
     Collaborators collaborators_;
+    bool isClosing_ = false; ///< By the program itself.
     QTimer* pollTimer_;
     Subscription microphone_;
     std::unique_ptr<Window, DeleteLater> window_; ///< Its own buttons may destroy the controller.

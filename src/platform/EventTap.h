@@ -73,7 +73,9 @@ public:
         /// Readable sentences: each combination that was refused (see kHeldByAnother), or why nothing
         /// started.
         QStringList problems{};
-        QStringList hotkeyProblems{}; ///< Those of them that are the hotkey's.
+        QStringList hotkeyProblems{};       ///< Those of them that are the hotkey's,
+        QStringList chordProblems{};        ///< those that are the quick-draw chord's,
+        QStringList middleButtonProblems{}; ///< and the middle button's.
         friend bool operator==(const StartReport&, const StartReport&) = default;
     };
     /// Told on the tap's thread, before the handler is entered for the first time, and later on changes.

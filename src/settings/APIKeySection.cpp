@@ -125,7 +125,8 @@ QString APIKeySection::noteOn(const Key& key) const
     case Write::Done:
         break;
     }
-    if (key.row->isSet() || settings_->keySource(key.account) != KeySource::Environment)
+    // The row knows already what the keyring holds; asking once more may take its time.
+    if (key.row->isSet() || !SettingsManager::environmentHasKey(key.account))
         return {};
     return QStringLiteral("The key in the environment variable ") +
            SettingsManager::environmentKeyName(key.account) + QStringLiteral(" is used.");

@@ -17,6 +17,12 @@ namespace {
 constexpr int kButtonGap = 12;
 constexpr int kToggleGap = 16;
 
+void showProblem(TextLabel& label, const QString& problem)
+{
+    label.setText(problem);
+    label.setVisible(!problem.isEmpty());
+}
+
 } // namespace
 
 ActivationSection::ActivationSection(std::shared_ptr<SettingsManager> settings,
@@ -26,6 +32,8 @@ ActivationSection::ActivationSection(std::shared_ptr<SettingsManager> settings,
     , collaborators_(collaborators)
     , hotkey_(new TextLabel(FormTexts::kValue))
     , hotkeyProblem_(new TextLabel(FormTexts::kWarning))
+    , chordProblem_(new TextLabel(FormTexts::kWarning))
+    , middleButtonProblem_(new TextLabel(FormTexts::kWarning))
     , change_(new PushButton(PushButton::Kind::Normal, QStringLiteral("Change…")))
     , modifiers_{{{ModifierFlag::Command, new CheckBox(QStringLiteral("Command"))},
                   {ModifierFlag::Option, new CheckBox(QStringLiteral("Option"))},
@@ -64,6 +72,7 @@ QWidget* ActivationSection::makeHotkeyRow()
 QWidget* ActivationSection::makeModifiersRow()
 {
     auto* row = new FormRow(QStringLiteral("Quick Draw Modifiers"));
+    row->addNote(chordProblem_);
     for (const ModifierToggle& toggle : modifiers_) {
         toggle.box->onChange = [this, flag = toggle.flag](bool isOn) { setModifier(flag, isOn); };
         row->addControl(toggle.box, kToggleGap);
@@ -74,6 +83,7 @@ QWidget* ActivationSection::makeModifiersRow()
 QWidget* ActivationSection::makeMiddleButtonRow()
 {
     auto* row = new FormRow(QStringLiteral("Middle Mouse Button"));
+    row->addNote(middleButtonProblem_);
     middleButton_->onChange = [this](bool isOn) { settings_->quickDrawMiddleMouseEnabled.set(isOn); };
     row->addTitledControl(middleButton_);
     return row;
@@ -105,8 +115,8 @@ void ActivationSection::subscribe()
     follow(settings_->hotkeyModifiers);
     follow(settings_->quickDrawModifiers);
     follow(settings_->quickDrawMiddleMouseEnabled);
-    if (collaborators_.hotkeyProblem != nullptr)
-        follow(*collaborators_.hotkeyProblem);
+    if (collaborators_.gestureProblems != nullptr)
+        follow(*collaborators_.gestureProblems);
     restartWith(settings_->quickDrawModifiers);
     restartWith(settings_->quickDrawMiddleMouseEnabled);
 }
@@ -118,16 +128,22 @@ void ActivationSection::refresh()
     const auto hotkeyModifiers = static_cast<quint64>(settings_->hotkeyModifiers.value());
     const qint64 hotkeyKeyCode = settings_->hotkeyKeyCode.value();
     hotkey_->setText(hotkeyDescription(hotkeyModifiers, hotkeyKeyCode));
-    const QString problem =
-        collaborators_.hotkeyProblem != nullptr ? collaborators_.hotkeyProblem->value() : QString();
-    hotkeyProblem_->setText(problem);
-    hotkeyProblem_->setVisible(!problem.isEmpty());
+    const GestureProblems problems = collaborators_.gestureProblems != nullptr
+                                         ? collaborators_.gestureProblems->value()
+                                         : GestureProblems();
+    showProblem(*hotkeyProblem_, problems.hotkey);
+    showProblem(*chordProblem_, problems.chord);
+    showProblem(*middleButtonProblem_, problems.middleButton);
     // Symbols are hard to listen to.
     const QString spoken = QStringLiteral("Hotkey: ") + hotkeyInWords(hotkeyModifiers, hotkeyKeyCode);
-    change_->setAccessibleDescription(problem.isEmpty() ? spoken : spoken + QStringLiteral(". ") + problem);
-    for (const ModifierToggle& toggle : modifiers_)
+    change_->setAccessibleDescription(
+        problems.hotkey.isEmpty() ? spoken : spoken + QStringLiteral(". ") + problems.hotkey);
+    for (const ModifierToggle& toggle : modifiers_) {
         toggle.box->setChecked((quickDraw & toggle.flag) != 0);
+        toggle.box->setAccessibleDescription(problems.chord);
+    }
     middleButton_->setChecked(middleButton);
+    middleButton_->setAccessibleDescription(problems.middleButton);
     caption_->setText(quickDrawDescription(quickDraw, middleButton));
 }
 

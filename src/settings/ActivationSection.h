@@ -38,6 +38,8 @@ private:
     const SettingsCollaborators& collaborators_;
     TextLabel* hotkey_;
     TextLabel* hotkeyProblem_;
+    TextLabel* chordProblem_;
+    TextLabel* middleButtonProblem_;
     PushButton* change_;
     std::array<ModifierToggle, 3> modifiers_;
     CheckBox* middleButton_;

@@ -2,11 +2,19 @@
 
 #include "core/Published.h"
 
+#include <QString>
 #include <QWidget>
 #include <functional>
 #include <memory>
 
 namespace velmo {
+
+/// Why a gesture does not work, in sentences, each in a line of its own; empty while it does. Main thread.
+struct GestureProblems {
+    QString hotkey{};
+    QString chord{};
+    QString middleButton{};
+};
 
 /// What the settings open and start elsewhere.
 struct SettingsCollaborators {
@@ -16,9 +24,8 @@ struct SettingsCollaborators {
     std::function<void()> restartHotkeyMonitor;
     /// The contents of the second tab, made when it is first chosen; empty: it has none.
     std::function<std::unique_ptr<QWidget>()> makePermissionsView;
-    /// Why the hotkey does not work, in a few words ("Taken by another program"); empty while it does. Null:
-    /// nobody knows. Outlives the view.
-    const Observable<QString>* hotkeyProblem = nullptr;
+    /// Null: nobody knows. Outlives the view.
+    const Observable<GestureProblems>* gestureProblems = nullptr;
 };
 
 } // namespace velmo

@@ -8,6 +8,7 @@
 #include <QTimer>
 #include <QWidget>
 #include <QWindow>
+#include <algorithm>
 #include <utility>
 
 namespace velmo::DialogWindow {
@@ -18,6 +19,9 @@ namespace {
 /// often, and so long after one another.
 constexpr std::chrono::milliseconds kRestacking{100};
 constexpr int kRestackings = 4;
+/// What frames take of the height: the highest usual title bar. How high it really is, window managers tell
+/// only once the window is there.
+constexpr int kFrameHeight = 40;
 
 /// Keeps a window of ours where it belongs while it is shown: above our floating windows, and out of the
 /// desktop's lists.
@@ -107,6 +111,19 @@ void prepare(QWidget& window, const QString& title, QSize contentSize)
         frame.moveCenter(screen->availableGeometry().center());
         window.move(frame.topLeft());
     }
+}
+
+void fitToScreen(QWidget& window, QSize contentSize, int leastHeight)
+{
+    const QScreen* screen = window.screen();
+    if (screen == nullptr)
+        return;
+    const QRect available = screen->availableGeometry();
+    const int height = std::clamp(available.height() - kFrameHeight, leastHeight, contentSize.height());
+    window.setFixedSize(contentSize.width(), height);
+    const int lowest = std::max(available.bottom() + 1 - kFrameHeight - height, available.top());
+    if (height < contentSize.height() && window.y() > lowest)
+        window.move(window.x(), lowest);
 }
 
 void bringToFront(QWidget& window, WindowSurfaces& surfaces)

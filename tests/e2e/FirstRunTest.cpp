@@ -4,6 +4,8 @@
 #include "platform/x11/XcbSupport.h"
 #include "support/keyring/PrivateKeyring.h"
 #include "support/practice/PracticeServer.h"
+#include "support/sound/SoundServer.h"
+#include "support/x11/ActiveWindow.h"
 #include "support/x11/Await.h"
 #include "support/x11/InputDriver.h"
 #include "support/x11/VirtualDisplay.h"
@@ -83,23 +85,6 @@ protected:
         return reply ? reply->focus : xcb_window_t{XCB_NONE};
     }
 
-    /// The window that the window manager shows as the active one.
-    [[nodiscard]] xcb_window_t activeWindow() const
-    {
-        return readNumber(eye_->get(), eye_->root(), eye_->atom("_NET_ACTIVE_WINDOW"));
-    }
-    [[nodiscard]] QByteArray activeTitle() const
-    {
-        const xcb_window_t window = activeWindow();
-        if (window == XCB_NONE)
-            return {};
-        return awaitBytes(eye_->get(), requestProperty(eye_->get(), window, eye_->atom("_NET_WM_NAME")));
-    }
-    [[nodiscard]] bool awaitActive(const char* title) const
-    {
-        return awaitCondition([&] { return activeTitle() == title; });
-    }
-
     void type(const char* letters)
     {
         for (const char* letter = letters; *letter != '\0'; ++letter)
@@ -139,15 +124,35 @@ protected:
     /// Welcome, the microphone that this computer does not have, and the end.
     void goThroughTheFirstRun()
     {
-        ASSERT_TRUE(awaitActive("Velmo"));
-        ASSERT_TRUE(awaitCondition([this] { return inputFocus() == activeWindow(); }));
+        ASSERT_TRUE(awaitActive(*eye_, "Velmo"));
+        ASSERT_TRUE(awaitCondition([this] { return inputFocus() == activeWindow(*eye_); }));
         ASSERT_NO_FATAL_FAILURE(tapAndAwaitAnotherLook("Return"));
         // From the page's own button to "Skip".
         ASSERT_NO_FATAL_FAILURE(tapAndAwaitAnotherLook("Tab"));
         ASSERT_NO_FATAL_FAILURE(tapAndAwaitAnotherLook("space"));
         EXPECT_FALSE(hasCompletedFirstRun());
         input_.tap("Return");
-        ASSERT_TRUE(awaitCondition([this] { return hasCompletedFirstRun() && activeTitle() != "Velmo"; }));
+        ASSERT_TRUE(
+            awaitCondition([this] { return hasCompletedFirstRun() && activeTitle(*eye_) != "Velmo"; }));
+    }
+
+    /// The dots that the active window shows, one for each page.
+    [[nodiscard]] int dots() const
+    {
+        constexpr QSize kWindow(480, 340);
+        constexpr int kAboveBottom = 24;
+        const auto place =
+            eye_->await(xcb_translate_coordinates_reply,
+                        xcb_translate_coordinates(eye_->get(), activeWindow(*eye_), eye_->root(), 0, 0));
+        if (!place)
+            return 0;
+        const QImage row = readRootImage(
+            *eye_, QRect(place->dst_x, place->dst_y + kWindow.height() - kAboveBottom, kWindow.width(), 1));
+        const QRgb ground = row.pixel(0, 0);
+        int count = 0;
+        for (int x = 1; x < row.width(); ++x)
+            count += row.pixel(x, 0) != ground && row.pixel(x - 1, 0) == ground ? 1 : 0;
+        return count;
     }
 
     PrivateKeyring keyring_;
@@ -169,10 +174,10 @@ TEST_F(FirstRun, LeadsAStrangerToAnAnswer)
 
     // Without a tray the settings come next, and a second start would bring them, too. The key goes into the
     // first field.
-    ASSERT_TRUE(awaitActive("Velmo Settings"));
+    ASSERT_TRUE(awaitActive(*eye_, "Velmo Settings"));
     EXPECT_EQ(run({}), 0);
-    ASSERT_TRUE(awaitActive("Velmo Settings"));
-    ASSERT_TRUE(awaitCondition([this] { return inputFocus() == activeWindow(); }));
+    ASSERT_TRUE(awaitActive(*eye_, "Velmo Settings"));
+    ASSERT_TRUE(awaitCondition([this] { return inputFocus() == activeWindow(*eye_); }));
     // The tabs come first.
     input_.tap("Tab");
     input_.tap("Tab");
@@ -186,8 +191,8 @@ TEST_F(FirstRun, LeadsAStrangerToAnAnswer)
                     .output.isEmpty();
     }));
     input_.chord({"Alt_L", "F4"});
-    ASSERT_TRUE(awaitActive("Checkout \xe2\x80\x94 Latency"));
-    ASSERT_TRUE(awaitCondition([this] { return inputFocus() == activeWindow(); }));
+    ASSERT_TRUE(awaitActive(*eye_, "Checkout \xe2\x80\x94 Latency"));
+    ASSERT_TRUE(awaitCondition([this] { return inputFocus() == activeWindow(*eye_); }));
 
     // The hotkey, a stroke, a question, an answer.
     const xcb_window_t before = inputFocus();
@@ -216,6 +221,25 @@ TEST_F(FirstRun, LeadsAStrangerToAnAnswer)
     EXPECT_EQ(program_.exitCode(), 0);
 }
 
+TEST_F(FirstRun, HasTwoPagesWhereNothingIsMissing)
+{
+    SoundServer sound(SoundServer::Kind::PulseAudio);
+    ASSERT_TRUE(sound.isReady() && sound.plugMicrophone());
+    environment_.insert(QStringLiteral("PULSE_SERVER"), qEnvironmentVariable("PULSE_SERVER"));
+    launch({QStringLiteral("--background")});
+    ASSERT_TRUE(awaitActive(*eye_, "Velmo"));
+    // The first that can be seen of them.
+    ASSERT_TRUE(awaitCondition([this] { return dots() > 0; }));
+    EXPECT_EQ(dots(), 2);
+    ASSERT_TRUE(awaitCondition([this] { return inputFocus() == activeWindow(*eye_); }));
+    ASSERT_NO_FATAL_FAILURE(tapAndAwaitAnotherLook("Return"));
+    EXPECT_FALSE(hasCompletedFirstRun());
+    input_.tap("Return");
+    EXPECT_TRUE(awaitCondition([this] { return hasCompletedFirstRun(); }));
+    EXPECT_EQ(run({QStringLiteral("quit")}), 0);
+    ASSERT_TRUE(awaitCondition([this] { return program_.state() == QProcess::NotRunning; }));
+}
+
 TEST_F(FirstRun, IsNotRepeated)
 {
     launch({QStringLiteral("--background")});
@@ -226,17 +250,17 @@ TEST_F(FirstRun, IsNotRepeated)
     // Without a tray a plain start shows the settings, and no welcome.
     launch();
     ASSERT_TRUE(awaitLine("[Platform] ready", 2));
-    EXPECT_TRUE(awaitActive("Velmo Settings"));
+    EXPECT_TRUE(awaitActive(*eye_, "Velmo Settings"));
 }
 
 TEST_F(FirstRun, ThatWasNotFinishedBeginsAnew)
 {
     launch({QStringLiteral("--background")});
-    ASSERT_TRUE(awaitActive("Velmo"));
+    ASSERT_TRUE(awaitActive(*eye_, "Velmo"));
     EXPECT_EQ(run({QStringLiteral("quit")}), 0);
     ASSERT_TRUE(awaitCondition([this] { return program_.state() == QProcess::NotRunning; }));
     launch({QStringLiteral("--background")});
-    EXPECT_TRUE(awaitActive("Velmo"));
+    EXPECT_TRUE(awaitActive(*eye_, "Velmo"));
 }
 
 } // namespace

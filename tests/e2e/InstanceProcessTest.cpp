@@ -2,10 +2,13 @@
 #include "support/accessibility/BusAccess.h"
 #include "support/app/FirstRun.h"
 #include "support/tray/TrayTestMain.h"
+#include "support/x11/ActiveWindow.h"
 #include "support/x11/Await.h"
 #include "support/x11/InputDriver.h"
 #include "support/x11/X11TestMain.h"
 
+#include <QDBusConnection>
+#include <QDBusMessage>
 #include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
@@ -93,6 +96,7 @@ protected:
     QString console_ = folder_.filePath(QStringLiteral("console"));
     QProcessEnvironment environment_ = QProcessEnvironment::systemEnvironment();
     std::vector<std::unique_ptr<QProcess>> programs_;
+    std::unique_ptr<X11Connection> eye_ = X11Connection::open();
 };
 
 TEST_F(InstanceProcess, TenSimultaneousStartsAreOneProgramThatHearsOfAll)
@@ -227,6 +231,52 @@ TEST_F(InstanceProcess, TheDesktopReachesItByItsName)
                        [&](BusMessage& answer) { description = answer.readText().value_or(std::string()); }));
     EXPECT_THAT(description, HasSubstr("org.freedesktop.Application"));
     EXPECT_THAT(description, HasSubstr("ActivateAction"));
+}
+
+TEST_F(InstanceProcess, DoesWhatTheDesktopAsksForByItsName)
+{
+    QProcess& program = launchAndAwait({QStringLiteral("--background")});
+    QDBusConnection bus = QDBusConnection::connectToBus(QString::fromUtf8(buses().sessionAddress()),
+                                                        QStringLiteral("desktop of a test"));
+    const auto call = [&bus](const QString& member, const QVariantList& arguments) {
+        QDBusMessage message = QDBusMessage::createMethodCall(
+            QStringLiteral("app.velmo.Velmo"), QStringLiteral("/app/velmo/Velmo"),
+            QStringLiteral("org.freedesktop.Application"), member);
+        message.setArguments(arguments);
+        return bus.call(message).errorMessage().toStdString();
+    };
+    const auto perform = [&call](const char* action) {
+        return call(QStringLiteral("ActivateAction"),
+                    {QString::fromLatin1(action), QVariantList(), QVariantMap()});
+    };
+    EXPECT_EQ(call(QStringLiteral("Activate"), {QVariantMap()}), "");
+    EXPECT_TRUE(awaitActive(*eye_, "Velmo Settings"));
+    EXPECT_EQ(perform("annotate"), "");
+    EXPECT_TRUE(awaitLines("[Session] Begin annotation session"));
+    EXPECT_EQ(perform("cancel"), "");
+    EXPECT_TRUE(awaitLines("[Session] Session cancelled and state reset"));
+    EXPECT_EQ(perform("settings"), "");
+    EXPECT_TRUE(awaitLines("[Remote] settings"));
+    EXPECT_EQ(perform("quit"), "");
+    EXPECT_TRUE(awaitEnd(program));
+    EXPECT_EQ(program.exitCode(), 0);
+    QDBusConnection::disconnectFromBus(bus.name());
+}
+
+TEST_F(InstanceProcess, ClosingTheSettingsEndsNothing)
+{
+    const QProcess& program = launchAndAwait({QStringLiteral("settings")});
+    ASSERT_TRUE(awaitActive(*eye_, "Velmo Settings"));
+    InputDriver input;
+    input.chord({"Alt_L", "F4"});
+    ASSERT_TRUE(awaitCondition([&] { return activeTitle(*eye_) != "Velmo Settings"; }));
+    EXPECT_EQ(run({QStringLiteral("annotate")}).exitCode, 0);
+    EXPECT_TRUE(awaitLines("[Session] Begin annotation session"));
+    EXPECT_EQ(program.state(), QProcess::Running);
+    // The same window again.
+    EXPECT_EQ(run({QStringLiteral("cancel")}).exitCode, 0);
+    EXPECT_EQ(run({QStringLiteral("settings")}).exitCode, 0);
+    EXPECT_TRUE(awaitActive(*eye_, "Velmo Settings"));
 }
 
 } // namespace

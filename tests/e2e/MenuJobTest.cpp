@@ -255,6 +255,8 @@ protected:
         ASSERT_TRUE(host_.start());
         process_.setStandardOutputFile(QProcess::nullDevice());
         process_.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        // What it starts is in its group, too.
+        process_.setChildProcessModifier([] { setpgid(0, 0); });
         process_.start(QStringLiteral(VELMO_EXECUTABLE), {QStringLiteral("--background")});
         ASSERT_TRUE(process_.waitForStarted());
         ASSERT_TRUE(awaitCondition([this] { return !host_.items().isEmpty(); }));
@@ -263,14 +265,15 @@ protected:
 
     void quit()
     {
-        const qint64 id = process_.processId();
+        const auto group = static_cast<pid_t>(-process_.processId());
+        ASSERT_EQ(kill(group, 0), 0);
         ASSERT_TRUE(host_.choose(QStringLiteral("Quit Velmo")));
         ASSERT_TRUE(awaitCondition([this] { return process_.state() == QProcess::NotRunning; }));
         EXPECT_EQ(process_.exitStatus(), QProcess::NormalExit);
         EXPECT_EQ(process_.exitCode(), 0);
         EXPECT_FALSE(host_.property(QStringLiteral("Id")).isValid());
         // What it started would have been left to somebody else, and keeps its group.
-        EXPECT_TRUE(kill(static_cast<pid_t>(-id), 0) != 0 && errno == ESRCH);
+        EXPECT_TRUE(kill(group, 0) != 0 && errno == ESRCH);
         EXPECT_TRUE(holdsHotkey(false));
     }
 

@@ -1,6 +1,7 @@
 #include "platform/x11/X11Connection.h"
 #include "platform/x11/X11WindowSurfaces.h"
 #include "support/x11/Await.h"
+#include "support/x11/DesktopSwitch.h"
 #include "support/x11/InputDriver.h"
 #include "support/x11/PlainClient.h"
 #include "support/x11/VirtualDisplay.h"
@@ -68,20 +69,9 @@ protected:
         return readNumber(eye_->get(), eye_->root(), eye_->atom("_NET_CURRENT_DESKTOP"));
     }
 
-    /// As a pager does.
     void switchTo(quint32 desktop)
     {
-        xcb_client_message_event_t message{};
-        message.response_type = XCB_CLIENT_MESSAGE;
-        message.format = 32;
-        message.window = eye_->root();
-        message.type = eye_->atom("_NET_CURRENT_DESKTOP");
-        message.data.data32[0] = desktop;
-        message.data.data32[1] = eye_->serverTime();
-        xcb_send_event(eye_->get(), 0, eye_->root(),
-                       XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
-                       reinterpret_cast<const char*>(&message));
-        xcb_flush(eye_->get());
+        askForDesktop(*eye_, desktop);
         ASSERT_TRUE(awaitCondition([&] { return currentDesktop() == desktop; }));
     }
 

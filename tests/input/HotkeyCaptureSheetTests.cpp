@@ -26,7 +26,11 @@ constexpr quint64 kCommand = ModifierFlag::Command;
 
 class HotkeyCaptureSheetTest : public testing::Test {
 protected:
-    void SetUp() override { sheet.present(); }
+    void SetUp() override
+    {
+        sheet.present();
+        window().installEventFilter(&witness);
+    }
 
     [[nodiscard]] QWidget& window() const { return *sheet.window(); }
     [[nodiscard]] std::string text() const { return window().findChild<QLabel*>()->text().toStdString(); }
@@ -96,7 +100,6 @@ TEST_F(HotkeyCaptureSheetTest, AsksInATitledWindowOfItsSize)
 
 TEST_F(HotkeyCaptureSheetTest, StoresACombinationAndSaysSo)
 {
-    window().installEventFilter(&witness);
     EXPECT_TRUE(press({40, kShift | kCommand, QStringLiteral("K")}));
     EXPECT_EQ(stored(), std::pair(qint64{40}, qint64{0x120000}));
     EXPECT_EQ(text(), "Saved: K with \u21e7\u2318");
@@ -131,7 +134,6 @@ TEST_F(HotkeyCaptureSheetTest, NamesWhatWasPressedByTheseRules)
 
 TEST_F(HotkeyCaptureSheetTest, PlainKeysPassAndAreNotRecorded)
 {
-    window().installEventFilter(&witness);
     for (const int key : {Qt::Key_K, Qt::Key_Escape, Qt::Key_Return}) {
         EXPECT_FALSE(press({40, 0, QStringLiteral("k")}, key));
         EXPECT_EQ(seen, QList<int>{key});
@@ -146,7 +148,6 @@ TEST_F(HotkeyCaptureSheetTest, PlainKeysPassAndAreNotRecorded)
 
 TEST_F(HotkeyCaptureSheetTest, BuildingACombinationIsNoPress)
 {
-    window().installEventFilter(&witness);
     // The toolkit does not know all of them: one that changes the layout as well is no key to it.
     for (const int key : {static_cast<int>(Qt::Key_Shift), static_cast<int>(Qt::Key_AltGr), 0}) {
         EXPECT_FALSE(press({56, kControl, {}, true}, key));
@@ -161,7 +162,6 @@ TEST_F(HotkeyCaptureSheetTest, BuildingACombinationIsNoPress)
 
 TEST_F(HotkeyCaptureSheetTest, TheModifiersPlacesAreRefusedWithABeep)
 {
-    window().installEventFilter(&witness);
     int expected = 0;
     for (int code = 54; code <= 63; ++code) {
         // As with a Caps Lock key that the layout has made an Escape.

@@ -258,6 +258,45 @@ TEST_F(StatusItemTest, TakesAnEmbeddingTrayWhenNothingElseCame)
     EXPECT_TRUE(turnUntil([this] { return controller->statusItem().exists(); }));
 }
 
+TEST_F(StatusItemTest, TakesAnEmbeddingTrayAtOnceWhereNoOtherCanCome)
+{
+    trayPatience = std::chrono::hours(1);
+    addTray(TrayPresence::State::Absent).mayYetCome = false;
+    addTray(TrayPresence::State::Present, TrayPresence::Kind::Embedding);
+    build();
+    EXPECT_TRUE(controller->statusItem().exists());
+}
+
+TEST_F(StatusItemTest, ADesktopThatOwesAnAnswerForLongCountsAsWithoutATrayUntilItAnswers)
+{
+    FakeTrayPresence& bus = addTray(TrayPresence::State::Unknown);
+    addTray(TrayPresence::State::Present, TrayPresence::Kind::Embedding);
+    build();
+    EXPECT_THAT(explanations(), testing::IsEmpty());
+    QStringList said;
+    ASSERT_TRUE(turnUntil([&] {
+        said = explanations();
+        return !said.isEmpty();
+    }));
+    EXPECT_EQ(said,
+              QStringList{QStringLiteral("[Platform] This desktop does not say whether it has a tray; the "
+                                         "menu appears as soon as it does.")});
+    EXPECT_FALSE(controller->statusItem().exists()) << "the toolkit would wait for the answer";
+    bus.become(TrayPresence::State::Present);
+    EXPECT_TRUE(controller->statusItem().exists());
+}
+
+TEST_F(StatusItemTest, TheWaitForAnAnswerIsNotTheWaitForALateBar)
+{
+    FakeTrayPresence& bus = addTray(TrayPresence::State::Unknown);
+    addTray(TrayPresence::State::Present, TrayPresence::Kind::Embedding);
+    build();
+    ASSERT_TRUE(turnUntil([this] { return !explanations().isEmpty(); }));
+    bus.become(TrayPresence::State::Absent);
+    EXPECT_FALSE(controller->statusItem().exists()) << "one on the bus may come any moment";
+    EXPECT_TRUE(turnUntil([this] { return controller->statusItem().exists(); }));
+}
+
 TEST(StatusItem, IsMorePatientWhereTheBarComesLate)
 {
     const auto usual = StatusItem::patienceFor({QStringLiteral("XFCE")});

@@ -5,24 +5,12 @@
 #include "permissions/OnboardingStepContentView.h"
 #include "permissions/OnboardingWindowController.h"
 #include "support/core/EventLoop.h"
+#include "support/core/FakeSeconds.h"
 #include "support/core/Printing.h"
 
-#include <QCoreApplication>
-#include <QTimer>
-#include <QTimerEvent>
 #include <gmock/gmock.h>
 
 namespace velmo {
-
-/// A second passes for a timer of that name below the object. Nothing happens when it does not run.
-inline void passSecond(const QObject& owner, const char* name)
-{
-    auto& timer = *owner.findChild<QTimer*>(QString::fromLatin1(name));
-    if (!timer.isActive())
-        return;
-    QTimerEvent elapsed(timer.timerId());
-    QCoreApplication::sendEvent(&timer, &elapsed);
-}
 
 /// "welcome, accessibility, complete".
 [[nodiscard]] inline std::string names(const QList<OnboardingStep>& steps)
@@ -81,12 +69,13 @@ protected:
     }
     void press() const { view().primaryButton().click(); }
     void skip() const { view().secondaryButton().click(); }
-    void passSecond() const { velmo::passSecond(*controller, "pollTimer"); }
+    void passSecond() { seconds.pass(*controller->findChild<QTimer*>(QStringLiteral("pollTimer"))); }
 
     static constexpr auto kAccessibility = MissingPermission::Accessibility;
     static constexpr auto kScreen = MissingPermission::ScreenRecording;
     static constexpr auto kMicrophone = MissingPermission::Microphone;
 
+    FakeSeconds seconds;
     FakePermissions permissions;
     FakeWindowSurfaces windows;
     QString hotkey = QStringLiteral("Ctrl + Alt + Space");

@@ -26,9 +26,10 @@ protected:
     {
         return {view.accessibilityGranted(), view.screenRecordingGranted(), view.microphoneGranted()};
     }
-    void passSecond() const { velmo::passSecond(view, "refreshTimer"); }
+    void passSecond() { seconds.pass(timer()); }
     [[nodiscard]] QTimer& timer() const { return *view.findChild<QTimer*>(QStringLiteral("refreshTimer")); }
 
+    FakeSeconds seconds;
     FakePermissions permissions;
     PermissionsView view{permissions};
 };

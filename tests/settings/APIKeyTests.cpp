@@ -339,6 +339,17 @@ TEST_F(APIKeyTest, ALateWriteMayEndAfterTheWindowIsGone)
     endLateWrite(KeychainAccount::Anthropic, Keychain::Status::Success);
 }
 
+TEST_F(APIKeyTest, TheKeyringIsAskedOnceForEachKey)
+{
+    keychain->calls.clear();
+    const EnvironmentVariable key("ANTHROPIC_API_KEY", "key");
+    settings->settingsSelectedTab.set(1);
+    settle();
+    settings->settingsSelectedTab.set(0);
+    settle();
+    EXPECT_EQ(keychain->calls.size(), 2) << keychain->calls.join(u'\n').toStdString();
+}
+
 TEST_F(APIKeyTest, NamesTheVariableThatSuppliesAKey)
 {
     const EnvironmentVariable key("OPENAI_API_KEY", "sk-env");

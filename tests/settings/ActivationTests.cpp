@@ -216,13 +216,27 @@ TEST_F(ActivationTest, SaysWhyTheHotkeyDoesNotWork)
 {
     const QString taken = QStringLiteral("Taken by another program");
     EXPECT_FALSE(shows(taken));
-    hotkeyProblem.set(taken);
+    gestureProblems.set({.hotkey = taken});
     settle();
     EXPECT_TRUE(shows(taken));
-    hotkeyProblem.set({});
+    gestureProblems.set({});
     settle();
     EXPECT_FALSE(shows(taken));
     EXPECT_FALSE(shows({}));
+}
+
+TEST_F(ActivationTest, SaysWhichOfTheOtherGesturesDoNotWork)
+{
+    const QString chord = QStringLiteral("The chord is taken.");
+    const QString middle = QStringLiteral("The button is taken.");
+    gestureProblems.set({.chord = chord, .middleButton = middle});
+    settle();
+    EXPECT_TRUE(named<FormRow>(QStringLiteral("Quick Draw Modifiers"))->isAncestorOf(&labelWith(chord)));
+    EXPECT_TRUE(named<FormRow>(QStringLiteral("Middle Mouse Button"))->isAncestorOf(&labelWith(middle)));
+    gestureProblems.set({.middleButton = middle});
+    settle();
+    EXPECT_FALSE(shows(chord));
+    EXPECT_TRUE(shows(middle));
 }
 
 TEST_F(ActivationTest, AHotkeyProblemOfSeveralLinesIsReadableAsAWhole)
@@ -236,7 +250,7 @@ TEST_F(ActivationTest, AHotkeyProblemOfSeveralLinesIsReadableAsAWhole)
         QStringLiteral("Another program has taken ⌃⌥Space, so the hotkey does nothing there at the moment. "
                        "Choose another combination, or close the program that has this one.");
     for (const QString& problem : {sentences, sentences + u'\n' + sentences}) {
-        hotkeyProblem.set(problem);
+        gestureProblems.set({.hotkey = problem});
         settle();
         ASSERT_TRUE(shows(problem));
         const QLabel& label = labelWith(problem);
@@ -249,7 +263,7 @@ TEST_F(ActivationTest, AHotkeyProblemOfSeveralLinesIsReadableAsAWhole)
         EXPECT_LT(place.right(), button(QStringLiteral("Change…")).x());
         EXPECT_EQ(row.parentWidget()->height() - section, row.height() - before);
     }
-    hotkeyProblem.set({});
+    gestureProblems.set({});
     settle();
     EXPECT_EQ(row.height(), before);
 }

@@ -93,11 +93,25 @@ TEST_F(SettingsAccessibilityTest, TheHotkeyIsSaidInWordsWhereItIsChanged)
         return part<QAbstractButton>(QStringLiteral("Change…")).text(QAccessible::Description);
     };
     EXPECT_EQ(said(), QStringLiteral("Hotkey: Ctrl + Alt + Space"));
-    hotkeyProblem.set(QStringLiteral("It is taken."));
+    gestureProblems.set({.hotkey = QStringLiteral("It is taken.")});
     EXPECT_EQ(said(), QStringLiteral("Hotkey: Ctrl + Alt + Space. It is taken."));
-    hotkeyProblem.set({});
+    gestureProblems.set({});
     settings->hotkeyKeyCode.set(48);
     EXPECT_EQ(said(), QStringLiteral("Hotkey: Ctrl + Alt + Tab"));
+}
+
+TEST_F(SettingsAccessibilityTest, WhyAGestureDoesNotWorkIsSaidAtItsControls)
+{
+    const auto said = [this](const QString& control) {
+        settle();
+        return part<QAbstractButton>(control).text(QAccessible::Description);
+    };
+    gestureProblems.set(
+        {.chord = QStringLiteral("It is taken."), .middleButton = QStringLiteral("So is it.")});
+    EXPECT_EQ(said(QStringLiteral("Option")), QStringLiteral("It is taken."));
+    EXPECT_EQ(said(QStringLiteral("Middle Mouse Button")), QStringLiteral("So is it."));
+    gestureProblems.set({});
+    EXPECT_EQ(said(QStringLiteral("Option")), QString());
 }
 
 TEST_F(SettingsAccessibilityTest, WhatThereIsToSayAboutAKeyIsSaidAtItsControls)

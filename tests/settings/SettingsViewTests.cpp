@@ -221,7 +221,7 @@ TEST_F(SettingsViewTest, ChangesAfterTheWindowIsGoneAreHarmless)
     settings->settingsSelectedTab.set(1);
     view.reset();
     settings->submitMode.set(SubmitMode::ManualSubmit);
-    hotkeyProblem.set(QStringLiteral("late"));
+    gestureProblems.set({.hotkey = QStringLiteral("late")});
     settle();
     EXPECT_EQ(permissionViews, 0);
 }

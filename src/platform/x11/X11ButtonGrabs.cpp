@@ -30,13 +30,12 @@ X11ButtonGrabs::X11ButtonGrabs(X11Connection& connection, const TapInterest& int
     , middle_(connection, X11PassiveGrab::Kind::Button)
 {}
 
-QStringList X11ButtonGrabs::install(const X11KeyboardLayout& layout)
+void X11ButtonGrabs::install(const X11KeyboardLayout& layout)
 {
     if (interest_.quickDrawModifiers != 0)
         installChord(layout);
     if (interest_.middleButton && !isMiddleInstalled_)
         installMiddle(layout);
-    return chordProblems_ + middleProblems_;
 }
 
 void X11ButtonGrabs::installChord(const X11KeyboardLayout& layout)
@@ -96,7 +95,7 @@ void X11ButtonGrabs::describeMiddle(const X11KeyboardLayout& layout)
             : layout.describeRefusals(everyModifierState(), refused, QStringLiteral("middle button"));
 }
 
-QStringList X11ButtonGrabs::retry(const X11KeyboardLayout& layout)
+void X11ButtonGrabs::retry(const X11KeyboardLayout& layout)
 {
     const auto chordBefore = chord_.refused();
     if (!chordBefore.empty() && chord_.takeRefused() != chordBefore)
@@ -104,7 +103,6 @@ QStringList X11ButtonGrabs::retry(const X11KeyboardLayout& layout)
     const auto middleBefore = middle_.refused();
     if (!middleBefore.empty() && middle_.takeRefused() != middleBefore)
         describeMiddle(layout);
-    return chordProblems_ + middleProblems_;
 }
 
 void X11ButtonGrabs::remove()

@@ -15,11 +15,14 @@ class X11ButtonGrabs {
 public:
     X11ButtonGrabs(X11Connection& connection, const TapInterest& interest);
 
-    /// Takes what the layout asks for; what is the same as before is not touched. Returns readable sentences
-    /// about what is not reserved.
-    QStringList install(const X11KeyboardLayout& layout);
-    /// Asks again for what other programs have. Returns the sentences that are true then.
-    QStringList retry(const X11KeyboardLayout& layout);
+    /// Takes what the layout asks for; what is the same as before is not touched.
+    void install(const X11KeyboardLayout& layout);
+    /// Asks again for what other programs have.
+    void retry(const X11KeyboardLayout& layout);
+    /// Readable sentences about what of the chord is not reserved, as it was when it was last asked for.
+    [[nodiscard]] const QStringList& chordProblems() const { return chordProblems_; }
+    /// The same of the middle button.
+    [[nodiscard]] const QStringList& middleButtonProblems() const { return middleProblems_; }
     /// Whether another program has any of it.
     [[nodiscard]] bool isRefused() const { return chord_.isRefused() || middle_.isRefused(); }
     void remove();

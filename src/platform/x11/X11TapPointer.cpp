@@ -52,11 +52,6 @@ X11TapPointer::X11TapPointer(X11Connection& connection, const TapInterest& inter
     , grabs_(connection, interest)
 {}
 
-QStringList X11TapPointer::install(const X11KeyboardLayout& layout)
-{
-    return grabs_.install(layout);
-}
-
 void X11TapPointer::handlePress(const xcb_input_button_press_event_t& event, const X11KeyboardLayout& layout)
 {
     if (event.detail == kMiddle) {

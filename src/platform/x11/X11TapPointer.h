@@ -28,12 +28,8 @@ public:
 
     X11TapPointer(X11Connection& connection, const TapInterest& interest, const Context& context);
 
-    /// Readable sentences about what is not reserved.
-    [[nodiscard]] QStringList install(const X11KeyboardLayout& layout);
-    /// The same for what other programs had, which is asked for again.
-    [[nodiscard]] QStringList retry(const X11KeyboardLayout& layout) { return grabs_.retry(layout); }
-    [[nodiscard]] bool isRefused() const { return grabs_.isRefused(); }
-    void remove() { grabs_.remove(); }
+    /// The buttons that it takes.
+    [[nodiscard]] X11ButtonGrabs& grabs() { return grabs_; }
 
     void handlePress(const xcb_input_button_press_event_t& event, const X11KeyboardLayout& layout);
     void handleMotion(const xcb_input_button_press_event_t& event, const X11KeyboardLayout& layout);

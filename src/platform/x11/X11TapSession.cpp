@@ -30,7 +30,7 @@ X11TapSession::~X11TapSession()
     if (hotkey_)
         hotkey_->remove();
     if (pointer_)
-        pointer_->remove();
+        pointer_->grabs().remove();
     // Returning only when the server has let go means that whoever starts next finds keys and buttons free.
     connection_->sync();
     // A press that came until then waits for its verdict, with the pointer.
@@ -66,8 +66,15 @@ EventTap::StartReport X11TapSession::setUp()
 
 EventTap::StartReport X11TapSession::installGrabs()
 {
-    const QStringList hotkeyProblems = hotkey_->install(layout_);
-    return {true, hotkeyProblems + pointer_->install(layout_), hotkeyProblems};
+    pointer_->grabs().install(layout_);
+    return reportOn(hotkey_->install(layout_));
+}
+
+EventTap::StartReport X11TapSession::reportOn(const QStringList& hotkeyProblems)
+{
+    const QStringList& chord = pointer_->grabs().chordProblems();
+    const QStringList& middleButton = pointer_->grabs().middleButtonProblems();
+    return {true, hotkeyProblems + chord + middleButton, hotkeyProblems, chord, middleButton};
 }
 
 /// From then on the state is what events say: a question would be answered ahead of those that are under way.
@@ -243,7 +250,7 @@ void X11TapSession::updateLayout()
 
 void X11TapSession::scheduleRetry()
 {
-    if (hotkey_->isRefused() || pointer_->isRefused())
+    if (hotkey_->isRefused() || pointer_->grabs().isRefused())
         nextRetry_ = Clock::now() + kRetryInterval;
     else
         nextRetry_.reset();
@@ -251,8 +258,8 @@ void X11TapSession::scheduleRetry()
 
 void X11TapSession::retryRefused()
 {
-    const QStringList hotkeyProblems = hotkey_->retry(layout_);
-    tellIfNew({true, hotkeyProblems + pointer_->retry(layout_), hotkeyProblems});
+    pointer_->grabs().retry(layout_);
+    tellIfNew(reportOn(hotkey_->retry(layout_)));
     scheduleRetry();
 }
 

@@ -47,6 +47,7 @@ private:
     void readModifiers();
     void updateFlags();
     [[nodiscard]] EventTap::StartReport installGrabs();
+    [[nodiscard]] EventTap::StartReport reportOn(const QStringList& hotkeyProblems);
     void updateLayout();
     void retryRefused();
     void tellIfNew(EventTap::StartReport report);

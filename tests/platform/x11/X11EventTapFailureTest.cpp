@@ -155,12 +155,17 @@ TEST_F(X11EventTapFailureTest, TakesTheChordAndTheMiddleButtonWhenTheirHoldersLe
     const auto report = tap_.start(interest);
     ASSERT_GE(report.problems.size(), 2);
     ASSERT_TRUE(report.hotkeyProblems.isEmpty());
+    EXPECT_EQ(report.chordProblems,
+              (QStringList{QStringLiteral("Ctrl+Alt+left button is held by another program."),
+                           QStringLiteral("Ctrl+Alt+Shift+left button is held by another program.")}));
+    EXPECT_EQ(report.chordProblems + report.middleButtonProblems, report.problems);
 
     xcb_ungrab_button(connection.get(), 1, connection.root(), XCB_MOD_MASK_ANY);
     connection.sync();
     ASSERT_TRUE(awaitCondition([this] { return tap_.reports().size() == 2; }));
     const auto remaining = tap_.reports().back();
     EXPECT_FALSE(remaining.problems.isEmpty());
+    EXPECT_EQ(remaining.middleButtonProblems, remaining.problems);
     for (const QString& problem : remaining.problems)
         EXPECT_TRUE(problem.contains(QStringLiteral("middle button"))) << problem.toStdString();
     xcb_ungrab_button(connection.get(), 2, connection.root(), XCB_MOD_MASK_ANY);

@@ -14,10 +14,13 @@
 #include "fakes/InMemoryDefaults.h"
 #include "permissions/OnboardingStepContentView.h"
 #include "support/core/EventLoop.h"
+#include "support/core/FakeSeconds.h"
 #include "support/core/LogLines.h"
 #include "support/providers/ScriptedHttpClient.h"
 
+#include <QGuiApplication>
 #include <QLabel>
+#include <QScreen>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
@@ -27,20 +30,19 @@ namespace velmo {
 /// nothing is missing.
 class LifecycleTest : public testing::Test {
 protected:
-    /// The permissions are looked at every second.
-    static constexpr std::chrono::milliseconds kTwoTicks{2500};
-
     LifecycleTest()
     {
         settings->hasCompletedOnboarding.set(true);
         auto screens = std::make_unique<FakeScreens>();
-        screens->screens = {FakeScreens::screen(QStringLiteral("screen"), 1, {0, 0, 800, 800})};
+        screens->screens = {
+            FakeScreens::screen(QGuiApplication::primaryScreen()->name(), 1, {0, 0, 800, 800})};
         screens->mainScreen = screens->screens.front();
         desktop.screens = std::move(screens);
         desktop.eventTap = own(tap);
-        desktop.displayCapture = std::make_unique<FakeDisplayCapture>();
+        desktop.displayCapture = own(capture);
+        capture->addDisplay(1, {800, 800}, QImage(800, 800, QImage::Format_RGB32));
         desktop.windowFocus = std::make_unique<FakeFocus>();
-        desktop.windowSurfaces = std::make_unique<FakeWindowSurfaces>();
+        desktop.windowSurfaces = own(windows);
         desktop.permissions = own(permissions);
         desktop.audioRecorders = std::make_unique<FakeAudioRecorders>();
         desktop.keyReader = std::make_unique<FakeKeyReader>();
@@ -57,6 +59,15 @@ protected:
     {
         delegate = std::make_unique<AppDelegate>(settings, desktop, [this]() -> HttpClient& { return http; });
         delegate->applicationDidFinishLaunching(defaults, options);
+    }
+
+    /// For whoever looks at the permissions.
+    void passSecond()
+    {
+        seconds.pass(delegate->permissionMonitor());
+        if (onboarding() != nullptr)
+            seconds.pass(*onboarding()->findChild<QTimer*>(QStringLiteral("pollTimer")));
+        settle();
     }
 
     [[nodiscard]] QWidget* settingsWindow() const { return delegate->menuBarController()->settingsWindow(); }
@@ -83,15 +94,19 @@ protected:
         return texts;
     }
 
+    FakeSeconds seconds;
     LogLines log;
     QTemporaryDir folder;
     JsonFileDefaults defaults{folder.filePath(QStringLiteral("settings.json"))};
-    std::shared_ptr<SettingsManager> settings = std::make_shared<SettingsManager>(
-        std::make_shared<InMemoryDefaults>(), std::make_shared<FakeKeychain>());
+    std::shared_ptr<FakeKeychain> keychain = std::make_shared<FakeKeychain>();
+    std::shared_ptr<SettingsManager> settings =
+        std::make_shared<SettingsManager>(std::make_shared<InMemoryDefaults>(), keychain);
     HttpScript script;
     ScriptedHttpClient http{script};
     FakeEventTap* tap = nullptr;
     FakePermissions* permissions = nullptr;
+    FakeDisplayCapture* capture = nullptr;
+    FakeWindowSurfaces* windows = nullptr;
     FakeTrayPresence* tray = nullptr;
     DesktopServices desktop;
     std::unique_ptr<AppDelegate> delegate;

@@ -68,8 +68,8 @@ struct Scene {
     const std::shared_ptr<FakeKeychain> keychain = std::make_shared<FakeKeychain>();
     const std::shared_ptr<SettingsManager> settings =
         std::make_shared<SettingsManager>(std::make_shared<InMemoryDefaults>(), keychain);
-    Published<QString> hotkeyProblem;
-    SettingsRootView view{settings, {{}, {}, {}, &hotkeyProblem}};
+    Published<GestureProblems> gestureProblems;
+    SettingsRootView view{settings, {{}, {}, {}, &gestureProblems}};
     bool keepsFocus = false;
 };
 
@@ -118,7 +118,7 @@ QPixmap troublePicture()
     Scene scene;
     const EnvironmentVariable key("ANTHROPIC_API_KEY", "key");
     scene.keychain->whenAvailable = Keychain::Availability::Locked;
-    scene.hotkeyProblem.set(QStringLiteral("Taken by another program"));
+    scene.gestureProblems.set({.hotkey = QStringLiteral("Taken by another program")});
     return onGround({scene.grab()});
 }
 

@@ -41,7 +41,7 @@ protected:
                                                 permissions = made.get();
                                                 return made;
                                             },
-                                            &hotkeyProblem});
+                                            &gestureProblems});
         DialogWindow::prepare(*view, QStringLiteral("Velmo Settings"), {520, 580});
     }
     void show() const
@@ -139,7 +139,7 @@ protected:
     const std::shared_ptr<InMemoryDefaults> defaults = std::make_shared<InMemoryDefaults>();
     const std::shared_ptr<FakeKeychain> keychain = std::make_shared<FakeKeychain>();
     const std::shared_ptr<SettingsManager> settings = std::make_shared<SettingsManager>(defaults, keychain);
-    Published<QString> hotkeyProblem;
+    Published<GestureProblems> gestureProblems;
     int sheets = 0;
     int restarts = 0;
     int permissionViews = 0;
