@@ -1,6 +1,7 @@
 #include "app/CommandLine.h"
 
 #include "app/AskCommand.h"
+#include "app/CoreDumps.h"
 #include "app/KeyCommand.h"
 #include "app/KeySources.h"
 #include "app/RemoteCommand.h"
@@ -241,6 +242,7 @@ std::optional<CommandLine> parseCommandLine(const QStringList& arguments, QStrin
 int runCommandLine(int argc, char** argv)
 {
     occupyStandardStreams();
+    forbidCoreDumps(CoreDumps::Off);
     // A reader that goes away is no reason to die: writing reports it.
     std::signal(SIGPIPE, SIG_IGN);
     // Nor is a file that may not grow any more.

@@ -1,12 +1,12 @@
 #include "app/KeyCommand.h"
 
+#include "app/CoreDumps.h"
 #include "app/KeyInput.h"
 #include "app/KeySources.h"
 #include "app/Services.h"
 #include "core/SettingsManager.h"
 
 #include <QCoreApplication>
-#include <sys/resource.h>
 
 namespace velmo {
 
@@ -104,18 +104,11 @@ ExitCode clearKey(Keychain& keychain, const KeyService& service)
     return print(lines);
 }
 
-/// Keys are in this process's memory, which is not to be left in a file when it crashes, or is made to.
-void leaveNoMemoryBehind()
-{
-    const rlimit none{0, 0};
-    setrlimit(RLIMIT_CORE, &none);
-}
-
 } // namespace
 
 ExitCode runKeyCommand(int argc, char** argv, const KeyArguments& arguments)
 {
-    leaveNoMemoryBehind();
+    forbidCoreDumps(CoreDumps::OffUntilTheEnd);
     const QCoreApplication application(argc, argv);
     QString key;
     if (arguments.action == KeyArguments::Action::Set) {
