@@ -1,5 +1,6 @@
 #include "e2e/ProgramProcess.h"
 #include "core/DebugLog.h"
+#include "support/core/CoreLimit.h"
 
 #include <csignal>
 #include <cstring>
@@ -84,6 +85,15 @@ TEST_F(ProgramProcess, ToldToEndWithItsPanelUpItGivesTheKeyboardBackFirst)
     EXPECT_TRUE(awaitCondition([this] { return client_->hasFocus(); }));
     display().stopCompositor();
     expectDesktopWorks();
+}
+
+TEST_F(ProgramProcess, NoMemoryIsLeftInAFileWhenItCrashes)
+{
+    if (!allowCoreDumps(process_))
+        GTEST_SKIP() << "nothing may be left here by anybody";
+    launchAndAwait();
+    // At nothing, programs that collect crashes would still get it.
+    EXPECT_EQ(coreLimitOf(process_.processId()).rlim_cur, 1U);
 }
 
 TEST_F(ProgramProcess, TellsEachCombinationThatAnotherProgramHolds)
