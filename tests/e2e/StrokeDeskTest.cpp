@@ -2,6 +2,7 @@
 
 #include <QFile>
 #include <QTemporaryDir>
+#include <xcb/xtest.h>
 
 namespace velmo::test {
 namespace {
@@ -281,6 +282,26 @@ TEST_F(MiddleDesk, GivesBackEachOfAHundredQuickClicks)
     settle();
     EXPECT_EQ(clientPresses(kMiddle), kClicks);
     EXPECT_EQ(clientReleases(kMiddle), kClicks);
+    EXPECT_THAT(told_, IsEmpty());
+}
+
+/// The window manager holds each click on an application until it has looked at it.
+TEST_F(MiddleDesk, GivesASecondClickBackWhileTheManagerStillLooksAtTheFirst)
+{
+    startMonitor();
+    // While nobody else is served, both clicks come to the monitor before it can give back the first.
+    const auto hand = X11Connection::open();
+    xcb_grab_server(hand->get());
+    for (int click = 0; click < 2; ++click) {
+        for (const auto type : {uint8_t{XCB_BUTTON_PRESS}, uint8_t{XCB_BUTTON_RELEASE}})
+            xcb_test_fake_input(hand->get(), type, kMiddle, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
+    }
+    xcb_ungrab_server(hand->get());
+    hand->sync();
+    EXPECT_TRUE(awaitCondition([this] { return clientReleases(kMiddle) >= 2; }));
+    settle();
+    EXPECT_EQ(clientPresses(kMiddle), 2);
+    EXPECT_EQ(clientReleases(kMiddle), 2);
     EXPECT_THAT(told_, IsEmpty());
 }
 

@@ -12,6 +12,9 @@ namespace {
 constexpr quint8 kLeft = 1;
 constexpr quint8 kMiddle = 2;
 
+/// How soon the buttons are looked at again while a click waits for them: not to be felt.
+constexpr std::chrono::milliseconds kAttemptInterval{20};
+
 /// The bit of a button among those that an event says are down.
 constexpr quint32 bit(quint32 button)
 {
@@ -85,25 +88,35 @@ void X11TapPointer::handleRelease(const xcb_input_button_press_event_t& event,
         static_cast<void>(report(TapEventType::LeftMouseUp, event, layout, 0));
     if (context_.replayRequested.exchange(false))
         clicksToGiveBack_.push_back({wholePixels(event.root_x), wholePixels(event.root_y)});
+    clicksPointer_ = event.deviceid;
     if (!clicksToGiveBack_.empty())
-        giveBackClicks(event.deviceid);
+        giveBackClicks();
 }
 
 /// The press that was held back cannot be sent on, so the whole click is made again. Our own hold on the
 /// button is off meanwhile, and all of it goes out at once, so that the user's next press finds it on again.
-void X11TapPointer::giveBackClicks(xcb_input_device_id_t pointer)
+/// Nobody else is served in between, however long this thread is kept from running: a press that another
+/// program makes after the look at the buttons would be taken for the click's, and be released with it.
+void X11TapPointer::giveBackClicks()
 {
     xcb_connection_t* xcb = connection_.get();
+    nextAttempt_.reset();
     // What is made goes to the pointer that it came from, where there are several.
-    xcb_input_xi_set_client_pointer(xcb, XCB_NONE, pointer);
-    const auto state = xcb_query_pointer(xcb, connection_.root());
+    xcb_input_xi_set_client_pointer(xcb, XCB_NONE, clicksPointer_);
     const auto mapping = xcb_get_pointer_mapping(xcb);
-    const auto now = connection_.await(xcb_query_pointer_reply, state);
+    xcb_grab_server(xcb);
+    const auto state = xcb_query_pointer(xcb, connection_.root());
     const quint8 button = physicalButton(connection_.await(xcb_get_pointer_mapping_reply, mapping).get());
-    // While a button is down the pointer belongs to somebody, us most likely, and the middle one cannot be
-    // pressed twice. That press comes to us with its release, and the click waits for it.
-    if (!now || (now->mask & kAnyButton) != 0)
+    const auto now = connection_.await(xcb_query_pointer_reply, state);
+    // While a button is down the pointer belongs to somebody, and the middle one cannot be pressed twice. If
+    // it is ours, its release comes to us; but a window manager may also hold the click that was given back
+    // just before, until it has looked at it.
+    if (!now || (now->mask & kAnyButton) != 0) {
+        nextAttempt_ = Clock::now() + kAttemptInterval;
+        xcb_ungrab_server(xcb);
+        xcb_flush(xcb);
         return;
+    }
     const PixelPoint here{now->root_x, now->root_y};
     PixelPoint pointerPlace = here;
     const auto moveTo = [&](PixelPoint place) {
@@ -122,6 +135,7 @@ void X11TapPointer::giveBackClicks(xcb_input_device_id_t pointer)
     }
     moveTo(here);
     grabs_.resumeMiddle();
+    xcb_ungrab_server(xcb);
     xcb_flush(xcb);
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/Clock.h"
 #include "platform/EventTap.h"
 #include "platform/x11/X11ButtonGrabs.h"
 #include "platform/x11/X11EventClock.h"
@@ -7,6 +8,7 @@
 #include "platform/x11/X11PointerSpace.h"
 
 #include <atomic>
+#include <optional>
 #include <vector>
 
 namespace velmo {
@@ -35,15 +37,21 @@ public:
     void handleMotion(const xcb_input_button_press_event_t& event, const X11KeyboardLayout& layout);
     void handleRelease(const xcb_input_button_press_event_t& event, const X11KeyboardLayout& layout);
 
+    /// Gives back the clicks that could not be, if they can be now.
+    void giveBackClicks();
+    /// When to try that; nothing while no click waits.
+    [[nodiscard]] std::optional<Clock::TimePoint> nextAttempt() const { return nextAttempt_; }
+
 private:
     [[nodiscard]] TapVerdict report(TapEventType type, const xcb_input_button_press_event_t& event,
                                     const X11KeyboardLayout& layout, int buttonNumber) const;
-    void giveBackClicks(xcb_input_device_id_t pointer);
 
     X11Connection& connection_;
     Context context_;
     X11ButtonGrabs grabs_;
     std::vector<PixelPoint> clicksToGiveBack_; ///< Where each was released.
+    xcb_input_device_id_t clicksPointer_ = 0;  ///< Which pointer made them.
+    std::optional<Clock::TimePoint> nextAttempt_;
 };
 
 } // namespace velmo

@@ -125,6 +125,10 @@ bool X11TapSession::run()
             retryRefused();
             continue;
         }
+        if (const auto attempt = pointer_->nextAttempt(); attempt && Clock::now() >= *attempt) {
+            pointer_->giveBackClicks();
+            continue;
+        }
         waitForInput();
     }
 }
@@ -134,9 +138,12 @@ void X11TapSession::waitForInput() const
     std::array<pollfd, 2> waits{
         {{connection_->fileDescriptor(), POLLIN, 0}, {controls_.stopDescriptor, POLLIN, 0}}};
     int timeout = -1;
-    if (nextRetry_) {
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(*nextRetry_ - Clock::now());
-        timeout = static_cast<int>(std::clamp<int64_t>(left.count(), 0, kRetryInterval.count()));
+    for (const auto& next : {nextRetry_, pointer_->nextAttempt()}) {
+        if (!next)
+            continue;
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(*next - Clock::now());
+        const int wait = static_cast<int>(std::clamp<int64_t>(left.count(), 0, kRetryInterval.count()));
+        timeout = timeout < 0 ? wait : std::min(timeout, wait);
     }
     xcb_flush(connection_->get());
     poll(waits.data(), waits.size(), timeout);

@@ -97,7 +97,8 @@ void InputDriver::letGo(std::initializer_list<const char*> keys)
 
 void InputDriver::click(int button)
 {
-    pressButton(button);
+    // Together: a click is quick however slow this process is.
+    post(XCB_BUTTON_PRESS, static_cast<uint8_t>(button));
     releaseButton(button);
 }
 
