@@ -5,6 +5,7 @@
 #include "core/Console.h"
 #include "core/DebugLog.h"
 #include "core/SettingsManager.h"
+#include "core/Text.h"
 #include "core/async/TaskScope.h"
 #include "core/async/WorkerPool.h"
 #include "providers/AnthropicProvider.h"
@@ -14,7 +15,6 @@
 #include <QCoreApplication>
 #include <QFile>
 #include <cerrno>
-#include <cstring>
 #include <unistd.h>
 
 namespace velmo {
@@ -63,7 +63,7 @@ async::Task<ExitCode> ask(Question question, std::shared_ptr<LLMProvider> provid
         for (const QString& piece : batch) {
             if (!printText(piece)) {
                 printError(QStringLiteral("velmo: could not write to standard output: ") +
-                           QString::fromLocal8Bit(std::strerror(errno)));
+                           systemErrorText(errno));
                 co_return ExitCode::Failed;
             }
             if (!piece.isEmpty())

@@ -2,6 +2,7 @@
 
 #include <QStringDecoder>
 #include <QTextBoundaryFinder>
+#include <system_error>
 
 namespace velmo {
 
@@ -96,6 +97,11 @@ QString uuidText(const QUuid& id)
 QString withoutSecret(QString text, const QString& secret)
 {
     return secret.isEmpty() ? text : text.replace(secret, QStringLiteral("***"));
+}
+
+QString systemErrorText(int error)
+{
+    return QString::fromLocal8Bit(std::generic_category().message(error).c_str());
 }
 
 } // namespace velmo

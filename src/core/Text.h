@@ -24,6 +24,9 @@ namespace velmo {
 /// must not reach the log or the transcript. Nothing is replaced for an empty secret.
 [[nodiscard]] QString withoutSecret(QString text, const QString& secret);
 
+/// What the system says of one of its error numbers, without a full stop.
+[[nodiscard]] QString systemErrorText(int error);
+
 [[nodiscard]] inline QString boolText(bool value)
 {
     return value ? QStringLiteral("true") : QStringLiteral("false");

@@ -1,24 +1,23 @@
 #include "support/app/AskTest.h"
+#include "support/core/EmptyNetwork.h"
 
 namespace velmo {
 
 namespace {
 
-/// Runs the script in a network of its own that nothing leads out of.
-QStringList inEmptyNetwork(const QString& script)
+QStringList shell(const QString& script)
 {
-    return {QStringLiteral("-rn"), QStringLiteral("sh"), QStringLiteral("-c"), script};
+    return {QStringLiteral("sh"), QStringLiteral("-c"), script};
 }
 
 } // namespace
 
-/// Without a network. The kernel may not let a test make an empty one, as in some containers.
+/// Without a network.
 class AskOfflineTest : public AskTest {
 protected:
     void SetUp() override
     {
-        if (QProcess::execute(QStringLiteral("unshare"),
-                              inEmptyNetwork(QStringLiteral("ip link set lo up"))) != 0)
+        if (!test::EmptyNetwork::isPossible(shell(QStringLiteral("ip link set lo up"))))
             GTEST_SKIP() << "no network can be made for this test";
         AskTest::SetUp();
         environment.insert(QStringLiteral("VELMO"), QStringLiteral(VELMO_EXECUTABLE));
@@ -29,7 +28,7 @@ protected:
         environment.insert(QStringLiteral("ANTHROPIC_BASE_URL"), baseUrl);
         QProcess process;
         process.setProcessEnvironment(environment);
-        process.start(QStringLiteral("unshare"), inEmptyNetwork(script));
+        process.start(test::EmptyNetwork::kProgram, test::EmptyNetwork::arguments(shell(script)));
         return finish(process);
     }
 

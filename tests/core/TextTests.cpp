@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <limits>
 
 namespace velmo {
@@ -118,6 +119,12 @@ TEST(TextTest, SecretsAreBlanked)
     EXPECT_EQ(withoutSecret(QStringLiteral("key=abc, abcabc"), QStringLiteral("abc")), u"key=***, ******");
     EXPECT_EQ(withoutSecret(QStringLiteral("ABC"), QStringLiteral("abc")), u"ABC");
     EXPECT_EQ(withoutSecret(QStringLiteral("text"), QString()), u"text");
+}
+
+TEST(TextTest, TheSystemsErrorsHaveWords)
+{
+    EXPECT_EQ(systemErrorText(ENOENT), u"No such file or directory");
+    EXPECT_EQ(systemErrorText(ENOSPC), u"No space left on device");
 }
 
 TEST(TextTest, TruthIsSpelledOut)

@@ -1,5 +1,6 @@
 #include "platform/linux/AacFile.h"
 
+#include "core/Text.h"
 #include "platform/linux/AvLibraries.h"
 #include "platform/linux/OwnedFile.h"
 
@@ -7,18 +8,12 @@
 #include <array>
 #include <cmath>
 #include <span>
-#include <system_error>
 
 namespace velmo {
 
 namespace {
 
 constexpr int kBufferSize = 32 * 1024;
-
-QString textOf(int systemError)
-{
-    return QString::fromLocal8Bit(std::system_category().message(systemError).c_str()) + u'.';
-}
 
 /// The libraries would print on standard error what is told by other means.
 void silenceLibraries()
@@ -86,9 +81,9 @@ Result<std::unique_ptr<AacFile>, PlatformError> AacFile::create(const QString& p
     int error = 0;
     auto owned = OwnedFile::create(path, error);
     if (!owned)
-        return Failure{
-            PlatformError{PlatformError::Kind::Failed,
-                          QStringLiteral("The recording's file could not be created: ") + textOf(error)}};
+        return Failure{PlatformError{PlatformError::Kind::Failed,
+                                     QStringLiteral("The recording's file could not be created: ") +
+                                         systemErrorText(error) + u'.'}};
     std::unique_ptr<AacFile> file(new AacFile(std::move(owned), settings));
     if (!file->openEncoder() || !file->openContainer())
         return Failure{file->error_.value_or(PlatformError{
@@ -239,9 +234,9 @@ void AacFile::note(int status)
     if (error_ || (status >= 0 && file_->error() == 0))
         return;
     if (file_->error() != 0) {
-        error_ =
-            PlatformError{PlatformError::Kind::Failed,
-                          QStringLiteral("The recording could not be written: ") + textOf(file_->error())};
+        error_ = PlatformError{PlatformError::Kind::Failed,
+                               QStringLiteral("The recording could not be written: ") +
+                                   systemErrorText(file_->error()) + u'.'};
         return;
     }
     std::array<char, AV_ERROR_MAX_STRING_SIZE> text{};

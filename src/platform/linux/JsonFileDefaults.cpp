@@ -1,6 +1,7 @@
 #include "platform/linux/JsonFileDefaults.h"
 
 #include "core/Identity.h"
+#include "core/Text.h"
 #include "core/async/MainLoop.h"
 #include "platform/linux/FileLock.h"
 
@@ -11,7 +12,6 @@
 #include <QSaveFile>
 #include <QStandardPaths>
 #include <cerrno>
-#include <cstring>
 #include <sys/stat.h>
 #include <utility>
 
@@ -27,18 +27,13 @@ constexpr qint64 kMaximumBytes = qint64(16) * 1024 * 1024;
 
 using ReadOutcome = JsonFileDefaults::Content;
 
-QString systemText(int error)
-{
-    return QString::fromLocal8Bit(std::strerror(error));
-}
-
 ReadOutcome readFile(const QString& path)
 {
     struct stat status {};
     if (stat(QFile::encodeName(path).constData(), &status) != 0) {
         if (errno == ENOENT)
             return {};
-        return {{}, systemText(errno)};
+        return {{}, systemErrorText(errno)};
     }
     // Opening a pipe would wait for somebody to write to it.
     if (!S_ISREG(status.st_mode))
@@ -124,7 +119,8 @@ struct JsonFileDefaults::Writer {
         if (error != 0)
             return QStringLiteral("Settings could not be saved: ") + path +
                    QStringLiteral(" cannot be locked (") +
-                   (wasLocked ? QStringLiteral("another program has the lock") : systemText(error)) + u')';
+                   (wasLocked ? QStringLiteral("another program has the lock") : systemErrorText(error)) +
+                   u')';
 
         ReadOutcome existing = readFile(path);
         QString problem = existing.problem.isEmpty() ? QString() : moveAside(path, existing.problem);

@@ -1,9 +1,9 @@
 #include "platform/linux/LinuxApplicationInstance.h"
 
+#include "core/Text.h"
 #include "platform/linux/InstanceMessages.h"
 
 #include <cerrno>
-#include <cstring>
 #include <poll.h>
 #include <sys/syscall.h>
 #include <thread>
@@ -111,7 +111,7 @@ std::optional<RemoteOutcome> LinuxApplicationInstance::claimSocket(std::optional
         }
         if (!place.error().isTaken) {
             report(QStringLiteral("A second start cannot be told from the first: ") +
-                   QString::fromLocal8Bit(std::strerror(place.error().error)));
+                   systemErrorText(place.error().error));
             return std::nullopt;
         }
         // Whoever is ending does nothing any more, and will soon be out of the way.

@@ -1,9 +1,9 @@
 #include "platform/linux/PrivateFolder.h"
 
 #include "core/Identity.h"
+#include "core/Text.h"
 
 #include <cerrno>
-#include <cstring>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -41,11 +41,11 @@ Result<PrivateFolder, QString> PrivateFolder::openIn(const QByteArray& parent, c
                        QStringLiteral(" cannot be used: ") + reason};
     };
     if (mkdir(path.constData(), kOwnerOnly) != 0 && errno != EEXIST)
-        return failure(QString::fromLocal8Bit(std::strerror(errno)));
+        return failure(systemErrorText(errno));
     FileDescriptor descriptor(::open(path.constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     struct stat status {};
     if (!descriptor.isValid() || fstat(descriptor.get(), &status) != 0)
-        return failure(QString::fromLocal8Bit(std::strerror(errno)));
+        return failure(systemErrorText(errno));
     if (status.st_uid != geteuid())
         return failure(QStringLiteral("it belongs to somebody else"));
     if ((status.st_mode & kOthers) != 0)

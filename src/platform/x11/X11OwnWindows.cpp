@@ -31,12 +31,8 @@ std::vector<Candidate> childrenOf(X11Connection& connection, const std::vector<C
         cookies.push_back(xcb_query_tree(connection.get(), parent.window));
     std::vector<Candidate> children;
     for (std::size_t i = 0; i < parents.size(); ++i) {
-        const auto tree = connection.await(xcb_query_tree_reply, cookies[i]);
-        if (!tree)
-            continue;
-        const auto* first = xcb_query_tree_children(tree.get());
-        for (int child = 0; child < xcb_query_tree_children_length(tree.get()); ++child)
-            children.push_back({first[child], parents[i].topLevel});
+        for (const xcb_window_t child : awaitChildren(connection.get(), cookies[i]))
+            children.push_back({child, parents[i].topLevel});
     }
     return children;
 }

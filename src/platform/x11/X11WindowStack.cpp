@@ -10,12 +10,7 @@ namespace {
 
 std::vector<xcb_window_t> childrenOfRoot(X11Connection& connection)
 {
-    const auto tree =
-        connection.await(xcb_query_tree_reply, xcb_query_tree(connection.get(), connection.root()));
-    if (!tree)
-        return {};
-    const auto* first = xcb_query_tree_children(tree.get());
-    return {first, first + xcb_query_tree_children_length(tree.get())};
+    return awaitChildren(connection.get(), xcb_query_tree(connection.get(), connection.root()));
 }
 
 bool isVisible(const xcb_get_window_attributes_reply_t* attributes)

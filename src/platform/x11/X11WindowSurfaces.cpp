@@ -26,15 +26,6 @@ xcb_window_t windowOf(const QWidget& widget)
     return static_cast<xcb_window_t>(widget.window()->winId());
 }
 
-std::vector<xcb_window_t> childrenOf(xcb_connection_t* connection, xcb_window_t window)
-{
-    const auto tree = awaitReply(connection, xcb_query_tree_reply, xcb_query_tree(connection, window));
-    if (!tree)
-        return {};
-    const auto* first = xcb_query_tree_children(tree.get());
-    return {first, first + xcb_query_tree_children_length(tree.get())};
-}
-
 /// The window itself or, where a window manager frames it, the outermost frame.
 xcb_window_t topLevelOf(xcb_connection_t* connection, xcb_window_t window)
 {
@@ -75,7 +66,7 @@ std::vector<xcb_window_t> shownOwnWindows(xcb_connection_t* connection, xcb_wind
         if (window->isVisible() && window->flags().testFlag(Qt::BypassWindowManagerHint))
             own.insert(static_cast<xcb_window_t>(window->winId()));
     }
-    auto stack = childrenOf(connection, toolkitScreen(connection).root);
+    auto stack = awaitChildren(connection, xcb_query_tree(connection, toolkitScreen(connection).root));
     if (const auto found = std::ranges::find(stack, below); found != stack.end())
         stack.erase(stack.begin(), found);
     std::erase_if(stack, [&](xcb_window_t window) { return !own.contains(window); });

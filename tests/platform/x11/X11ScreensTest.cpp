@@ -60,6 +60,22 @@ protected:
         connection.sync();
     }
 
+    /// What is left of the one, and that the other is whole.
+    void expectWest(const ScreenRect& visible)
+    {
+        const auto all = screens_.all();
+        ASSERT_EQ(all.size(), 2U);
+        EXPECT_EQ(all[0].visibleFrame, visible);
+        EXPECT_EQ(all[1].visibleFrame, all[1].frame);
+    }
+    void expectEast(const ScreenRect& visible)
+    {
+        const auto all = screens_.all();
+        ASSERT_EQ(all.size(), 2U);
+        EXPECT_EQ(all[0].visibleFrame, all[0].frame);
+        EXPECT_EQ(all[1].visibleFrame, visible);
+    }
+
     X11Screens screens_;
 };
 
@@ -98,9 +114,7 @@ TEST_F(X11ScreensTest, TakesAPanelOffItsOwnScreenOnly)
     ASSERT_TRUE(display().startWindowManager());
     const BottomPanel panel;
     EXPECT_TRUE(awaitCondition([this] { return screens_.all()[0].visibleFrame.y > 0; }));
-    const auto all = screens_.all();
-    EXPECT_EQ(all[0].visibleFrame, (ScreenRect{0, 40, 1000, 1040}));
-    EXPECT_EQ(all[1].visibleFrame, all[1].frame);
+    expectWest({0, 40, 1000, 1040});
 }
 
 TEST_F(X11ScreensTest, TakesAPanelOffWhereNoWorkAreaIsPublished)
@@ -118,10 +132,7 @@ TEST_F(X11ScreensTest, TakesAPanelOffItsOwnScreenOnlyWhereNoWorkAreaIsPublished)
     const SplitMonitors monitors;
     ASSERT_TRUE(monitors.awaitToolkit());
     const BottomPanel panel;
-    const auto all = screens_.all();
-    ASSERT_EQ(all.size(), 2U);
-    EXPECT_EQ(all[0].visibleFrame, (ScreenRect{0, 40, 1000, 1040}));
-    EXPECT_EQ(all[1].visibleFrame, all[1].frame);
+    expectWest({0, 40, 1000, 1040});
 }
 
 TEST_F(X11ScreensTest, APanelBetweenTwoScreensIsOnOneOfThemOnly)
@@ -134,10 +145,7 @@ TEST_F(X11ScreensTest, APanelBetweenTwoScreensIsOnOneOfThemOnly)
     // Depths are counted from the desktop's edge, across the other screen.
     publish(panel.connection(), panel.window(), "_NET_WM_STRUT_PARTIAL",
             {1040, 0, 0, 0, 200, 999, 0, 0, 0, 0, 0, 0});
-    const auto all = screens_.all();
-    ASSERT_EQ(all.size(), 2U);
-    EXPECT_EQ(all[0].visibleFrame, all[0].frame);
-    EXPECT_EQ(all[1].visibleFrame, (ScreenRect{1040, 80, 880, 800}));
+    expectEast({1040, 80, 880, 800});
 }
 
 TEST_F(X11ScreensTest, TakesAPanelOffThatIsInAFrame)
@@ -198,17 +206,11 @@ TEST_F(X11ScreensTest, KeepsAnOldKindOfPanelOffTheOtherScreens)
     };
     {
         const BottomPanel panel("_NET_WM_STRUT", bottomOf(SplitMonitors::kWest), 100);
-        const auto all = screens_.all();
-        ASSERT_EQ(all.size(), 2U);
-        EXPECT_EQ(all[0].visibleFrame, (ScreenRect{0, 100, 1000, 980}));
-        EXPECT_EQ(all[1].visibleFrame, all[1].frame);
+        expectWest({0, 100, 1000, 980});
     }
     const BottomPanel panel("_NET_WM_STRUT", bottomOf(SplitMonitors::kEast), 100);
-    const auto all = screens_.all();
-    ASSERT_EQ(all.size(), 2U);
-    EXPECT_EQ(all[0].visibleFrame, all[0].frame);
     // That monitor ends 80 pixels above the desktop's edge.
-    EXPECT_EQ(all[1].visibleFrame, (ScreenRect{1000, 100, 920, 780}));
+    expectEast({1000, 100, 920, 780});
 }
 
 TEST_F(X11ScreensTest, TakesAShortPanelOffTheEdgeThatItClaims)
