@@ -26,7 +26,7 @@ run: build
 test: deps
 	@cmake --preset dev
 	@cmake --build --preset dev --parallel $(JOBS)
-	@ctest --preset dev --parallel $(JOBS)
+	@scripts/test dev $(JOBS)
 
 bench: deps
 	@scripts/install-packages scripts/packages-bench.txt
