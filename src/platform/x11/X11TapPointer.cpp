@@ -58,9 +58,12 @@ X11TapPointer::X11TapPointer(X11Connection& connection, const TapInterest& inter
 void X11TapPointer::handlePress(const xcb_input_button_press_event_t& event, const X11KeyboardLayout& layout)
 {
     if (event.detail == kMiddle) {
+        nextAttempt_.reset(); // Its release comes here, too, and is the time for it.
         static_cast<void>(report(TapEventType::OtherMouseDown, event, layout, kMiddleButton));
     } else if (event.detail == kLeft) {
         const TapVerdict verdict = report(TapEventType::LeftMouseDown, event, layout, 0);
+        if (verdict == TapVerdict::Swallow)
+            nextAttempt_.reset();
         // The pointer stands still until somebody has the press.
         const uint8_t mode = verdict == TapVerdict::Swallow ? XCB_INPUT_EVENT_MODE_ASYNC_DEVICE
                                                             : XCB_INPUT_EVENT_MODE_REPLAY_DEVICE;
@@ -89,7 +92,8 @@ void X11TapPointer::handleRelease(const xcb_input_button_press_event_t& event,
     if (context_.replayRequested.exchange(false))
         clicksToGiveBack_.push_back({wholePixels(event.root_x), wholePixels(event.root_y)});
     clicksPointer_ = event.deviceid;
-    if (!clicksToGiveBack_.empty())
+    // Until the last button is up the next release comes here.
+    if (!clicksToGiveBack_.empty() && (buttonsDown(event) & ~bit(event.detail)) == 0)
         giveBackClicks();
 }
 
@@ -108,9 +112,9 @@ void X11TapPointer::giveBackClicks()
     const auto state = xcb_query_pointer(xcb, connection_.root());
     const quint8 button = physicalButton(connection_.await(xcb_get_pointer_mapping_reply, mapping).get());
     const auto now = connection_.await(xcb_query_pointer_reply, state);
-    // While a button is down the pointer belongs to somebody, and the middle one cannot be pressed twice. If
-    // it is ours, its release comes to us; but a window manager may also hold the click that was given back
-    // just before, until it has looked at it.
+    // While a button is down the pointer belongs to somebody, and the middle one cannot be pressed twice. It
+    // may be a press that is still on its way here; or a window manager holds the click that was given back
+    // just before until it has looked at it, and nobody tells when it is done.
     if (!now || (now->mask & kAnyButton) != 0) {
         nextAttempt_ = Clock::now() + kAttemptInterval;
         xcb_ungrab_server(xcb);

@@ -39,7 +39,7 @@ public:
 
     /// Gives back the clicks that could not be, if they can be now.
     void giveBackClicks();
-    /// When to try that; nothing while no click waits.
+    /// When to try that; nothing while no click waits, or an event is certain to come first.
     [[nodiscard]] std::optional<Clock::TimePoint> nextAttempt() const { return nextAttempt_; }
 
 private:
