@@ -204,6 +204,11 @@ bool printText(const QString& text)
     return true;
 }
 
+ExitCode printResult(const QString& text)
+{
+    return printText(text) ? ExitCode::Done : ExitCode::Failed;
+}
+
 void printError(const QString& text)
 {
     const QByteArray line = text.toUtf8() + '\n';
@@ -271,11 +276,9 @@ int runCommandLine(int argc, char** argv)
     case CommandLine::Verb::Doctor:
         return static_cast<int>(runDoctorCommand(argc, argv, line->doctorFormat));
     case CommandLine::Verb::Help:
-        std::fputs(kUsage, stdout);
-        return static_cast<int>(ExitCode::Done);
+        return static_cast<int>(printResult(QString::fromUtf8(kUsage)));
     case CommandLine::Verb::Version:
-        std::fputs("velmo " VELMO_VERSION "\n", stdout);
-        return static_cast<int>(ExitCode::Done);
+        return static_cast<int>(printResult(QStringLiteral("velmo " VELMO_VERSION "\n")));
     }
     return static_cast<int>(ExitCode::Failed);
 }

@@ -56,6 +56,9 @@ struct CommandLine {
 /// when it cannot be written: nobody reads any more, or the disk is full.
 [[nodiscard]] bool printText(const QString& text);
 
+/// The same where nothing else is left to do.
+[[nodiscard]] ExitCode printResult(const QString& text);
+
 /// Writes a line to standard error, for whoever typed the command.
 void printError(const QString& text);
 

@@ -23,11 +23,6 @@ const KeyService& serviceOf(const QString& name)
     Q_UNREACHABLE();
 }
 
-ExitCode print(const QString& lines)
-{
-    return printText(lines) ? ExitCode::Done : ExitCode::Failed;
-}
-
 ExitCode tellStatus(Keychain& keychain)
 {
     constexpr int kColumn = 11;
@@ -41,7 +36,7 @@ ExitCode tellStatus(Keychain& keychain)
     const auto availability = keychain.availability();
     if (availability != Keychain::Availability::Available)
         lines += description(availability) + u'\n';
-    return print(lines);
+    return printResult(lines);
 }
 
 /// Waits for the user, or for a slow keyring, where a write does.
@@ -86,7 +81,8 @@ ExitCode setKey(Keychain& keychain, const KeyService& service, const QString& ke
     const Status status = settled(SettingsManager::shared()->keychainWrite(service.account, key));
     if (status != Status::Success)
         return explainFailure(keychain, status, QStringLiteral("stored"));
-    return print(QStringLiteral("The key for ") + service.title + QStringLiteral(" is in the keyring.\n"));
+    return printResult(QStringLiteral("The key for ") + service.title +
+                       QStringLiteral(" is in the keyring.\n"));
 }
 
 ExitCode clearKey(Keychain& keychain, const KeyService& service)
@@ -101,7 +97,7 @@ ExitCode clearKey(Keychain& keychain, const KeyService& service)
     if (settings->keySource(service.account) == KeySource::Environment)
         lines +=
             SettingsManager::environmentKeyName(service.account) + QStringLiteral(" still supplies one.\n");
-    return print(lines);
+    return printResult(lines);
 }
 
 } // namespace
@@ -121,6 +117,8 @@ ExitCode runKeyCommand(int argc, char** argv, const KeyArguments& arguments)
         key = std::move(input.value());
     }
     Services program(Services::Waiting::CommandLine);
+    for (const QString& problem : program.defaults().takeProblems())
+        printError(QStringLiteral("velmo: ") + problem);
     switch (arguments.action) {
     case KeyArguments::Action::Set:
         return setKey(program.keychain(), serviceOf(arguments.name), key);

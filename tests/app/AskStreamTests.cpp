@@ -138,6 +138,13 @@ TEST_F(AskStreamTest, HelpAndVersionGoToStandardOutput)
         EXPECT_EQ(result.exitCode, 0);
         EXPECT_TRUE(result.output.contains(option == QByteArray("--help") ? "velmo ask" : "velmo 0."));
         EXPECT_EQ(result.errors, "");
+
+        QProcess unheard;
+        prepare(unheard, {});
+        unheard.setArguments({QString::fromLatin1(option)});
+        unheard.setStandardOutputFile(QStringLiteral("/dev/full"));
+        unheard.start();
+        EXPECT_EQ(finish(unheard).exitCode, 1) << "nobody was told";
     }
 }
 

@@ -2,6 +2,9 @@
 #include "support/app/KeyTest.h"
 #include "support/keyring/ScriptedKeyring.h"
 
+#include <QDir>
+#include <QTemporaryDir>
+
 namespace velmo {
 
 class KeyCommandTest : public KeyTest {
@@ -158,6 +161,22 @@ TEST_F(KeyCommandTest, AKeyringThatIsSwitchedOffStaysAsItIs)
     EXPECT_TRUE(told.contains("anthropic  none (ANTHROPIC_API_KEY is not set)\n")) << told.toStdString();
     EXPECT_TRUE(told.contains("The keyring is switched off")) << told.toStdString();
     EXPECT_EQ(stored(), "before");
+}
+
+TEST_F(KeyCommandTest, ABrokenSettingsFileIsSaidAndStopsNothing)
+{
+    QTemporaryDir home;
+    ASSERT_TRUE(QDir(home.path()).mkdir(QStringLiteral("velmo")));
+    QFile file(home.filePath(QStringLiteral("velmo/settings.json")));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write("{\"selectedProvider\": \"ope");
+    file.close();
+    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), home.path());
+    const KeyResult result = run({QStringLiteral("status")});
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_TRUE(result.errors.startsWith("velmo: Settings file ")) << result.errors.constData();
+    EXPECT_TRUE(QFile::exists(home.filePath(QStringLiteral("velmo/settings.json.bad"))));
+    EXPECT_EQ(run({QStringLiteral("status")}).errors, "") << "said once";
 }
 
 TEST_F(KeyCommandTest, AKeyOnTheCommandLineIsRefusedAndNotRepeated)
