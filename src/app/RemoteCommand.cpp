@@ -51,7 +51,8 @@ ExitCode runRemoteCommand(RemoteVerb verb)
     // Whoever wants it ended has what he wants.
     if (verb == RemoteVerb::Quit && outcome.kind == RemoteOutcome::Kind::NobodyRuns)
         return ExitCode::Done;
-    const ExitCode code = explain(outcome);
+    const bool isEnding = verb == RemoteVerb::Quit && outcome.reply.isEnding;
+    const ExitCode code = isEnding ? ExitCode::Done : explain(outcome);
     if (verb != RemoteVerb::Quit || code != ExitCode::Done || outcome.processID <= 0 ||
         instance.awaitEnd(outcome.processID, kQuitPatience))
         return code;

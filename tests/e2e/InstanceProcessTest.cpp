@@ -15,6 +15,7 @@
 #include <csignal>
 #include <gmock/gmock.h>
 #include <memory>
+#include <sys/wait.h>
 #include <vector>
 
 namespace velmo::test {
@@ -172,6 +173,23 @@ TEST_F(InstanceProcess, QuitReturnsWhenTheProgramIsGone)
     EXPECT_EQ(first.exitCode(), 0);
     EXPECT_EQ(kill(process, 0), -1);
     EXPECT_EQ(run({QStringLiteral("quit")}).exitCode, 0) << "what is wanted is so already";
+}
+
+TEST_F(InstanceProcess, QuitWaitsForAnEndThatHasBegunAlready)
+{
+    QProcess& first = launchAndAwait();
+    EXPECT_EQ(run({QStringLiteral("annotate")}).exitCode, 0);
+    ASSERT_TRUE(awaitLines("[Session] Begin annotation session"));
+    // The session's end is seen out, so the farewell is under way when the command comes.
+    first.terminate();
+    ASSERT_TRUE(awaitLines("[Session] Session cancelled and state reset"));
+    const Result result = run({QStringLiteral("quit")});
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.errors, "");
+    siginfo_t end{};
+    ASSERT_EQ(waitid(P_PID, static_cast<id_t>(first.processId()), &end, WEXITED | WNOHANG | WNOWAIT), 0);
+    EXPECT_EQ(end.si_pid, first.processId()) << "it has ended by then";
+    ASSERT_TRUE(awaitEnd(first));
 }
 
 TEST_F(InstanceProcess, WhereNothingRunsThereIsNothingToCancel)
