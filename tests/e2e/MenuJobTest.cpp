@@ -110,6 +110,25 @@ TEST_F(MenuJob, ARecordedHotkeyTakesTheFormersPlace)
     EXPECT_TRUE(awaitState(SessionState::Idle));
 }
 
+TEST_F(MenuJob, ARecordedHotkeyThatIsStillHeldAsksNothing)
+{
+    ASSERT_TRUE(host_.start());
+    startProgram();
+    ASSERT_TRUE(awaitItem());
+    openSheet();
+    input_.hold({"Shift_L", "Super_L", "k"});
+    ASSERT_TRUE(awaitLog(QStringLiteral("[Platform] ready"), 2));
+    // It repeats at least ten times meanwhile.
+    awaitCondition([] { return false; }, std::chrono::milliseconds(500));
+    EXPECT_EQ(session().state().value(), SessionState::Idle);
+    EXPECT_EQ(logCount(QStringLiteral("[Session] Begin annotation session")), 0);
+    input_.letGo({"Shift_L", "Super_L", "k"});
+    input_.chord({"Shift_L", "Super_L", "k"});
+    EXPECT_TRUE(awaitState(SessionState::Drawing));
+    input_.tap("Escape");
+    EXPECT_TRUE(awaitState(SessionState::Idle));
+}
+
 TEST_F(MenuJob, ADrawingClosesTheSheet)
 {
     ASSERT_TRUE(host_.start());

@@ -209,6 +209,10 @@ void X11TapSession::handleHotkeyPress(const xcb_ge_generic_event_t& event)
     // windows take the keyboard in answer.
     xcb_input_xi_ungrab_device(connection_->get(), XCB_CURRENT_TIME, press.deviceid);
     connection_->sync();
+    // Whoever has just recorded it may still hold it down.
+    hotkeyWasPressed_ |= (press.flags & XCB_INPUT_KEY_EVENT_FLAGS_KEY_REPEAT) == 0;
+    if (!hotkeyWasPressed_)
+        return;
     TapEvent tapEvent;
     tapEvent.flags = layout_.flags(press.mods.effective);
     tapEvent.keyCode = layout_.virtualKeyCode(press.detail);

@@ -69,6 +69,7 @@ private:
     quint32 modifiers_ = 0; ///< The server's, as the latest event says.
     quint64 flags_ = 0;     ///< The same in ModifierFlag bits.
     bool layoutChanged_ = false;
+    bool hotkeyWasPressed_ = false; ///< In this run; until then its repeats are of a press before.
     /// When to ask again for what is refused; nothing while all of it is ours.
     std::optional<Clock::TimePoint> nextRetry_;
 };
