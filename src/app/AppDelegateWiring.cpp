@@ -63,7 +63,7 @@ UpdateCollaborators AppDelegate::updateCollaborators()
         .windows = *desktop_.windowSurfaces,
         .http = http_,
         .findPackageManager = [] { return findPackageOwner(QCoreApplication::applicationFilePath()); },
-        .openAddress = [](const QUrl& address) { QDesktopServices::openUrl(address); },
+        .openAddress = [](const QUrl& address) { return QDesktopServices::openUrl(address); },
     };
 }
 

@@ -20,7 +20,7 @@ struct UpdateCollaborators {
     std::function<HttpClient&()> http;
     /// Who keeps this installation up to date, as in "APT"; empty text: the user.
     std::function<async::Task<QString>()> findPackageManager;
-    std::function<void(const QUrl& address)> openAddress;
+    std::function<bool(const QUrl& address)> openAddress; ///< False: nothing here opens it.
 };
 
 /// Looks for a newer version when the user asks for it, and only then, and says what it found in every case.

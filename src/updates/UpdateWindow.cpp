@@ -56,9 +56,11 @@ UpdateWindow::UpdateWindow()
     new FocusRing(*this, [] { return WindowTheme::current().accent; });
     connect(close_, &PushButton::clicked, this, &QWidget::close);
     connect(open_, &PushButton::clicked, this, [this] {
-        if (onOpenPage)
-            onOpenPage(page_);
-        close();
+        if (!onOpenPage || onOpenPage(page_))
+            close();
+        else
+            write(title_->text(), QStringLiteral("Nothing on this computer opens the page of the release: ") +
+                                      page_.toDisplayString());
     });
     setAutoFillBackground(true);
     followScheme();

@@ -22,7 +22,7 @@ public:
     void showMessage(const UpdateMessage& message, const QUrl& page);
 
     std::function<void()> onClosed;
-    std::function<void(const QUrl& page)> onOpenPage;
+    std::function<bool(const QUrl& page)> onOpenPage;
 
 protected:
     bool event(QEvent* event) override;

@@ -32,7 +32,10 @@ protected:
             QVersionNumber(0, 1, 0),
             UpdateCollaborators{windows_, [this]() -> HttpClient& { return http_; },
                                 [this] { return ownedBy(packageManager_); },
-                                [this](const QUrl& page) { opened_.append(page); }});
+                                [this](const QUrl& page) {
+                                    opened_.append(page);
+                                    return hasBrowser_;
+                                }});
     }
 
     void announce(const QByteArray& version)
@@ -71,6 +74,7 @@ protected:
     CurlHttpClient http_;
     QString packageManager_;
     QList<QUrl> opened_;
+    bool hasBrowser_ = true;
     std::unique_ptr<UpdateController> controller_;
 };
 
@@ -87,6 +91,21 @@ TEST_F(UpdateWindowTest, SaysThatItLooksAndThenWhatItFound)
     ASSERT_NE(button(QStringLiteral("Open Release Page")), nullptr);
     button(QStringLiteral("Open Release Page"))->click();
     EXPECT_EQ(opened_, QList<QUrl>{QUrl(QStringLiteral("https://example.org/releases"))});
+    EXPECT_FALSE(controller_->window()->isVisible());
+}
+
+TEST_F(UpdateWindowTest, WithoutABrowserItSaysWhereThePageIs)
+{
+    hasBrowser_ = false;
+    announce("0.2.0");
+    controller_->checkForUpdates();
+    ASSERT_TRUE(awaitTitle(QStringLiteral("Velmo 0.2.0 Is Available")));
+    button(QStringLiteral("Open Release Page"))->click();
+    EXPECT_TRUE(controller_->window()->isVisible());
+    EXPECT_EQ(texts(), QStringList({QStringLiteral("Velmo 0.2.0 Is Available"),
+                                    QStringLiteral("Nothing on this computer opens the page of the release: "
+                                                   "https://example.org/releases")}));
+    press(Qt::Key_Escape);
     EXPECT_FALSE(controller_->window()->isVisible());
 }
 
