@@ -26,8 +26,13 @@ MenuBarController::MenuBarController(AnnotationSession& session, std::shared_ptr
     , stateSubscription_(session_.state().subscribe([this](SessionState next) {
         if (next == SessionState::Drawing)
             makeRoomForDrawing();
+        else if (owesRestart_)
+            owedRestart_.start(0);
     }))
-{}
+{
+    owedRestart_.setSingleShot(true);
+    owedRestart_.callOnTimeout([this] { restartHotkeyMonitor(); });
+}
 
 MenuBarController::~MenuBarController()
 {
@@ -44,6 +49,14 @@ void MenuBarController::makeRoomForDrawing()
     menu_.close();
     if (hotkeySheet_)
         hotkeySheet_->close();
+}
+
+/// A monitor that is stopped amid a stroke tells nothing of its end.
+void MenuBarController::restartHotkeyMonitor()
+{
+    owesRestart_ = session_.state().value() == SessionState::Drawing;
+    if (!owesRestart_ && callbacks_.restartHotkeyMonitor)
+        callbacks_.restartHotkeyMonitor();
 }
 
 StatusMenu::Actions MenuBarController::actions()
@@ -89,8 +102,9 @@ void MenuBarController::presentHotkeySheet()
         hotkeySheet_->close();
     }
     hotkeySheet_ = std::make_unique<HotkeyCaptureSheet>(
-        settings_, HotkeyCaptureCollaborators{desktop_.keys, desktop_.windows,
-                                              callbacks_.restartHotkeyMonitor, [] { QApplication::beep(); }});
+        settings_,
+        HotkeyCaptureCollaborators{desktop_.keys, desktop_.windows, [this] { restartHotkeyMonitor(); },
+                                   [] { QApplication::beep(); }});
     hotkeySheet_->present();
 }
 

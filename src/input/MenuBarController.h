@@ -5,6 +5,7 @@
 #include "input/HotkeyCaptureSheet.h"
 #include "input/StatusItem.h"
 
+#include <QTimer>
 #include <QWidget>
 
 namespace velmo {
@@ -60,6 +61,7 @@ public:
 private:
     [[nodiscard]] StatusMenu::Actions actions();
     void makeRoomForDrawing();
+    void restartHotkeyMonitor();
     void activateAnnotation();
 
     AnnotationSession& session_;
@@ -70,6 +72,8 @@ private:
     StatusItem statusItem_;
     std::unique_ptr<QWidget> settingsWindow_;
     std::unique_ptr<HotkeyCaptureSheet> hotkeySheet_;
+    QTimer owedRestart_;
+    bool owesRestart_ = false; ///< A hotkey was recorded, and a drawing came before it was in force.
     Subscription stateSubscription_;
 };
 

@@ -209,6 +209,26 @@ TEST_F(MenuBarTest, ASheetThatIsDiscardedBringsNothingIntoForce)
     EXPECT_EQ(restarts, 1);
 }
 
+TEST_F(MenuBarTest, ARecordedHotkeyComesIntoForceAfterTheDrawingThatBeganMeanwhile)
+{
+    int restarts = 0;
+    callbacks.restartHotkeyMonitor = [&] { ++restarts; };
+    build();
+    choose(kChangeHotkey);
+    keys.key = {40, ModifierFlag::Control, QStringLiteral("k")};
+    QKeyEvent press(QEvent::KeyPress, Qt::Key_K, Qt::ControlModifier);
+    QCoreApplication::sendEvent(controller->hotkeySheet()->window()->windowHandle(), &press);
+    session->begin(true);
+    ASSERT_EQ(session->state().value(), SessionState::Drawing);
+    // Its time comes amid the drawing.
+    turnFor(std::chrono::milliseconds(900));
+    EXPECT_EQ(restarts, 0);
+    session->cancel();
+    EXPECT_TRUE(turnUntil([&] { return restarts > 0; }));
+    turnFor(std::chrono::milliseconds(50));
+    EXPECT_EQ(restarts, 1);
+}
+
 class StatusItemTest : public MenuBarTest {
 protected:
     void SetUp() override {}
