@@ -302,8 +302,14 @@ void AppDelegate::reportMonitorStart(const EventTap::StartReport& report)
     gestureProblems_.set({.hotkey = inWords(report.started ? report.hotkeyProblems : report.problems),
                           .chord = inWords(report.chordProblems),
                           .middleButton = inWords(report.middleButtonProblems)});
-    if (!report.started)
+    if (onboardingController_)
+        onboardingController_->updateHotkey();
+    if (!report.started) {
+        // It may have been at work until now.
+        monitorIsReady_ = false;
+        followQuickDrawHint(false);
         return;
+    }
     if (!std::exchange(monitorIsReady_, true))
         logPlatform(QStringLiteral("ready"));
     else if (report.problems.isEmpty())

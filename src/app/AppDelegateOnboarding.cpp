@@ -75,9 +75,13 @@ void AppDelegate::completeOnboarding()
     settings_->hasCompletedOnboarding.set(true);
     isOnboardingRequested_ = false;
     onboardingController_.reset();
-    // What has gone missing meanwhile is shown.
-    if (handlePermissionState(true))
-        openOwedSettings();
+    // What has gone missing meanwhile is shown; and where the hotkey can be changed, if it does not work.
+    if (handlePermissionState(true)) {
+        if (!gestureProblems_.value().hotkey.isEmpty())
+            menuBarController_->openSettingsWindow();
+        else
+            openOwedSettings();
+    }
     owesSettings_ = false;
 }
 

@@ -104,6 +104,7 @@ AppDelegate::makeOnboarding(const QList<MissingPermission>& missing)
                     return hotkeyInWords(static_cast<quint64>(settings_->hotkeyModifiers.value()),
                                          settings_->hotkeyKeyCode.value());
                 },
+            .hotkeyProblem = [this] { return gestureProblems_.value().hotkey; },
             .onComplete = [this] { completeOnboarding(); },
             // On a later turn: at the end of the desktop's session every window is closed, and none is to
             // come anew.

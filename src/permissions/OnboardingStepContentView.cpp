@@ -145,12 +145,16 @@ void OnboardingStepContentView::configurePermission(MissingPermission permission
     }
 }
 
-void OnboardingStepContentView::configureComplete(const QString& hotkey)
+void OnboardingStepContentView::configureComplete(const QString& hotkey, const QString& problem)
 {
+    QString line;
+    if (!problem.isEmpty())
+        line = problem + QStringLiteral("\nChoose another one in the settings.");
+    else if (!hotkey.isEmpty())
+        line = QStringLiteral("Your hotkey is ") + hotkey + u'.';
     configure({QStringLiteral("checkmark.circle"), &WindowTheme::granted, QStringLiteral("You're All Set!"),
                QStringLiteral("Velmo is ready to use.\nPress your hotkey to get started."),
-               QStringLiteral("Start Using Velmo"), false,
-               hotkey.isEmpty() ? QString() : QStringLiteral("Your hotkey is ") + hotkey + u'.'});
+               QStringLiteral("Start Using Velmo"), false, line});
 }
 
 void OnboardingStepContentView::configure(const Page& page)

@@ -39,8 +39,8 @@ public:
 
     void configureWelcome();
     void configurePermission(MissingPermission permission);
-    /// Names the hotkey, unless the text is empty.
-    void configureComplete(const QString& hotkey);
+    /// Names the hotkey, unless the text is empty; or says why it does not work, if there is a reason.
+    void configureComplete(const QString& hotkey, const QString& problem);
 
     /// A sentence under the button, until the next page is configured; none when it is empty.
     void setNote(const QString& note);

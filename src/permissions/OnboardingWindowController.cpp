@@ -119,7 +119,9 @@ void OnboardingWindowController::showCurrentStep()
         contentView_->configurePermission(step.permission());
         break;
     case OnboardingStep::Kind::Complete:
-        contentView_->configureComplete(collaborators_.hotkey ? collaborators_.hotkey() : QString());
+        contentView_->configureComplete(collaborators_.hotkey ? collaborators_.hotkey() : QString(),
+                                        collaborators_.hotkeyProblem ? collaborators_.hotkeyProblem()
+                                                                     : QString());
         break;
     }
     contentView_->totalSteps = static_cast<int>(steps_.size());
@@ -194,6 +196,12 @@ void OnboardingWindowController::finish()
     // It may destroy the controller, and what is being called with it.
     if (const auto onComplete = collaborators_.onComplete)
         onComplete();
+}
+
+void OnboardingWindowController::updateHotkey()
+{
+    if (!isFinished() && currentStep() == OnboardingStep::complete())
+        showCurrentStep();
 }
 
 void OnboardingWindowController::updatePermissions(const QList<MissingPermission>& missing)

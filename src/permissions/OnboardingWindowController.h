@@ -24,6 +24,8 @@ public:
         WindowSurfaces& windows;
         /// The hotkey as people read it. Asked for when the last page is shown; empty where it has no name.
         std::function<QString()> hotkey;
+        /// Asked for with it: why it does not work, in a sentence; empty: it works.
+        std::function<QString()> hotkeyProblem{};
         /// Called once the last page is left, after the window has closed. It may destroy the controller.
         std::function<void()> onComplete;
         /// Called when the user has closed the window before that.
@@ -38,6 +40,8 @@ public:
     void showWindow();
     /// Makes the pages those of what is missing now. The page that is shown stays, if it is still among them.
     void updatePermissions(const QList<MissingPermission>& missing);
+    /// What the last page says of the hotkey is true no longer.
+    void updateHotkey();
     /// Nothing is completed by it, as by the user closing the window; it can be shown again.
     void close();
 

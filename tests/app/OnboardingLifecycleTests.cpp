@@ -154,6 +154,38 @@ TEST_F(OnboardingLifecycleTest, AFirstStartThatEndsWithoutAPermissionShowsWhichO
     EXPECT_EQ(settings->settingsSelectedTab.value(), 1);
 }
 
+TEST_F(OnboardingLifecycleTest, TheLastPageNamesTheHotkeyAlsoWhenItHasChangedMeanwhile)
+{
+    const auto line = [this] { return onboarding()->contentView()->hotkeyLabel().text(); };
+    settings->hasCompletedOnboarding.set(false);
+    launch();
+    primary();
+    ASSERT_EQ(shown(), OnboardingStep::complete());
+    EXPECT_EQ(line(), QStringLiteral("Your hotkey is Ctrl + Alt + Space."));
+    settings->hotkeyModifiers.set(static_cast<qint64>(ModifierFlag::Shift | ModifierFlag::Command));
+    delegate->restartHotkeyMonitor();
+    settle();
+    EXPECT_EQ(line(), QStringLiteral("Your hotkey is Shift + Super + Space."));
+}
+
+TEST_F(OnboardingLifecycleTest, AHotkeyThatIsTakenIsSaidAndLeavesTheSettings)
+{
+    const QString problem = QStringLiteral("Ctrl+Alt+Space") + kHeldByAnother;
+    tap->nextReport = {true, {problem}, {problem}};
+    settings->hasCompletedOnboarding.set(false);
+    launch();
+    settle();
+    primary();
+    ASSERT_EQ(shown(), OnboardingStep::complete());
+    EXPECT_EQ(onboarding()->contentView()->hotkeyLabel().text(),
+              QStringLiteral("Ctrl+Alt+Space is taken by another program.\n"
+                             "Choose another one in the settings."));
+    primary();
+    EXPECT_TRUE(settings->hasCompletedOnboarding.value());
+    ASSERT_NE(settingsWindow(), nullptr);
+    EXPECT_TRUE(settingsWindow()->isVisible());
+}
+
 TEST_F(OnboardingLifecycleTest, OnboardingCanBeLookedAtAgain)
 {
     launch();

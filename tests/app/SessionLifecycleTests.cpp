@@ -185,5 +185,23 @@ TEST_F(SessionLifecycleTest, NoHintComesWhileSomethingIsDrawnOrAnswered)
     EXPECT_FALSE(hintsUnderTheChord());
 }
 
+TEST_F(SessionLifecycleTest, ADisplayThatWasLostTakesItsHintAlongAndIsReadyAnew)
+{
+    windows->composited = false; // Nothing fades then.
+    launch();
+    settle();
+    TapEvent chord;
+    chord.flags = ModifierFlag::Option | ModifierFlag::Command;
+    tap->input(TapEventType::FlagsChanged, chord);
+    settle();
+    ASSERT_FALSE(shownWidgets<HintCapsuleView>().empty());
+    tap->tell({false, {QStringLiteral("The connection to the X display was lost.")}, {}});
+    settle();
+    EXPECT_TRUE(shownWidgets<HintCapsuleView>().empty());
+    passSecond();
+    EXPECT_TRUE(turnUntil([this] { return log.text().count(QStringLiteral("[Platform] ready")) == 2; }));
+    EXPECT_FALSE(log.text().contains(QStringLiteral("Nothing is held by other programs any more.")));
+}
+
 } // namespace
 } // namespace velmo

@@ -96,6 +96,25 @@ TEST_F(OnboardingPages, TheLastOneNamesTheHotkeyOfThatMoment)
     EXPECT_FALSE(view().hotkeyLabel().isVisible());
 }
 
+TEST_F(OnboardingPages, TheLastOneSaysWhenTheHotkeyDoesNotWork)
+{
+    hotkey = QStringLiteral("⌃⌥Space");
+    hotkeyProblem = QStringLiteral("⌃⌥Space is taken by another program.");
+    open({OnboardingStep::welcome(), OnboardingStep::complete()});
+    controller->updateHotkey();
+    EXPECT_EQ(title(), "Welcome to Velmo");
+    press();
+    EXPECT_EQ(view().hotkeyLabel().text(), QStringLiteral("⌃⌥Space is taken by another program.\n"
+                                                          "Choose another one in the settings."));
+    hotkeyProblem.clear();
+    controller->updateHotkey();
+    EXPECT_EQ(view().hotkeyLabel().text(), QStringLiteral("Your hotkey is ⌃⌥Space."));
+    press();
+    EXPECT_EQ(completions, 1);
+    controller->updateHotkey();
+    EXPECT_FALSE(controller->window()->isVisible());
+}
+
 TEST_F(OnboardingPages, StandInTheMiddleOfTheirWindow)
 {
     for (const Page& page : pages()) {

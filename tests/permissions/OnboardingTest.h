@@ -46,6 +46,7 @@ protected:
         controller = std::make_unique<OnboardingWindowController>(
             std::move(steps),
             OnboardingWindowController::Collaborators{permissions, windows, [this] { return hotkey; },
+                                                      [this] { return hotkeyProblem; },
                                                       [this] {
                                                           ++completions;
                                                           if (dropsWhenComplete)
@@ -79,6 +80,7 @@ protected:
     FakePermissions permissions;
     FakeWindowSurfaces windows;
     QString hotkey = QStringLiteral("Ctrl + Alt + Space");
+    QString hotkeyProblem;
     int completions = 0;
     bool dropsWhenComplete = false;
     std::unique_ptr<OnboardingWindowController> controller;

@@ -53,7 +53,9 @@ QPixmap onboardingPicture()
     permissions.microphone = MicrophoneStatus::Restricted;
     view.configurePermission(MissingPermission::Microphone);
     add(3);
-    view.configureComplete(QStringLiteral("Ctrl + Alt + Space"));
+    view.configureComplete(QStringLiteral("Ctrl + Alt + Space"), {});
+    add(4);
+    view.configureComplete({}, QStringLiteral("Ctrl+Alt+Space is taken by another program."));
     add(4);
     permissions.microphone = MicrophoneStatus::NotDetermined;
     view.configurePermission(MissingPermission::ScreenRecording);
