@@ -115,7 +115,7 @@ private:
     }
     [[nodiscard]] QString folder(const QString& name) const
     {
-        const QString path = home_.filePath(name);
+        QString path = home_.filePath(name);
         QDir().mkpath(path);
         QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
         return path;

@@ -81,6 +81,7 @@ public:
 #define VELMO_DELAY_LOADED(library, function)                                                                \
     _Pragma("GCC diagnostic push")                                                                           \
     _Pragma("GCC diagnostic ignored \"-Wignored-attributes\"")                                               \
+    /* NOLINTNEXTLINE(bugprone-macro-parentheses): a name cannot be in any. */                                \
     inline const DelayLoadedFunction<decltype(::function)> function{library, #function};                     \
     _Pragma("GCC diagnostic pop")                                                                            \
     static_assert(true)

@@ -10,6 +10,7 @@
 #include <span>
 
 /// The library's own, for session managers, and in no header.
+// NOLINTNEXTLINE(bugprone-reserved-identifier)
 extern "C" int _IceTransNoListen(const char* protocol);
 
 namespace velmo::test {
@@ -103,7 +104,7 @@ struct SessionManager::Session {
             const std::span all(properties, static_cast<size_t>(count));
             for (SmProp* property : all) {
                 if (std::strcmp(property->name, SmRestartStyleHint) == 0 && property->num_vals > 0)
-                    current->restartStyle = *static_cast<const char*>(property->vals[0].value);
+                    current->restartStyle = *static_cast<const unsigned char*>(property->vals[0].value);
                 SmFreeProperty(property);
             }
             std::free(properties);
