@@ -4,7 +4,6 @@
 
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <optional>
 
 namespace velmo {
 
@@ -24,14 +23,12 @@ bool isSafeAddress(const QUrl& url)
            url.userInfo().isEmpty();
 }
 
-/// The whole text as a version, "1.2.3"; nothing if it is anything else.
-std::optional<QVersionNumber> versionFrom(const QString& text)
+/// The whole text as a version, "1.2.3"; null if it is anything else.
+QVersionNumber versionFrom(const QString& text)
 {
     qsizetype end = 0;
-    const QVersionNumber version = QVersionNumber::fromString(text, &end);
-    if (version.isNull() || end != text.size())
-        return std::nullopt;
-    return version;
+    QVersionNumber version = QVersionNumber::fromString(text, &end);
+    return end == text.size() ? version : QVersionNumber();
 }
 
 } // namespace
@@ -79,13 +76,13 @@ Result<UpdateFeed, UpdateFeedError> readUpdateFeed(const QByteArray& feed, const
     if (!document.isObject())
         return failure(ErrorKind::Malformed);
     const QJsonObject object = document.object();
-    const auto version = versionFrom(object.value(QStringLiteral("version")).toString());
+    const QVersionNumber version = versionFrom(object.value(QStringLiteral("version")).toString());
     const QUrl page(object.value(QStringLiteral("page")).toString(), QUrl::StrictMode);
     const QDateTime expires =
         QDateTime::fromString(object.value(QStringLiteral("expires")).toString(), Qt::ISODate);
-    if (!version || !isSafeAddress(page) || !expires.isValid() || expires.timeSpec() == Qt::LocalTime)
+    if (version.isNull() || !isSafeAddress(page) || !expires.isValid() || expires.timeSpec() == Qt::LocalTime)
         return failure(ErrorKind::Malformed);
-    return UpdateFeed{*version, page, expires};
+    return UpdateFeed{version, page, expires};
 }
 
 } // namespace velmo
