@@ -73,6 +73,11 @@ private:
         } else if (watched == &window_ && event->type() == QEvent::Hide && !event->spontaneous()) {
             restacking_.stop();
             surfaces_.releaseTop(window_);
+        } else if (watched == &window_ && isPlaced_ && window_.isVisible() &&
+                   (event->type() == QEvent::Move || event->type() == QEvent::Resize)) {
+            // It may meet others there, and it may not be there yet.
+            surfaces_.keepManagedOnTop();
+            restackLater();
         } else if (event->type() == QEvent::Expose && window_.windowHandle()->isExposed() &&
                    !std::exchange(isPlaced_, true)) {
             // It is exposed once the window manager has framed and shown it.

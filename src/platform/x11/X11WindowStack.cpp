@@ -3,7 +3,6 @@
 #include <limits>
 #include <utility>
 #include <xcb/composite.h>
-#include <xcb/shape.h>
 
 namespace velmo {
 namespace {
@@ -32,22 +31,6 @@ xcb_window_t overlayOfManager(X11Connection& connection)
         return XCB_NONE;
     xcb_composite_release_overlay_window(connection.get(), connection.root());
     return reply->overlay_win;
-}
-
-QRegion shapeOf(X11Connection& connection, xcb_window_t window, QPoint origin)
-{
-    const auto reply =
-        connection.await(xcb_shape_get_rectangles_reply,
-                         xcb_shape_get_rectangles(connection.get(), window, XCB_SHAPE_SK_BOUNDING));
-    if (!reply)
-        return {};
-    QRegion region;
-    const auto* rectangles = xcb_shape_get_rectangles_rectangles(reply.get());
-    for (int i = 0; i < xcb_shape_get_rectangles_rectangles_length(reply.get()); ++i) {
-        const auto& rectangle = rectangles[i];
-        region += QRect(origin + QPoint(rectangle.x, rectangle.y), QSize(rectangle.width, rectangle.height));
-    }
-    return region;
 }
 
 struct PendingWindow {
@@ -79,7 +62,7 @@ std::optional<X11StackedWindow> finish(X11Connection& connection, const PendingW
     if (shape && shape->bounding_shaped != 0) {
         // Shapes are counted from inside the border and may reach beyond the window.
         const QPoint inner = result.frame.topLeft() + QPoint(border, border);
-        result.region &= shapeOf(connection, pending.window, inner);
+        result.region &= readShape(connection.get(), pending.window).translated(inner);
     }
     if (!opacity.empty())
         result.opacity = opacity.front() / double{std::numeric_limits<quint32>::max()};

@@ -16,7 +16,6 @@
 #include <unordered_set>
 #include <utility>
 #include <vector>
-#include <xcb/shape.h>
 
 namespace velmo {
 namespace {
@@ -35,14 +34,6 @@ xcb_window_t topLevelOf(xcb_connection_t* connection, xcb_window_t window)
             return window;
         window = tree->parent;
     }
-}
-
-/// Without borders, on the root.
-QRect areaOf(xcb_connection_t* connection, xcb_window_t window)
-{
-    const auto geometry =
-        awaitReply(connection, xcb_get_geometry_reply, xcb_get_geometry(connection, window));
-    return geometry ? QRect(geometry->x, geometry->y, geometry->width, geometry->height) : QRect();
 }
 
 /// On the root, as far as the toolkit knows: in whole points, and the server may not have got that far.
@@ -101,18 +92,22 @@ void addStates(const QWidget& widget, std::initializer_list<const char*> names)
 }
 
 /// Puts those of our unmanaged windows that are above that one and meet it right below it, in their order.
-void putBelow(xcb_connection_t* connection, xcb_window_t above)
+/// Returns whether there were any.
+bool putBelow(xcb_connection_t* connection, xcb_window_t above)
 {
-    const QRect frame = areaOf(connection, above);
+    bool wasAny = false;
+    const QRect frame = readArea(connection, above);
     const auto own = shownOwnWindows(connection, above);
     for (auto window = own.rbegin(); window != own.rend(); ++window) {
-        if (!frame.intersects(areaOf(connection, *window)))
+        if (!frame.intersects(readArea(connection, *window)))
             continue;
         const std::array<uint32_t, 2> place{above, XCB_STACK_MODE_BELOW};
         xcb_configure_window(connection, *window, XCB_CONFIG_WINDOW_SIBLING | XCB_CONFIG_WINDOW_STACK_MODE,
                              place.data());
         above = *window;
+        wasAny = true;
     }
+    return wasAny;
 }
 
 } // namespace
@@ -183,12 +178,7 @@ void X11WindowSurfaces::setShape(QWidget& widget, const QRegion& pixels)
     xcb_connection_t* connection = toolkitConnection();
     if (connection == nullptr)
         return;
-    std::vector<xcb_rectangle_t> parts;
-    for (const QRect& part : pixels)
-        parts.push_back({static_cast<int16_t>(part.x()), static_cast<int16_t>(part.y()),
-                         static_cast<uint16_t>(part.width()), static_cast<uint16_t>(part.height())});
-    xcb_shape_rectangles(connection, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING, XCB_CLIP_ORDERING_YX_BANDED,
-                         windowOf(widget), 0, 0, static_cast<uint32_t>(parts.size()), parts.data());
+    cutouts_.setShape(connection, windowOf(widget), pixels);
     shapes_.remind(connection, nativeFrame(widget));
     xcb_flush(connection);
 }
@@ -242,9 +232,30 @@ void X11WindowSurfaces::bringManagedToTop(QWidget& widget)
             active != nullptr && active->windowFlags().testFlag(Qt::BypassWindowManagerHint);
         managedTops_.push_back({&widget, keyboard_->holder(), isUnmanaged ? active : nullptr});
     }
+    if (!managerKeepsUnmanagedOnTop())
+        putBelowInVain_ = 0;
     restackings_.watch();
     keepManagedOnTop();
     focusWindow(widget);
+}
+
+bool X11WindowSurfaces::managerKeepsUnmanagedOnTop() const
+{
+    // It also takes others some steps to bring a window to the top.
+    constexpr int kOftenEnough = 4;
+    return putBelowInVain_ >= kOftenEnough;
+}
+
+/// The dialogs' places out of everything that is ours and above them.
+void X11WindowSurfaces::cutOut(xcb_connection_t* connection)
+{
+    QRegion area;
+    for (const ManagedTop& top : managedTops_) {
+        if (top.widget)
+            area += readArea(connection, topLevelOf(connection, windowOf(*top.widget)));
+    }
+    cutouts_.cut(connection, area.isEmpty() ? std::vector<xcb_window_t>() : shownOwnWindows(connection),
+                 area);
 }
 
 void X11WindowSurfaces::keepManagedOnTop()
@@ -252,10 +263,14 @@ void X11WindowSurfaces::keepManagedOnTop()
     xcb_connection_t* connection = toolkitConnection();
     if (connection == nullptr)
         return;
+    bool wasAny = false;
     for (const ManagedTop& top : managedTops_) {
-        if (top.widget)
-            putBelow(connection, topLevelOf(connection, windowOf(*top.widget)));
+        if (top.widget && !managerKeepsUnmanagedOnTop())
+            wasAny |= putBelow(connection, topLevelOf(connection, windowOf(*top.widget)));
     }
+    putBelowInVain_ += wasAny ? 1 : 0;
+    if (managerKeepsUnmanagedOnTop())
+        cutOut(connection);
     xcb_flush(connection);
 }
 

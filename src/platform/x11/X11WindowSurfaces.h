@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/WindowSurfaces.h"
+#include "platform/x11/X11Cutouts.h"
 #include "platform/x11/X11KeyRepeats.h"
 #include "platform/x11/X11Restackings.h"
 #include "platform/x11/X11ShapeReminder.h"
@@ -55,12 +56,16 @@ private:
     };
 
     [[nodiscard]] std::vector<ManagedTop>::iterator findTop(const QWidget& widget);
+    [[nodiscard]] bool managerKeepsUnmanagedOnTop() const;
+    void cutOut(xcb_connection_t* connection);
 
     X11KeyRepeats repeats_;
     std::shared_ptr<X11KeyboardFocus> keyboard_;
     std::vector<ManagedTop> managedTops_; ///< The latest last.
     X11Restackings restackings_{[this] { keepManagedOnTop(); }};
     X11ShapeReminder shapes_;
+    X11Cutouts cutouts_;
+    int putBelowInVain_ = 0; ///< How often since a dialog was last brought to the top.
 };
 
 } // namespace velmo

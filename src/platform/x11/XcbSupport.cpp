@@ -1,5 +1,7 @@
 #include "platform/x11/XcbSupport.h"
 
+#include <xcb/shape.h>
+
 namespace velmo {
 namespace {
 
@@ -50,6 +52,26 @@ std::vector<xcb_window_t> awaitChildren(xcb_connection_t* connection, xcb_query_
         return {};
     const xcb_window_t* first = xcb_query_tree_children(tree.get());
     return {first, first + xcb_query_tree_children_length(tree.get())};
+}
+
+QRect readArea(xcb_connection_t* connection, xcb_window_t window)
+{
+    const auto geometry =
+        awaitReply(connection, xcb_get_geometry_reply, xcb_get_geometry(connection, window));
+    return geometry ? QRect(geometry->x, geometry->y, geometry->width, geometry->height) : QRect();
+}
+
+QRegion readShape(xcb_connection_t* connection, xcb_window_t window)
+{
+    const auto reply = awaitReply(connection, xcb_shape_get_rectangles_reply,
+                                  xcb_shape_get_rectangles(connection, window, XCB_SHAPE_SK_BOUNDING));
+    QRegion shape;
+    if (!reply)
+        return shape;
+    const auto* parts = xcb_shape_get_rectangles_rectangles(reply.get());
+    for (int i = 0; i < xcb_shape_get_rectangles_rectangles_length(reply.get()); ++i)
+        shape += QRect(parts[i].x, parts[i].y, parts[i].width, parts[i].height);
+    return shape;
 }
 
 } // namespace velmo

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <QByteArray>
+#include <QRect>
+#include <QRegion>
 #include <QtGlobal>
 #include <cstdlib>
 #include <memory>
@@ -47,6 +49,12 @@ awaitReply(xcb_connection_t* connection, Reply* (*function)(xcb_connection_t*, C
 /// The windows inside another one, bottom-most first; none when it is gone.
 [[nodiscard]] std::vector<xcb_window_t> awaitChildren(xcb_connection_t* connection,
                                                       xcb_query_tree_cookie_t cookie);
+
+/// Without borders, in its parent, as all areas here in native pixels; empty when the window is gone.
+[[nodiscard]] QRect readArea(xcb_connection_t* connection, xcb_window_t window);
+
+/// What there is of the window, in itself; nothing when it is gone.
+[[nodiscard]] QRegion readShape(xcb_connection_t* connection, xcb_window_t window);
 
 /// The input extension's 16.16 fixed-point coordinate, without its fraction.
 [[nodiscard]] constexpr int wholePixels(qint32 fixed)
