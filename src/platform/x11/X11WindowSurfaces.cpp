@@ -91,6 +91,22 @@ void addStates(const QWidget& widget, std::initializer_list<const char*> names)
                         static_cast<uint32_t>(states.size()), states.data());
 }
 
+/// On the root, with the title bar, but without the invisible part of a frame that shadows are in.
+QRect visibleArea(xcb_connection_t* connection, xcb_window_t window)
+{
+    const auto place =
+        awaitReply(connection, xcb_translate_coordinates_reply,
+                   xcb_translate_coordinates(connection, window, toolkitScreen(connection).root, 0, 0));
+    if (!place)
+        return {};
+    const QRect inner(QPoint(place->dst_x, place->dst_y), readArea(connection, window).size());
+    const auto frame = readNumbers(connection, window, existingAtom(connection, "_NET_FRAME_EXTENTS"));
+    if (frame.size() < 4)
+        return readArea(connection, topLevelOf(connection, window));
+    const auto width = [&frame](std::size_t side) { return static_cast<int>(frame[side]); };
+    return inner.adjusted(-width(0), -width(2), width(1), width(3));
+}
+
 /// Puts those of our unmanaged windows that are above that one and meet it right below it, in their order.
 /// Returns whether there were any.
 bool putBelow(xcb_connection_t* connection, xcb_window_t above)
@@ -252,7 +268,7 @@ void X11WindowSurfaces::cutOut(xcb_connection_t* connection)
     QRegion area;
     for (const ManagedTop& top : managedTops_) {
         if (top.widget)
-            area += readArea(connection, topLevelOf(connection, windowOf(*top.widget)));
+            area += visibleArea(connection, windowOf(*top.widget));
     }
     cutouts_.cut(connection, area.isEmpty() ? std::vector<xcb_window_t>() : shownOwnWindows(connection),
                  area);
