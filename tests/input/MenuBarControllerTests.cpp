@@ -153,9 +153,7 @@ TEST_F(MenuBarTest, AHotkeyThatWasRecordedComesIntoForceAlsoWhenItsSheetIsReplac
     callbacks.restartHotkeyMonitor = [&] { ++restarts; };
     build();
     choose(kChangeHotkey);
-    keys.key = {40, ModifierFlag::Shift | ModifierFlag::Command, QStringLiteral("K")};
-    QKeyEvent press(QEvent::KeyPress, Qt::Key_K, Qt::ShiftModifier | Qt::MetaModifier);
-    QCoreApplication::sendEvent(controller->hotkeySheet()->window()->windowHandle(), &press);
+    recordHotkey();
     EXPECT_EQ(restarts, 0);
     choose(kChangeHotkey);
     EXPECT_EQ(restarts, 1);
@@ -195,16 +193,14 @@ TEST_F(MenuBarTest, ASheetThatIsDiscardedBringsNothingIntoForce)
     callbacks.restartHotkeyMonitor = [&] { ++restarts; };
     build();
     choose(kChangeHotkey);
-    keys.key = {40, ModifierFlag::Control, QStringLiteral("k")};
-    QKeyEvent press(QEvent::KeyPress, Qt::Key_K, Qt::ControlModifier);
-    QCoreApplication::sendEvent(controller->hotkeySheet()->window()->windowHandle(), &press);
+    recordHotkey();
     EXPECT_EQ(settings->hotkeyKeyCode.value(), 40);
     controller->discardHotkeySheet();
     EXPECT_EQ(controller->hotkeySheet(), nullptr);
     // A later save of the same length has its time after the first one would have had.
     build();
     choose(kChangeHotkey);
-    QCoreApplication::sendEvent(controller->hotkeySheet()->window()->windowHandle(), &press);
+    recordHotkey();
     EXPECT_TRUE(turnUntil([&] { return restarts > 0; }));
     EXPECT_EQ(restarts, 1);
 }
@@ -215,9 +211,7 @@ TEST_F(MenuBarTest, ARecordedHotkeyComesIntoForceAfterTheDrawingThatBeganMeanwhi
     callbacks.restartHotkeyMonitor = [&] { ++restarts; };
     build();
     choose(kChangeHotkey);
-    keys.key = {40, ModifierFlag::Control, QStringLiteral("k")};
-    QKeyEvent press(QEvent::KeyPress, Qt::Key_K, Qt::ControlModifier);
-    QCoreApplication::sendEvent(controller->hotkeySheet()->window()->windowHandle(), &press);
+    recordHotkey();
     session->begin(true);
     ASSERT_EQ(session->state().value(), SessionState::Drawing);
     // Its time comes amid the drawing.

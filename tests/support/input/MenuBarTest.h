@@ -4,10 +4,14 @@
 #include "fakes/FakeTrayPresence.h"
 #include "fakes/FakeWindowSurfaces.h"
 #include "input/MenuBarController.h"
+#include "platform/EventTap.h"
 #include "support/core/SessionTest.h"
 
+#include <QCoreApplication>
+#include <QKeyEvent>
 #include <QLineEdit>
 #include <QVBoxLayout>
+#include <QWindow>
 
 namespace velmo {
 
@@ -35,6 +39,14 @@ protected:
             if (item->text() == title)
                 item->trigger();
         }
+    }
+
+    /// In the sheet that is open: a combination that it takes.
+    void recordHotkey()
+    {
+        keys.key = {40, ModifierFlag::Control, QStringLiteral("k")};
+        QKeyEvent press(QEvent::KeyPress, Qt::Key_K, Qt::ControlModifier);
+        QCoreApplication::sendEvent(controller->hotkeySheet()->window()->windowHandle(), &press);
     }
 
     [[nodiscard]] static std::unique_ptr<QWidget> makeForm()
