@@ -284,7 +284,12 @@ void X11WindowSurfaces::keepManagedOnTop()
         if (top.widget && !managerKeepsUnmanagedOnTop())
             wasAny |= putBelow(connection, topLevelOf(connection, windowOf(*top.widget)));
     }
-    putBelowInVain_ += wasAny ? 1 : 0;
+    // Windows of ours that come later are above at first, and rightly: only what is undone at once counts.
+    constexpr std::chrono::milliseconds kAtOnce{300};
+    if (const auto now = Clock::now(); wasAny) {
+        putBelowInVain_ = now - lastPutBelow_ < kAtOnce ? putBelowInVain_ + 1 : 1;
+        lastPutBelow_ = now;
+    }
     if (managerKeepsUnmanagedOnTop())
         cutOut(connection);
     xcb_flush(connection);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/Clock.h"
 #include "platform/WindowSurfaces.h"
 #include "platform/x11/X11Cutouts.h"
 #include "platform/x11/X11KeyRepeats.h"
@@ -65,7 +66,8 @@ private:
     X11Restackings restackings_{[this] { keepManagedOnTop(); }};
     X11ShapeReminder shapes_;
     X11Cutouts cutouts_;
-    int putBelowInVain_ = 0; ///< How often since a dialog was last brought to the top.
+    int putBelowInVain_ = 0; ///< How often at a stretch; many times mean that somebody undoes it.
+    Clock::TimePoint lastPutBelow_;
 };
 
 } // namespace velmo
