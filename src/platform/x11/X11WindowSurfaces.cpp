@@ -285,7 +285,7 @@ void X11WindowSurfaces::keepManagedOnTop()
             wasAny |= putBelow(connection, topLevelOf(connection, windowOf(*top.widget)));
     }
     // Windows of ours that come later are above at first, and rightly: only what is undone at once counts.
-    constexpr std::chrono::milliseconds kAtOnce{300};
+    constexpr std::chrono::milliseconds kAtOnce{1000};
     if (const auto now = Clock::now(); wasAny) {
         putBelowInVain_ = now - lastPutBelow_ < kAtOnce ? putBelowInVain_ + 1 : 1;
         lastPutBelow_ = now;
